@@ -1,0 +1,20 @@
+# Everything found outside the repository, once, as imported targets.
+
+set(Boost_NO_WARN_NEW_VERSIONS ON)
+find_package(Boost 1.81 REQUIRED COMPONENTS log json thread)
+find_package(Threads REQUIRED)
+find_package(CapnProto REQUIRED)
+find_package(SQLite3 REQUIRED)
+find_package(CLI11 REQUIRED)
+if(ZELKOR_FRAMEWORK STREQUAL "system")
+  find_package(CppMicroServices CONFIG REQUIRED COMPONENTS
+    Framework ServiceComponent usAsyncWorkService DeclarativeServices ConfigurationAdmin)
+elseif(NOT ZELKOR_FRAMEWORK STREQUAL "embedded")
+  message(FATAL_ERROR "ZELKOR_FRAMEWORK is '${ZELKOR_FRAMEWORK}'; set it to 'embedded' or 'system'.")
+endif()
+if(ZELKOR_BUILD_TESTS)
+  find_package(GTest REQUIRED)
+endif()
+if(ZELKOR_BUILD_BENCH)
+  find_package(benchmark REQUIRED)
+endif()
