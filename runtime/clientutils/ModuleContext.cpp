@@ -1,0 +1,11 @@
+#include "runtime/clientutils/ModuleContext.h"
+
+#include <cppmicroservices/GetBundleContext.h>
+
+namespace agent::spf::cppmsclientutils {
+
+cppmicroservices::BundleContext moduleContext() {
+    return cppmicroservices::GetBundleContext();
+}
+
+} // namespace agent::spf::cppmsclientutils
