@@ -1,0 +1,69 @@
+#pragma once
+
+#include "TestServices.h"
+
+#include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/Framework.h>
+#include <cppmicroservices/FrameworkFactory.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace test {
+
+using namespace std::chrono_literals;
+
+/// A started framework of one's own.
+class FrameworkTest : public ::testing::Test {
+protected:
+    FrameworkTest() : framework(cppmicroservices::FrameworkFactory().NewFramework()) {
+        framework.Start();
+        context = framework.GetBundleContext();
+    }
+    ~FrameworkTest() override { StopFramework(); }
+
+    void StopFramework() {
+        framework.Stop();
+        const auto event = framework.WaitForStop(60s);
+        EXPECT_EQ(event.GetType(), cppmicroservices::FrameworkEvent::FRAMEWORK_STOPPED);
+    }
+
+    cppmicroservices::ServiceRegistration<Greeter>
+    Register(const cppmicroservices::ServiceProperties& properties = {}, const std::string& text = "hello") {
+        return context.RegisterService<Greeter>(std::make_shared<GreeterImpl>(text), properties);
+    }
+
+    cppmicroservices::Framework framework;
+    cppmicroservices::BundleContext context;
+};
+
+/// A value that threads wait for.
+class Progress {
+public:
+    void Advance() {
+        const std::lock_guard lock(mutex_);
+        ++value_;
+        changed_.notify_all();
+    }
+    /// \return false after a generous time
+    bool Reached(int value) {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, 60s, [&] { return value_ >= value; });
+    }
+    int Value() {
+        const std::lock_guard lock(mutex_);
+        return value_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    int value_ = 0;
+};
+
+} // namespace test
