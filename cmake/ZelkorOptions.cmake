@@ -24,9 +24,9 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 find_program(ZELKOR_CCACHE ccache)
 if(ZELKOR_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  # sloppiness: precompiled headers differ only in their time stamps.
+  # With paths taken relative to the tree, a second clone finds what the first one compiled.
   set(CMAKE_CXX_COMPILER_LAUNCHER
-      "${CMAKE_COMMAND};-E;env;CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime;${ZELKOR_CCACHE}")
+      "${CMAKE_COMMAND};-E;env;CCACHE_BASEDIR=${PROJECT_SOURCE_DIR};CCACHE_NOHASHDIR=1;${ZELKOR_CCACHE}")
 endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wnon-virtual-dtor -Woverloaded-virtual)

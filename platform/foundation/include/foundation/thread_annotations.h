@@ -43,8 +43,8 @@ private:
     std::mutex mutex_;
 };
 
-/// Scoped lock on a Mutex. It can be released and taken again, so a std::condition_variable_any can wait with it;
-/// the analysis treats the lock as held across such a wait.
+/// Scoped lock on a Mutex. It can be released and taken again, so a std::condition_variable_any can wait with
+/// it; the analysis treats the lock as held across such a wait.
 class SCOPED_CAPABILITY MutexLock {
 public:
     explicit MutexLock(Mutex& mutex) ACQUIRE(mutex) : lock_(mutex) {}

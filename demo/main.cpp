@@ -1,0 +1,84 @@
+// Walks the main job with real processes: this one is the host, hshd is started as a process of its own.
+
+#include "demo/Chapters.h"
+
+#include <foundation/log/setup.h>
+
+#include <CLI/CLI.hpp>
+
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <unistd.h>
+
+namespace {
+
+/// A directory of its own, gone at the end.
+class Workplace {
+public:
+    Workplace() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "zelkor-demo-XXXXXX").string();
+        if (::mkdtemp(pattern.data()) == nullptr)
+            throw std::runtime_error("cannot make a directory in " +
+                                     std::filesystem::temp_directory_path().string());
+        path_ = pattern;
+    }
+    ~Workplace() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    Workplace(const Workplace&) = delete;
+    Workplace& operator=(const Workplace&) = delete;
+    const std::filesystem::path& path() const { return path_; }
+
+private:
+    std::filesystem::path path_;
+};
+
+int run(const std::filesystem::path& program) {
+    demo::Narrator narrator;
+    const Workplace workplace;
+    hshd::DaemonProcess daemon({.program = program,
+                                .socketDirectory = workplace.path() / "run",
+                                .stateDirectory = workplace.path() / "state",
+                                .arguments = {"--endpoint", demo::endpoint},
+                                .errorFile = workplace.path() / "hshd.log"});
+    daemon.start();
+    narrator.say("hshd runs as process " + std::to_string(daemon.pid()) + ", this host as " +
+                 std::to_string(::getpid()));
+    {
+        demo::Host host(workplace.path() / "run");
+        const auto client = host.makeClient(10);
+        demo::askEverything(narrator, *client);
+        demo::impersonate(narrator, *client);
+        demo::waitForDaemon(narrator, host, daemon);
+        demo::killDuringCalls(narrator, *client, daemon);
+    }
+    narrator.expect("SIGTERM to the daemon: exit code", std::to_string(daemon.stop()), "0");
+    if (narrator.failures() == 0)
+        std::cout << "\nEverything is as it should be." << std::endl;
+    else
+        std::cout << '\n' << narrator.failures() << " of the lines above are marked BAD." << std::endl;
+    return narrator.failures() == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Shows the login client at work against a daemon of its own.");
+    std::filesystem::path hshd;
+    std::string level = "off";
+    app.add_option("--hshd", hshd, "The daemon's program")->required()->check(CLI::ExistingFile);
+    app.add_option("--log-level", level, "What of the module's log goes to the error stream")
+        ->capture_default_str();
+    CLI11_PARSE(app, argc, argv);
+    try {
+        foundation::log::Options log;
+        log.console = foundation::log::SeverityFilter::parse(level);
+        foundation::log::setup(log);
+        return run(hshd);
+    } catch (const std::exception& error) {
+        std::cerr << "zelkor-demo: " << error.what() << std::endl;
+        return EXIT_FAILURE;
+    }
+}

@@ -1,0 +1,131 @@
+#include "platform/daemon/Accounts.h"
+
+#include "records/Utf.h"
+
+#include <foundation/json.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <stdexcept>
+
+namespace hshd {
+namespace {
+
+namespace json = foundation::json;
+
+/// One account's object and how to complain about it.
+class Reader {
+public:
+    Reader(const json::object& object, std::string place) : object_(object), place_(std::move(place)) {}
+
+    std::string text(std::string_view key) const {
+        const json::value* value = object_.if_contains(key);
+        if (!value)
+            return {};
+        if (!value->is_string())
+            fail(key, "must be a string");
+        return std::string(std::string_view(value->get_string()));
+    }
+    std::u16string text16(std::string_view key) const { return login::toUtf16(text(key)); }
+
+    std::int32_t integer(std::string_view key, std::int32_t missing, std::int32_t least,
+                         std::int32_t most) const {
+        const json::value* value = object_.if_contains(key);
+        if (!value)
+            return missing;
+        if (!value->is_int64() || value->get_int64() < least || value->get_int64() > most)
+            fail(key, "must be an integer from " + std::to_string(least) + " to " + std::to_string(most));
+        return static_cast<std::int32_t>(value->get_int64());
+    }
+
+    void onlyKnownKeys() const {
+        static constexpr std::string_view known[] = {"name",  "displayName", "givenName", "familyName",
+                                                     "email", "locale",      "level",     "accountType"};
+        for (const auto& member : object_) {
+            const std::string_view key = member.key();
+            if (std::find(std::begin(known), std::end(known), key) == std::end(known))
+                fail(key,
+                     "is not a known key; known are name, displayName, givenName, familyName, email, locale, "
+                     "level, accountType");
+        }
+    }
+
+    [[noreturn]] void fail(std::string_view key, const std::string& problem) const {
+        throw std::runtime_error(place_ + "." + std::string(key) + " " + problem);
+    }
+
+private:
+    const json::object& object_;
+    std::string place_;
+};
+
+Account readAccount(const json::object& object, const std::string& place) {
+    const Reader reader(object, place);
+    reader.onlyKnownKeys();
+    Account account;
+    account.name = reader.text("name");
+    if (account.name.empty())
+        reader.fail("name", "is missing or empty; give the account a name");
+    if (account.name.find(':') != std::string::npos)
+        reader.fail("name", "must not hold a colon");
+    login::LoginInfo& info = account.info;
+    info.userId = login::toUtf16(account.name);
+    info.displayName = reader.text16("displayName");
+    if (info.displayName.empty())
+        info.displayName = info.userId;
+    info.givenName = reader.text16("givenName");
+    info.familyName = reader.text16("familyName");
+    info.email = reader.text16("email");
+    info.locale = reader.text("locale");
+    info.level = static_cast<login::LoginInfo::Level>(reader.integer("level", 2, 1, 3));
+    using Limits = std::numeric_limits<std::int32_t>;
+    info.accountType = reader.integer("accountType", 0, Limits::min(), Limits::max());
+    return account;
+}
+
+} // namespace
+
+Accounts Accounts::fromFile(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(stream), {}};
+    if (!stream.is_open() || stream.bad())
+        throw std::runtime_error("cannot read the accounts file '" + file.string() +
+                                 "'; give a readable file with --accounts");
+    return parse(text, file.string());
+}
+
+Accounts Accounts::parse(std::string_view text, const std::string& file) {
+    const std::string place = "accounts file '" + file + "': ";
+    json::value document;
+    try {
+        document = json::parse(text);
+    } catch (const std::invalid_argument& error) {
+        throw std::runtime_error(place + error.what());
+    }
+    const json::object* root = document.if_object();
+    const json::value* list = root ? root->if_contains("accounts") : nullptr;
+    if (!list || !list->is_array() || root->size() != 1)
+        throw std::runtime_error(place + R"(must be one object {"accounts": [...]})");
+    Accounts result;
+    for (const json::value& element : list->get_array()) {
+        const std::string here = place + "accounts[" + std::to_string(result.accounts_.size()) + "]";
+        if (!element.is_object())
+            throw std::runtime_error(here + " must be an object such as {\"name\": \"ada\"}");
+        Account account = readAccount(element.get_object(), here);
+        if (result.find(account.name))
+            throw std::runtime_error(here + ".name repeats '" + account.name + "'; names must differ");
+        result.accounts_.push_back(std::move(account));
+    }
+    return result;
+}
+
+const Account* Accounts::find(std::string_view name) const {
+    const auto found = std::find_if(accounts_.begin(), accounts_.end(),
+                                    [name](const Account& account) { return account.name == name; });
+    return found == accounts_.end() ? nullptr : &*found;
+}
+
+} // namespace hshd

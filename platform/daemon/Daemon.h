@@ -1,0 +1,50 @@
+#pragma once
+
+#include "platform/daemon/LoginServiceV2.h"
+#include "platform/daemon/LoginState.h"
+#include "platform/daemon/Options.h"
+#include "platform/daemon/Registrations.h"
+#include "platform/daemon/StateStore.h"
+#include "platform/daemon/StateThread.h"
+#include "platform/daemon/StatusNotifier.h"
+
+#include <agent/spf/transport/Server.h>
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+namespace hshd {
+
+/// A whole daemon in one process: the state, the services and the server that offers them. Used by one
+/// thread.
+class Daemon {
+public:
+    /// Reads the accounts, opens the state and signs in the account that the options name.
+    /// @throws std::runtime_error saying what to do.
+    explicit Daemon(const Options& options);
+    /// Stops.
+    ~Daemon();
+
+    /// Clients may connect when this returns. @throws std::runtime_error saying what to do.
+    void start();
+    /// Disconnects the clients and finishes the changes under way. Idempotent.
+    void stop();
+
+    std::filesystem::path socketPath() const { return server_.socketPath(); }
+
+private:
+    Daemon(const Options& options, std::optional<login::LoginInfo> startIdentity);
+
+    // In the order of use: each is destroyed before those it uses.
+    StateStore store_;
+    Registrations statusListeners_;
+    Registrations negotiators_;
+    StatusNotifier notifier_;
+    LoginState state_;
+    StateThread stateThread_;
+    std::shared_ptr<LoginServiceV2> loginServiceV2_;
+    agent::spf::transport::Server server_;
+};
+
+} // namespace hshd

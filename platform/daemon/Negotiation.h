@@ -1,0 +1,58 @@
+#pragma once
+
+#include "platform/daemon/Registrations.h"
+#include "records/Negotiation.h"
+
+#include <foundation/thread_annotations.h>
+
+#include <chrono>
+#include <cstddef>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace hshd {
+
+/// Asks all logout negotiators at once whether a logout may go on, and collects their answers.
+///
+/// The logout is accepted when every answer accepts. The messages of those who object and of those who want
+/// the user asked come back in the order of registration, empty ones too, so that the lists tell how many
+/// there were. An answer beyond the known ones asks the user. Who fails, or does not answer in time, does not
+/// hold back the logout. Each answer is one log line: who, what, after how long.
+///
+/// A negotiation keeps itself alive until the last answer. Answers may come on any thread.
+class Negotiation : public std::enable_shared_from_this<Negotiation> {
+public:
+    using Done = std::function<void(login::detail::NegotiationsResult)>;
+
+    /// Never blocks.
+    /// @param limit the time that each negotiator has.
+    /// @param done called once, with no lock held: on this thread or on that of the last answer.
+    static void start(std::vector<Registrations::Entry> parties, login::NegotiationTerms terms,
+                      std::chrono::milliseconds limit, Done done);
+
+private:
+    using Answer = std::optional<login::NegotiatorResponse>; // empty: none that counts
+
+    Negotiation(std::vector<Registrations::Entry> parties, login::NegotiationTerms terms, Done done);
+
+    void ask(std::size_t party, std::chrono::milliseconds limit);
+    void answered(std::size_t party, agent::spf::core::GenericPayload payload);
+    void failed(std::size_t party, const std::exception_ptr& error);
+    void settle(std::size_t party, Answer answer, const std::string& outcome);
+    void finish();
+
+    const std::vector<Registrations::Entry> parties_;
+    const login::NegotiationTerms terms_;
+    const std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
+    const Done done_;
+
+    foundation::Mutex mutex_; // a leaf
+    std::vector<Answer> answers_ GUARDED_BY(mutex_);
+    std::size_t missing_ GUARDED_BY(mutex_);
+};
+
+} // namespace hshd

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <agent/spf/transport/Server.h>
+#include <foundation/thread_annotations.h>
+
+#include <boost/uuid/uuid.hpp>
+#include <boost/uuid/uuid_hash.hpp>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace hshd {
+
+/// The exported functions that clients have registered for one purpose, in the order of registration. A
+/// registration belongs to the client that made it and ends with that client's connection. Thread-safe.
+class Registrations {
+public:
+    using Client = std::shared_ptr<agent::spf::transport::ClientSession>;
+
+    struct Entry {
+        boost::uuids::uuid id;
+        boost::uuids::uuid owner; ///< client->id()
+        Client client;
+        boost::uuids::uuid callback;
+        std::string name; ///< for people; empty when the purpose has none
+
+        /// For the log: name, client and process.
+        std::string describe() const;
+    };
+
+    explicit Registrations(std::size_t limitPerClient = 10'000) : limitPerClient_(limitPerClient) {}
+
+    /// @return the registration's id.
+    /// @throws RefusedError when the client has too many, or the name is too long.
+    boost::uuids::uuid add(Client client, const boost::uuids::uuid& callback, std::string name = {});
+    /// Whether `owner` had made such a registration.
+    bool remove(const boost::uuids::uuid& id, const agent::spf::transport::ClientSession& owner);
+    /// Removes all that the client has made.
+    void drop(const agent::spf::transport::ClientSession& client);
+
+    std::vector<Entry> all() const;
+
+private:
+    const std::size_t limitPerClient_;
+    mutable foundation::Mutex mutex_; // a leaf: sessions are called and released outside it
+    std::vector<Entry> entries_ GUARDED_BY(mutex_);
+    std::unordered_map<boost::uuids::uuid, std::size_t, boost::hash<boost::uuids::uuid>>
+        perClient_ GUARDED_BY(mutex_); // without zeros
+};
+
+} // namespace hshd

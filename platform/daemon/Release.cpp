@@ -1,0 +1,9 @@
+#include "platform/daemon/Release.h"
+
+namespace hshd {
+
+const char* release() noexcept {
+    return HSHD_RELEASE;
+}
+
+} // namespace hshd

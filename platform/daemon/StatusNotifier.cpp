@@ -1,0 +1,32 @@
+#include "platform/daemon/StatusNotifier.h"
+
+#include "platform/daemon/FailureText.h"
+#include "platform/daemon/Log.h"
+
+#include <exception>
+#include <string>
+#include <utility>
+
+namespace hshd {
+
+using agent::spf::core::GenericPayload;
+
+void StatusNotifier::notify(const StatusChange& change) const noexcept {
+    try {
+        for (Registrations::Entry& listener : listeners_.all()) {
+            const auto client = listener.client;
+            // The handler owns what it needs: it may run when this object is gone.
+            const auto failed = [listener](const std::exception_ptr& error) {
+                logger().log(Severity::warning, "A status listener of " + listener.describe() +
+                                                    " was not told of a change: " + failureText(error));
+            };
+            client->callBack(listener.callback, GenericPayload::of(change.current, change.previous), limit_,
+                             {[](const GenericPayload&) {}, failed});
+        }
+    } catch (...) {
+        logger().log(Severity::error, "Could not tell the status listeners of a change: " +
+                                          failureText(std::current_exception()));
+    }
+}
+
+} // namespace hshd

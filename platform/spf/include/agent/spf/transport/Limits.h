@@ -1,0 +1,22 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+
+namespace agent::spf::transport {
+
+/// What either end accepts from the other. Over a limit the offender gets a clear error or is disconnected;
+/// nobody else notices.
+struct Limits {
+    std::size_t frameBytes = 1U << 20U;
+    int nesting = 16;
+    std::size_t slots = 64; ///< per payload
+    std::size_t pendingCallsPerConnection = 1024;
+    std::size_t callbacksPerConnection = 10'000;
+    std::size_t queuedBytesPerConnection = 8U << 20U; ///< written by us and not yet read by the peer
+    std::size_t connections = 1024;
+    std::chrono::milliseconds helloTimeout{5'000};         ///< a connected peer must have said hello by then
+    std::chrono::milliseconds defaultCallTimeout{130'000}; ///< for calls that bring none
+};
+
+} // namespace agent::spf::transport

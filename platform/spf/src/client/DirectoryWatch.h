@@ -1,0 +1,31 @@
+#pragma once
+
+#include "wire/UniqueFd.h"
+
+#include <filesystem>
+
+namespace agent::spf::transport {
+
+/// Tells when something changes in a directory, or, while that is missing, in the nearest one above it. Not
+/// thread-safe.
+class DirectoryWatch {
+public:
+    /// @throws std::system_error without inotify instances.
+    explicit DirectoryWatch(std::filesystem::path directory);
+
+    /// Readable after a change.
+    int fd() const noexcept { return inotify_.get(); }
+    /// Forgets the changes so far and watches what is there now. What changes after this makes fd() readable,
+    /// so look at the directory after this, not before. @throws std::system_error
+    void rearm();
+
+private:
+    std::filesystem::path nearest() const;
+    void drain() const noexcept;
+
+    const std::filesystem::path directory_;
+    wire::UniqueFd inotify_;
+    int watch_ = -1;
+};
+
+} // namespace agent::spf::transport

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <agent/spf/transport/Server.h>
+#include <foundation/log/diagnostic_logger.h>
+
+#include <boost/asio/io_context.hpp>
+
+#include <unordered_set>
+#include <vector>
+
+namespace agent::spf::transport {
+
+class Session;
+
+/// What a server's sessions share. Sessions that somebody still holds keep it alive after the server is gone.
+/// `services` and `sessions` belong to the I/O thread, and are emptied by it when the server stops.
+struct ServerCore {
+    ServerOptions options;
+    std::vector<OfferedService> services;
+    boost::uuids::uuid generation;
+    foundation::log::basic_diagnostic_logger<char> log{"transport"};
+    boost::asio::io_context io{1};
+    std::unordered_set<std::shared_ptr<Session>> sessions;
+};
+
+} // namespace agent::spf::transport

@@ -1,0 +1,264 @@
+#include "platform/daemon/Negotiation.h"
+#include "platform/daemon/sqlite/Database.h"
+#include "tests/unit/daemon/Fakes.h"
+
+#include <foundation/log/subscription.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <thread>
+
+using namespace hshd::test;
+using boost::uuids::uuid;
+using core::ErrorKind;
+using core::GenericPayload;
+using hshd::Registrations;
+using login::LoginInfo;
+using login::NegotiationTerms;
+using login::NegotiatorResponse;
+using login::detail::NegotiationsResult;
+using Position = login::Negotiator::Position;
+using login::RequestAccessTokenResponse;
+using login::detail::LoginData;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+std::vector<std::u16string> toldTo(const Peer& peer) {
+    std::vector<std::u16string> told;
+    for (const auto& asked : peer.client->asked)
+        told.push_back(asked.arguments.get<LoginInfo>(1).userId + u">" +
+                       asked.arguments.get<LoginInfo>(0).userId);
+    return told;
+}
+void answer(FakeClient::Asked& asked, std::int32_t decision, std::u16string message = {}) {
+    asked.handler.onValue(
+        GenericPayload::of(NegotiatorResponse{static_cast<Position>(decision), std::move(message)}));
+}
+void failWith(FakeClient::Asked& asked, ErrorKind kind, const std::string& text) {
+    asked.handler.onError(core::makeInvocationError(kind, text));
+}
+
+/// All that is logged until end().
+struct LogLines {
+    std::string text;
+    foundation::Mutex mutex;
+    foundation::log::Subscription subscription =
+        foundation::log::subscribe([this](const foundation::log::Record& record) {
+            const foundation::MutexLock lock(mutex);
+            text += record.text + "\n";
+        });
+
+    std::string end() {
+        subscription.reset();
+        return text;
+    }
+};
+
+} // namespace
+
+TEST(LoginService, RegistrationsBelongToTheirClientAndEndWithIt) {
+    Parts parts;
+    Peer one(parts, "one");
+    Peer two(parts, "two");
+    const uuid first = one.listen();
+    one.listen();
+    const uuid others = two.listen();
+    one.negotiate("n");
+    EXPECT_FALSE(two.remove("removeStatusListener", first)) << "another client's";
+    EXPECT_FALSE(one.remove("removeLogoutNegotiator", first)) << "of another kind";
+    EXPECT_FALSE(one.remove("removeStatusListener", login::detail::createUuid()));
+    EXPECT_TRUE(one.remove("removeStatusListener", first));
+    EXPECT_FALSE(one.remove("removeStatusListener", first));
+
+    ASSERT_EQ(two.impersonate("t", person(u"ada")).text, "");
+    EXPECT_THAT(toldTo(one), ElementsAre(u">ada"));
+    EXPECT_THAT(toldTo(two), ElementsAre(u">ada"));
+    parts.service.onDisconnected(two.client);
+    parts.service.onDisconnected(two.client); // nothing left to drop
+    ASSERT_EQ(one.impersonate("t", person(u"eve")).text, "");
+    EXPECT_THAT(toldTo(one), ElementsAre(u">ada", u"ada>eve"));
+    EXPECT_EQ(two.client->asked.size(), 1U);
+    EXPECT_FALSE(two.remove("removeStatusListener", others));
+    parts.service.onDisconnected(one.client);
+    EXPECT_TRUE(parts.listeners.all().empty() && parts.negotiators.all().empty());
+}
+
+TEST(LoginService, TooManyRegistrationsAreRefusedPerClient) {
+    Registrations registrations(2);
+    const auto one = std::make_shared<FakeClient>();
+    const auto two = std::make_shared<FakeClient>();
+    const uuid first = registrations.add(one, uuid());
+    registrations.add(one, uuid());
+    EXPECT_THROW(registrations.add(one, uuid()), core::RefusedError);
+    registrations.add(two, uuid());
+    registrations.remove(first, *one);
+    registrations.add(one, uuid(), std::string(256, 'n'));
+    EXPECT_THROW(registrations.add(two, uuid(), std::string(257, 'n')), core::RefusedError);
+    registrations.drop(*one);
+    registrations.add(one, uuid());
+    EXPECT_EQ(registrations.all().size(), 2U);
+}
+
+TEST(LoginService, AListenerThatFailsOrNeverEndsKeepsNobodyFromBeingTold) {
+    Parts parts;
+    Peer bad(parts, "bad");
+    Peer good(parts, "good");
+    bad.listen();
+    good.listen();
+    LogLines log;
+    ASSERT_EQ(good.impersonate("t", person(u"ada")).text, "");
+    bad.call<void()>("completeLogout");
+    EXPECT_THAT(toldTo(good), ElementsAre(u">ada", u"ada>"));
+    ASSERT_THAT(toldTo(bad), ElementsAre(u">ada", u"ada>"));
+    failWith(bad.client->asked[0], ErrorKind::Timeout, "overdue");
+    failWith(bad.client->asked[1], ErrorKind::Remote, "thrown: secret");
+    EXPECT_THAT(log.end(), AllOf(HasSubstr("client bad (process 4711) was not told"),
+                                 HasSubstr("did not end in time"), Not(HasSubstr("secret"))));
+}
+
+TEST(LoginService, ACommandWhoseCallerHasGivenUpIsNotCarriedOut) {
+    Parts parts;
+    const std::string descriptor = core::SignatureDescriptor::of<void(bool)>().named("vetoSignIn");
+    const auto late = waitFor(Peer(parts).send("vetoSignIn", descriptor, GenericPayload::of(true), 0ms));
+    EXPECT_EQ(late.error, ErrorKind::Timeout);
+    EXPECT_FALSE(parts.state.signInVetoed());
+}
+
+TEST(LogoutNegotiation, CollectsAnswersInTheOrderOfRegistration) {
+    Parts parts;
+    Peer one(parts, "one");
+    Peer two(parts, "two");
+    EXPECT_EQ(waitFor(two.negotiateLogout(7)).as<NegotiationsResult>(), (NegotiationsResult{true, {}, {}}));
+
+    one.negotiate("a");
+    two.negotiate("b");
+    one.negotiate("c");
+    one.negotiate("d");
+    auto pending = two.negotiateLogout(7, 10s);
+    auto& asked = one.client->asked;
+    ASSERT_EQ(asked.size(), 3U);
+    EXPECT_EQ(asked[0].arguments.get<NegotiationTerms>(0), NegotiationTerms{7});
+    EXPECT_LE(asked[0].timeout, 9s) << "the answer must still reach the caller";
+    EXPECT_GT(asked[0].timeout, 0s);
+    answer(asked[1], 0, u"c objects");
+    answer(asked[2], 9, u"d is from the future");
+    answer(two.client->asked[0], 1, u"b asks");
+    EXPECT_EQ(pending.wait_for(0s), std::future_status::timeout) << "one answer is still missing";
+    answer(asked[0], 0);
+    EXPECT_EQ(waitFor(std::move(pending)).as<NegotiationsResult>(),
+              (NegotiationsResult{false, {u"", u"c objects"}, {u"b asks", u"d is from the future"}}));
+}
+
+TEST(LogoutNegotiation, WhoGivesNoAnswerDoesNotHoldBackTheLogout) {
+    Parts parts;
+    Peer peer(parts);
+    for (const char* name : {"accepts", "slow", "throws", "gone", "wrong type", "says nothing"})
+        peer.negotiate(name);
+    LogLines log;
+    auto pending = peer.negotiateLogout(1);
+    auto& asked = peer.client->asked;
+    ASSERT_EQ(asked.size(), 6U);
+    answer(asked[0], 2, u"fine");
+    failWith(asked[1], ErrorKind::Timeout, "overdue");
+    failWith(asked[2], ErrorKind::Remote, "secret");
+    failWith(asked[3], ErrorKind::Disconnected, "gone");
+    asked[4].handler.onValue(GenericPayload::of(17));
+    asked[5].handler.onValue({});
+    EXPECT_EQ(waitFor(std::move(pending)).as<NegotiationsResult>(), (NegotiationsResult{true, {}, {}}));
+    const std::string lines = log.end();
+    for (const char* line : {"`accepts` of client client (process 4711) accepts",
+                             "(process 4711) gave no answer that "
+                             "counts, it did not end in time",
+                             "`gone`", "`says nothing`", "asked 6, accepted"})
+        EXPECT_THAT(lines, HasSubstr(line));
+    EXPECT_THAT(lines, Not(HasSubstr("secret")));
+}
+
+TEST(LogoutNegotiationConcurrency, AnswersFromManyThreadsAreAllCounted) {
+    std::vector<Registrations::Entry> parties;
+    std::vector<std::thread> answering;
+    for (int i = 0; i < 16; ++i) {
+        const auto client = std::make_shared<FakeClient>(std::to_string(i));
+        client->onAsked = [&, i](FakeClient::Asked& asked) {
+            answering.emplace_back([asked = std::move(asked), i]() mutable { answer(asked, i % 3, u"m"); });
+        };
+        parties.push_back({uuid(), client->id(), client, uuid(), "n"});
+    }
+    std::promise<NegotiationsResult> result;
+    hshd::Negotiation::start(std::move(parties), {1}, generous,
+                             [&](NegotiationsResult r) { result.set_value(std::move(r)); });
+    auto pending = result.get_future();
+    ASSERT_EQ(pending.wait_for(generous), std::future_status::ready);
+    EXPECT_EQ(pending.get(), (NegotiationsResult{false, {6, u"m"}, {5, u"m"}}));
+    for (std::thread& thread : answering)
+        thread.join();
+}
+
+TEST(LoginServiceConcurrency, ClientsComeAndGoWhileTheStateChanges) {
+    Parts parts;
+    constexpr int rounds = 10;
+    std::atomic<int> told = 0;
+    const auto comeAndGo = [&](const std::u16string& name) {
+        Peer peer(parts);
+        peer.client->onAsked = [&](FakeClient::Asked& asked) {
+            ++told;
+            answer(asked, 2);
+        };
+        const uuid id = peer.listen();
+        peer.negotiate("n");
+        EXPECT_EQ(peer.impersonate("t", person(name)).text, "");
+        // Whoever is signed in by now, it is one whole state.
+        const auto info = peer.ask<LoginInfo(std::string, int)>("getLoginInfo", std::string(), 2);
+        EXPECT_EQ(info, person(info.userId));
+        EXPECT_TRUE(waitFor(peer.negotiateLogout(1)).as<NegotiationsResult>().accepted);
+        EXPECT_TRUE(peer.remove("removeStatusListener", id));
+        parts.service.onDisconnected(peer.client);
+    };
+    std::vector<std::thread> threads;
+    for (const char16_t* name : {u"a", u"b", u"c", u"d"})
+        threads.emplace_back([&, name] {
+            for (int i = 0; i < rounds; ++i)
+                comeAndGo(name);
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_GE(told, 4 * rounds * 2) << "each was told of its own change, and asked by its own negotiation";
+    EXPECT_TRUE(parts.listeners.all().empty() && parts.negotiators.all().empty());
+}
+
+TEST(Secrets, AreInNoLogLineAndNoErrorText) {
+    Parts parts;
+    LogLines log;
+    Peer peer(parts);
+    std::string errors;
+    peer.listen();
+    LoginData data;
+    data.refreshToken = data.deviceId = data.accountHint = data.endpoint = data.sourceId = "canary";
+    data.info = person(u"ada");
+    const auto run = [&] {
+        for (const LoginInfo& info : {person(u"ada"), person(u"eve", LoginInfo::Level::None)})
+            errors += peer.impersonate("canary", info).text;
+        errors += peer.call<void(LoginData)>("persistIdentity", data).text;
+        peer.call<RequestAccessTokenResponse(std::string, int)>("requestAccessToken", std::string("app"), 1);
+        peer.call<RequestAccessTokenResponse()>("getAccessToken");
+        errors += peer.call<bool(std::string)>("impersonate", std::string("canary")).text;
+        errors += peer.call<void()>("completeLogout").text;
+        errors += peer.call<void(bool)>("vetoSignIn", true).text;
+    };
+    run();
+    run(); // while sign-in is vetoed
+    errors += peer.call<void(bool)>("vetoSignIn", false).text;
+    hshd::sqlite::Database(parts.store.file())
+        .execute("CREATE TRIGGER t BEFORE INSERT ON setting BEGIN SELECT raise(FAIL, 'disk on fire'); END");
+    run(); // while the state cannot be saved
+    for (auto& asked : peer.client->asked)
+        failWith(asked, ErrorKind::Remote, "canary");
+    EXPECT_THAT(errors, AllOf(HasSubstr("disk on fire"), HasSubstr("vetoed"), Not(HasSubstr("canary"))));
+    EXPECT_THAT(log.end(),
+                AllOf(HasSubstr("disk on fire"), HasSubstr("Access token"), Not(HasSubstr("canary"))));
+}

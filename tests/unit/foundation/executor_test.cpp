@@ -1,0 +1,298 @@
+#include <foundation/concurrent/threadpool/Executor.h>
+#include <foundation/log/setup.h>
+
+#include <boost/uuid/random_generator.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <future>
+#include <latch>
+#include <stdexcept>
+#include <thread>
+
+namespace {
+
+using namespace std::chrono_literals;
+using foundation::concurrent::threadpool::Executor;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr auto limit = 30s;
+
+boost::uuids::uuid newQueue() {
+    return boost::uuids::random_generator()();
+}
+
+bool eventually(const std::function<bool()>& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::yield();
+    }
+    return true;
+}
+
+/// Captured by a closure, calls the function when the closure is destroyed.
+std::shared_ptr<void> onDestruction(std::function<void()> function) {
+    return {nullptr, [function = std::move(function)](void*) { function(); }};
+}
+
+TEST(Executor, OneQueueRunsInOrderAndManyQueuesLeaveNothingBehind) {
+    constexpr int posters = 3, queues = 4, rounds = 100;
+    struct State {
+        boost::uuids::uuid id = newQueue();
+        std::atomic<int> inside = 0;
+        int last[posters] = {-1, -1, -1}; // Not atomic: the queue is what orders the accesses.
+    };
+    State states[queues];
+    std::latch done(posters * queues * rounds);
+    Executor executor({.minThreads = 2, .maxThreads = 6});
+    std::vector<std::jthread> threads;
+    for (int p = 0; p < posters; ++p) {
+        threads.emplace_back([&, p] {
+            for (int i = 0; i < rounds * queues; ++i) {
+                State& state = states[i % queues];
+                executor.post(state.id, [&state, &done, p, i] {
+                    EXPECT_EQ(state.inside.fetch_add(1), 0);
+                    EXPECT_GT(i, std::exchange(state.last[p], i));
+                    state.inside.fetch_sub(1);
+                    done.count_down();
+                });
+            }
+        });
+    }
+    done.wait();
+    EXPECT_TRUE(eventually([&] { return executor.statistics().queues == 0; }));
+    EXPECT_EQ(executor.statistics().waitingItems, 0u);
+}
+
+TEST(Executor, FrontGoesAheadOfWhatHasNotStarted) {
+    const auto queue = newQueue();
+    std::latch started(1), gate(1), done(1);
+    std::vector<int> order;
+    Executor executor({});
+    executor.post(queue, [&] {
+        started.count_down();
+        gate.wait();
+        order.push_back(1);
+    });
+    started.wait();
+    executor.post(queue, [&] { order.push_back(3); });
+    executor.post(queue, [&] { done.count_down(); });
+    executor.post(
+        queue, [&] { order.push_back(2); }, true);
+    EXPECT_EQ(executor.statistics().waitingItems, 3u);
+    gate.count_down();
+    done.wait();
+    EXPECT_THAT(order, ElementsAre(1, 2, 3));
+}
+
+TEST(Executor, GrowsWhileItemsBlockUpToTheBoundAndShrinks) {
+    std::latch gate(1), again(1);
+    std::latch blocked(4), done(6), both(2);
+    Executor executor({.minThreads = 1, .maxThreads = 4, .idleTimeout = 20ms});
+    const auto block = [&] {
+        blocked.count_down();
+        gate.wait();
+        done.count_down();
+    };
+    executor.post(newQueue(), block);
+    executor.post(newQueue(), block);
+    executor.post(block);
+    executor.post(block);
+    blocked.wait();
+    executor.post(newQueue(), [&] { done.count_down(); });
+    executor.post([&] { done.count_down(); });
+    const auto full = executor.statistics();
+    EXPECT_EQ(full.threads, 4u);
+    EXPECT_EQ(full.idleThreads, 0u);
+    EXPECT_EQ(full.waitingItems, 2u);
+    gate.count_down();
+    done.wait();
+    EXPECT_TRUE(eventually([&] { return executor.statistics().threads == 1; }));
+
+    // The thread that is left still serves, and the pool grows again.
+    executor.post([&] {
+        both.count_down();
+        again.wait();
+    });
+    executor.post([&] { both.count_down(); });
+    both.wait();
+    again.count_down();
+}
+
+TEST(Executor, ATrickleOfItemsDoesNotKeepAllThreads) {
+    std::latch blocked(8);
+    Executor executor({.minThreads = 1, .maxThreads = 8, .idleTimeout = 50ms});
+    for (int i = 0; i < 8; ++i) {
+        executor.post([&] { blocked.arrive_and_wait(); });
+    }
+    blocked.wait();
+    EXPECT_TRUE(eventually([&] {
+        auto ran = std::make_shared<std::promise<void>>();
+        auto future = ran->get_future();
+        executor.post([ran] { ran->set_value(); });
+        future.wait();
+        return executor.statistics().threads <= 2;
+    }));
+}
+
+TEST(Executor, WhatItemsThrowIsLoggedAndTheQueueGoesOn) {
+    std::vector<std::string> texts;
+    const auto recording = foundation::log::subscribe(
+        [&](const foundation::log::Record& record) { texts.push_back(record.component + ":" + record.text); },
+        foundation::log::SeverityFilter::only(foundation::log::logging_event_types::error));
+    const auto queue = newQueue();
+    std::latch done(1);
+    Executor executor({.name = "throwing"});
+    executor.post(queue, [] { throw std::runtime_error("broken"); });
+    executor.post(queue, [] { throw 7; });
+    executor.post(queue, [&] { done.count_down(); });
+    done.wait();
+    EXPECT_THAT(texts, ElementsAre(AllOf(HasSubstr("throwing:"), HasSubstr("std::runtime_error: broken")),
+                                   HasSubstr("type int")));
+}
+
+TEST(Executor, ClosuresGoBeforeTheNextItemAndMayUseTheExecutor) {
+    const auto queue = newQueue();
+    std::latch posted(1), done(1);
+    std::vector<std::string> events;
+    Executor executor({});
+    executor.post(queue, [&, last = onDestruction([&] {
+                                 events.push_back("destroyed");
+                                 executor.post(queue, [&] { done.count_down(); });
+                             })] {
+        posted.wait();
+        events.push_back("first");
+        executor.post(queue, [&] { events.push_back("third"); });
+    });
+    executor.post(queue, [&] { events.push_back("second"); });
+    posted.count_down();
+    done.wait();
+    EXPECT_THAT(events, ElementsAre("first", "destroyed", "second", "third"));
+}
+
+TEST(Executor, StopDropsWhatWaitsAndLetsRunningItemsEnd) {
+    const auto queue = newQueue();
+    std::latch running(2);
+    std::atomic<int> ended = 0, dropped = 0;
+    Executor executor({.maxThreads = 2});
+    const auto runUntilStopped = [&] {
+        running.count_down();
+        EXPECT_TRUE(eventually([token = executor.stopToken()] { return token.stop_requested(); }));
+        EXPECT_FALSE(executor.post([] {}));
+        ++ended;
+    };
+    executor.post(queue, runUntilStopped);
+    executor.post(runUntilStopped);
+    running.wait();
+    const auto waits = [&] {
+        return [&, last = onDestruction([&] {
+                       EXPECT_FALSE(executor.post([] {})) << "locked or not stopped";
+                       ++dropped;
+                   })] { ADD_FAILURE() << "ran"; };
+    };
+    executor.post(queue, waits());
+    executor.post(newQueue(), waits());
+    executor.post(waits());
+    executor.stop();
+    EXPECT_EQ(ended, 2);
+    EXPECT_EQ(dropped, 3);
+    EXPECT_EQ(executor.statistics().threads, 0u);
+    executor.stop();
+}
+
+TEST(Executor, MayBeDestroyedOrStoppedByItsOwnItems) {
+    {
+        auto executor = std::make_shared<Executor>(Executor::Options{.minThreads = 2});
+        auto destroyed = std::make_shared<std::promise<void>>();
+        std::atomic<bool> otherEnded = false;
+        std::latch otherRuns(1);
+        executor->post([&, token = executor->stopToken()] {
+            otherRuns.count_down();
+            EXPECT_TRUE(eventually([&] { return token.stop_requested(); }));
+            otherEnded = true;
+        });
+        otherRuns.wait();
+        Executor& pool = *executor;
+        pool.post([&, destroyed, last = std::move(executor)]() mutable {
+            last.reset();
+            EXPECT_TRUE(otherEnded);
+            destroyed->set_value();
+        });
+        ASSERT_EQ(destroyed->get_future().wait_for(limit), std::future_status::ready);
+    }
+    {
+        std::latch both(2);
+        Executor executor({.minThreads = 2});
+        for (int i = 0; i < 2; ++i) {
+            executor.post([&] {
+                both.arrive_and_wait();
+                executor.stop();
+            });
+        }
+        both.wait();
+    }
+}
+
+TEST(Executor, StoppingWhileOthersPostLosesNoClosure) {
+    std::atomic<int> alive = 0;
+    {
+        Executor executor({.minThreads = 1, .maxThreads = 4, .idleTimeout = 0ms});
+        std::atomic<bool> refused = false;
+        std::vector<std::jthread> threads;
+        for (int t = 0; t < 3; ++t) {
+            threads.emplace_back([&, queue = newQueue()] {
+                for (int i = 0; !refused; ++i) {
+                    ++alive;
+                    auto item = [last = onDestruction([&] { --alive; })] {};
+                    if (!(i % 2 == 0 ? executor.post(queue, std::move(item))
+                                     : executor.post(std::move(item)))) {
+                        refused = true;
+                    }
+                }
+            });
+        }
+        threads.emplace_back([&] { executor.stop(); });
+        threads.emplace_back([&] { executor.stop(); });
+    }
+    EXPECT_EQ(alive, 0);
+}
+
+TEST(ExecutorDeathTest, TheProcessExitsThoughTheSharedPoolIsBusy) {
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    const auto blockForEver = [](std::latch& started) {
+        started.count_down();
+        std::promise<void>().get_future().wait();
+    };
+    EXPECT_EXIT(
+        {
+            static std::latch started(1);
+            Executor::instance().post([&] { blockForEver(started); });
+            started.wait();
+            std::exit(3);
+        },
+        testing::ExitedWithCode(3), "");
+    EXPECT_EXIT(
+        {
+            Executor::instance().post([] { std::exit(4); });
+            std::promise<void>().get_future().wait();
+        },
+        testing::ExitedWithCode(4), "");
+}
+
+TEST(Executor, RefusesWhatCannotWork) {
+    EXPECT_THROW(Executor({.minThreads = 0}), std::invalid_argument);
+    EXPECT_THROW(Executor({.minThreads = 3, .maxThreads = 2}), std::invalid_argument);
+    EXPECT_THROW(Executor({.idleTimeout = -1ms}), std::invalid_argument);
+    EXPECT_THROW(Executor({.idleTimeout = std::chrono::milliseconds::max()}), std::invalid_argument);
+    Executor executor({});
+    EXPECT_THROW(executor.post(nullptr), std::invalid_argument);
+    EXPECT_THROW(executor.post(newQueue(), nullptr), std::invalid_argument);
+}
+
+} // namespace
