@@ -82,9 +82,10 @@ std::unique_ptr<Child> connectionTo(const Daemon& daemon, int number) {
 }
 
 std::string text(const Memory& memory) {
-    return fixed(static_cast<double>(memory.resident) / 1024, 1) + " MB RSS, " +
-           fixed(static_cast<double>(memory.proportional) / 1024, 1) + " MB PSS, " +
-           fixed(static_cast<double>(memory.own) / 1024, 1) + " MB private";
+    const auto megabytes = [](long kilobytes) {
+        return fixed(static_cast<double>(kilobytes) / 1024, 1) + " MB";
+    };
+    return megabytes(memory.resident) + " RSS, " + megabytes(memory.proportional) + " PSS";
 }
 
 void run(const std::filesystem::path& host, const std::string& hshd, int connections) {

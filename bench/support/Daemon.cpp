@@ -3,6 +3,11 @@
 #include "bench/support/Process.h"
 
 #include <cstdlib>
+#include <exception>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
 
 namespace zelkor::bench {
 
@@ -23,7 +28,13 @@ Daemon::Daemon(const std::filesystem::path& program)
                 .stateDirectory = workplace_.path() / "state",
                 .arguments = {"--log-level", "off"},
                 .errorFile = workplace_.path() / "hshd.log"}) {
-    process_.start();
+    try {
+        process_.start();
+    } catch (const std::exception& error) {
+        std::ifstream log(workplace_.path() / "hshd.log"); // goes with the workplace
+        throw std::runtime_error(std::string(error.what()) + "\n" +
+                                 std::string(std::istreambuf_iterator<char>(log), {}));
+    }
 }
 
 } // namespace zelkor::bench

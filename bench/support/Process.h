@@ -1,10 +1,10 @@
 #pragma once
 
 #include <chrono>
+#include <ctime>
 #include <functional>
 #include <optional>
 #include <sys/types.h>
-#include <time.h>
 #include <vector>
 
 namespace zelkor::bench {
