@@ -50,30 +50,6 @@ TEST(Framework, InstancesDoNotShareServices) {
     EXPECT_FALSE(two.GetBundleContext().GetServiceReference<Greeter>());
 }
 
-TEST(Framework, DroppingTheLastHandleStopsIt) {
-    std::optional<Framework> framework(FrameworkFactory().NewFramework());
-    framework->Start();
-    auto context = framework->GetBundleContext();
-    auto registration = context.RegisterService<Greeter>(std::make_shared<GreeterImpl>());
-    auto held = context.GetService(registration.GetReference());
-    const std::weak_ptr<Greeter> watch = held;
-    ServiceTracker<Greeter> tracker(context);
-    tracker.Open();
-    int unregistered = 0;
-    context.AddServiceListener([&](const ServiceEvent&) { ++unregistered; });
-
-    framework.reset();
-    EXPECT_EQ(unregistered, 1);
-    EXPECT_FALSE(context);
-    EXPECT_EQ(held->Greet(), "hello") << "a held object survives";
-    EXPECT_TRUE(tracker.IsEmpty());
-    EXPECT_NO_THROW(tracker.Close());
-    EXPECT_THROW(tracker.Open(), std::runtime_error);
-    EXPECT_THROW(registration.Unregister(), std::logic_error);
-    held = nullptr;
-    EXPECT_TRUE(watch.expired());
-}
-
 using RunningFramework = FrameworkTest;
 
 TEST_F(RunningFramework, StopUnregistersWithEventsWhileTheContextStillWorks) {

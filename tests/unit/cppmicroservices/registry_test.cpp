@@ -24,29 +24,6 @@ ServiceProperties Ranked(int ranking) {
     return {{Constants::SERVICE_RANKING, Any(ranking)}};
 }
 
-TEST_F(Registry, GivesTheSameObjectThroughEachInterface) {
-    const auto object = std::make_shared<GreeterImpl>();
-    auto registration = context.RegisterService<Greeter, Counter>(object);
-    const auto greeter = context.GetService(context.GetServiceReference<Greeter>());
-    const auto counter = context.GetService(context.GetServiceReference<Counter>());
-    EXPECT_EQ(greeter.get(), static_cast<Greeter*>(object.get()));
-    EXPECT_EQ(counter.get(), static_cast<Counter*>(object.get()));
-    EXPECT_EQ(registration.GetReference<Counter>(), context.GetServiceReference<Greeter>());
-    EXPECT_FALSE(ServiceReference<Named>(registration.GetReference()))
-        << "not registered under that interface";
-
-    const ServiceReferenceU untyped = context.GetServiceReference(us_service_interface_iid<Greeter>());
-    const InterfaceMapConstPtr map = context.GetService(untyped);
-    ASSERT_TRUE(map);
-    EXPECT_EQ(ExtractInterface<Counter>(map), counter);
-    EXPECT_EQ(ExtractInterface<Named>(map), nullptr);
-
-    InterfaceMapConstPtr named = MakeInterfaceMap<Named>(std::make_shared<Named>());
-    context.RegisterService(named);
-    EXPECT_TRUE(context.GetServiceReference("org.example.Named (1.0)"));
-    EXPECT_TRUE(context.GetServiceReference<Named>());
-}
-
 TEST_F(Registry, PrefersHighestRankingThenOldest) {
     auto low = Register(Ranked(-10));
     auto oldest = Register();
@@ -210,31 +187,6 @@ TEST_F(Registry, AFactoryMakesOneServicePerBundleWhileUsed) {
     EXPECT_EQ(first->Greet(), "made") << "but a holder keeps the object";
     first = nullptr;
     EXPECT_EQ(factory->taken, 2);
-}
-
-TEST_F(Registry, AFailingFactoryAnswersNullAndIsAskedAgain) {
-    const auto factory = std::make_shared<GreeterFactory>();
-    const auto good = factory->answer;
-    auto registration = context.RegisterService<Greeter>(ToFactory(factory));
-    const auto reference = registration.GetReference();
-    int problems = 0;
-    context.AddFrameworkListener([&](const FrameworkEvent&) { ++problems; });
-    const std::vector<std::function<InterfaceMapConstPtr()>> failures = {
-        []() -> InterfaceMapConstPtr { throw std::runtime_error("no"); },
-        []() -> InterfaceMapConstPtr { return {}; },
-        []() -> InterfaceMapConstPtr { return MakeInterfaceMap<Counter>(std::make_shared<GreeterImpl>()); },
-        [&]() -> InterfaceMapConstPtr {
-            EXPECT_EQ(context.GetService(reference), nullptr) << "asked for itself";
-            return {};
-        }};
-    for (const auto& failure : failures) {
-        factory->answer = failure;
-        const int before = problems;
-        EXPECT_EQ(context.GetService(reference), nullptr);
-        EXPECT_GT(problems, before) << "the failure must be told somewhere";
-    }
-    factory->answer = good;
-    EXPECT_TRUE(context.GetService(reference));
 }
 
 } // namespace

@@ -116,27 +116,6 @@ TEST_F(Tracker, OffersADeclinedServiceAgainWhenItChanges) {
     EXPECT_EQ(recorder.log, (Log{"+a", "+b", "+c"})) << "a declined service is not removed";
 }
 
-TEST_F(Tracker, TracksByReferenceNameTypeAndAnyInterface) {
-    auto one = Register(Name("a"), "one");
-    auto two = Register(Name("b"), "two");
-    ServiceTracker<Greeter> byReference(context, two.GetReference());
-    ServiceTracker<Greeter> byName(context, us_service_interface_iid<Greeter>());
-    ServiceTracker<Greeter> byType(context);
-    ServiceTracker<void> any(context, LDAPFilter("(n=a)"));
-    byReference.Open();
-    byName.Open();
-    byType.Open();
-    any.Open();
-    EXPECT_EQ(byReference.Size(), 1);
-    EXPECT_EQ(byReference.GetService()->Greet(), "two");
-    EXPECT_EQ(byName.GetServices().size(), 2u);
-    EXPECT_EQ(byType.GetServiceReferences().size(), 2u);
-    const InterfaceMapConstPtr map = any.GetService();
-    ASSERT_TRUE(map);
-    EXPECT_EQ(ExtractInterface<Greeter>(map)->Greet(), "one");
-    EXPECT_THROW(ServiceTracker<Greeter>(context, LDAPFilter()), std::invalid_argument);
-}
-
 TEST_F(Tracker, OverridesTakeThePlaceOfACustomizer) {
     struct Shouting : ServiceTracker<Greeter> {
         using ServiceTracker::ServiceTracker;

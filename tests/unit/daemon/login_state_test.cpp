@@ -130,30 +130,6 @@ TEST_F(LoginStateTest, PersistedIdentitiesSignInFromLevelTwo) {
     EXPECT_THAT(changes, ElementsAre(u">ada", u"ada>eve", u"eve>eve", u"eve>bob"));
 }
 
-TEST_F(LoginStateTest, WhatIsRememberedAndForWhom) {
-    state().persistIdentity(dataOf(person(u"ada"), "https://ada.example"));
-    state().persistIdentity(dataOf(person(u"ada"))); // names no endpoint, so the former one stays
-    state().impersonate(AccessToken("t"), person(u"ada", Level::Confirmed));
-    const std::string session = state().sessionId();
-    const std::string source = state().sourceId();
-    reopen();
-    EXPECT_EQ(state().sourceId(), source);
-    EXPECT_EQ(state().sessionId(), session);
-    EXPECT_EQ(token(), AccessToken("t"));
-    EXPECT_EQ(state().loginInfo(Level::SignedIn), person(u"ada"))
-        << "the second factor was of the former run";
-    EXPECT_EQ(state().persistedLoginData(), dataOf(person(u"ada")));
-
-    state().completeLogout();
-    EXPECT_EQ(state().persistedLoginData(), LoginData());
-    EXPECT_EQ(state().endpoint(), "https://ada.example") << "a logout keeps the settings";
-    state().persistIdentity(dataOf(person(u"ada"), "https://ada.example"));
-    state().clearSettings();
-    EXPECT_EQ(state().endpoint(), "https://configured.example");
-    EXPECT_EQ(state().persistedLoginData(), LoginData());
-    EXPECT_TRUE(state().isLoggedIn(Level::SignedIn)) << "clearing settings signs nobody out";
-}
-
 TEST_F(LoginStateTest, AFailedSaveChangesNothingAndSaysSo) {
     state().impersonate(AccessToken("t"), person(u"ada"));
     hshd::sqlite::Database saboteur(directory_.path / StateStore::fileName);

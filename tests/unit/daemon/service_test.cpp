@@ -88,22 +88,6 @@ TEST(LoginService, RegistrationsBelongToTheirClientAndEndWithIt) {
     EXPECT_TRUE(parts.listeners.all().empty() && parts.negotiators.all().empty());
 }
 
-TEST(LoginService, TooManyRegistrationsAreRefusedPerClient) {
-    Registrations registrations(2);
-    const auto one = std::make_shared<FakeClient>();
-    const auto two = std::make_shared<FakeClient>();
-    const uuid first = registrations.add(one, uuid());
-    registrations.add(one, uuid());
-    EXPECT_THROW(registrations.add(one, uuid()), core::RefusedError);
-    registrations.add(two, uuid());
-    registrations.remove(first, *one);
-    registrations.add(one, uuid(), std::string(256, 'n'));
-    EXPECT_THROW(registrations.add(two, uuid(), std::string(257, 'n')), core::RefusedError);
-    registrations.drop(*one);
-    registrations.add(one, uuid());
-    EXPECT_EQ(registrations.all().size(), 2U);
-}
-
 TEST(LoginService, AListenerThatFailsOrNeverEndsKeepsNobodyFromBeingTold) {
     Parts parts;
     Peer bad(parts, "bad");
@@ -179,26 +163,6 @@ TEST(LogoutNegotiation, WhoGivesNoAnswerDoesNotHoldBackTheLogout) {
     EXPECT_THAT(lines, Not(HasSubstr("secret")));
 }
 
-TEST(LogoutNegotiationConcurrency, AnswersFromManyThreadsAreAllCounted) {
-    std::vector<Registrations::Entry> parties;
-    std::vector<std::thread> answering;
-    for (int i = 0; i < 16; ++i) {
-        const auto client = std::make_shared<FakeClient>(std::to_string(i));
-        client->onAsked = [&, i](FakeClient::Asked& asked) {
-            answering.emplace_back([asked = std::move(asked), i]() mutable { answer(asked, i % 3, u"m"); });
-        };
-        parties.push_back({uuid(), client->id(), client, uuid(), "n"});
-    }
-    std::promise<NegotiationsResult> result;
-    hshd::Negotiation::start(std::move(parties), {1}, generous,
-                             [&](NegotiationsResult r) { result.set_value(std::move(r)); });
-    auto pending = result.get_future();
-    ASSERT_EQ(pending.wait_for(generous), std::future_status::ready);
-    EXPECT_EQ(pending.get(), (NegotiationsResult{false, {6, u"m"}, {5, u"m"}}));
-    for (std::thread& thread : answering)
-        thread.join();
-}
-
 TEST(LoginServiceConcurrency, ClientsComeAndGoWhileTheStateChanges) {
     Parts parts;
     constexpr int rounds = 10;
@@ -229,36 +193,4 @@ TEST(LoginServiceConcurrency, ClientsComeAndGoWhileTheStateChanges) {
         thread.join();
     EXPECT_GE(told, 4 * rounds * 2) << "each was told of its own change, and asked by its own negotiation";
     EXPECT_TRUE(parts.listeners.all().empty() && parts.negotiators.all().empty());
-}
-
-TEST(Secrets, AreInNoLogLineAndNoErrorText) {
-    Parts parts;
-    LogLines log;
-    Peer peer(parts);
-    std::string errors;
-    peer.listen();
-    LoginData data;
-    data.refreshToken = data.deviceId = data.accountHint = data.endpoint = data.sourceId = "canary";
-    data.info = person(u"ada");
-    const auto run = [&] {
-        for (const LoginInfo& info : {person(u"ada"), person(u"eve", LoginInfo::Level::None)})
-            errors += peer.impersonate("canary", info).text;
-        errors += peer.call<void(LoginData)>("persistIdentity", data).text;
-        peer.call<RequestAccessTokenResponse(std::string, int)>("requestAccessToken", std::string("app"), 1);
-        peer.call<RequestAccessTokenResponse()>("getAccessToken");
-        errors += peer.call<bool(std::string)>("impersonate", std::string("canary")).text;
-        errors += peer.call<void()>("completeLogout").text;
-        errors += peer.call<void(bool)>("vetoSignIn", true).text;
-    };
-    run();
-    run(); // while sign-in is vetoed
-    errors += peer.call<void(bool)>("vetoSignIn", false).text;
-    hshd::sqlite::Database(parts.store.file())
-        .execute("CREATE TRIGGER t BEFORE INSERT ON setting BEGIN SELECT raise(FAIL, 'disk on fire'); END");
-    run(); // while the state cannot be saved
-    for (auto& asked : peer.client->asked)
-        failWith(asked, ErrorKind::Remote, "canary");
-    EXPECT_THAT(errors, AllOf(HasSubstr("disk on fire"), HasSubstr("vetoed"), Not(HasSubstr("canary"))));
-    EXPECT_THAT(log.end(),
-                AllOf(HasSubstr("disk on fire"), HasSubstr("Access token"), Not(HasSubstr("canary"))));
 }

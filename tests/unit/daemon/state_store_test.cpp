@@ -79,21 +79,6 @@ std::string refusal(const fs::path& directory) {
 
 } // namespace
 
-TEST(StateStore, KeepsEveryByteAndCodeUnit) {
-    TemporaryDirectory directory;
-    PersistentState state;
-    state.sourceId = "id";
-    state.signedIn = hshd::SignedIn{{}, login::AccessToken(std::string("a\0b\xff", 4)), ""};
-    state.signedIn->info.userId =
-        std::u16string(u"\xd800x\0\xdc00\u00e9", 5); // unpaired surrogates and a zero
-    state.signedIn->info.level = login::LoginInfo::Level(-5);
-    state.remembered.emplace();
-    state.remembered->info.locale = "\xc3";
-    state.remembered->sourceId = std::string(100'000, 'q');
-    StateStore(directory.path).save(state);
-    EXPECT_EQ(StateStore(directory.path).load(), state);
-}
-
 TEST(StateStore, AProcessKilledWhileItWritesLeavesAWholeState) {
     TemporaryDirectory directory;
     const PersistentState fresh = StateStore(directory.path).load();

@@ -125,22 +125,6 @@ TEST(Executor, GrowsWhileItemsBlockUpToTheBoundAndShrinks) {
     again.count_down();
 }
 
-TEST(Executor, ATrickleOfItemsDoesNotKeepAllThreads) {
-    std::latch blocked(8);
-    Executor executor({.minThreads = 1, .maxThreads = 8, .idleTimeout = 50ms});
-    for (int i = 0; i < 8; ++i) {
-        executor.post([&] { blocked.arrive_and_wait(); });
-    }
-    blocked.wait();
-    EXPECT_TRUE(eventually([&] {
-        auto ran = std::make_shared<std::promise<void>>();
-        auto future = ran->get_future();
-        executor.post([ran] { ran->set_value(); });
-        future.wait();
-        return executor.statistics().threads <= 2;
-    }));
-}
-
 TEST(Executor, WhatItemsThrowIsLoggedAndTheQueueGoesOn) {
     std::vector<std::string> texts;
     const auto recording = foundation::log::subscribe(

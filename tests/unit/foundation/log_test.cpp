@@ -103,33 +103,6 @@ TEST_F(LogTest, RefusesAFileItCannotWriteAndGoesOnAsBefore) {
     EXPECT_THAT(lines(file_), ElementsAre(HasSubstr("still here")));
 }
 
-TEST_F(LogTest, RotatesBySizeAndKeepsTheNewest) {
-    // Two runs: the second goes on with the file of the first. Three records fit into a file.
-    for (int run = 0; run < 2; ++run) {
-        setup({.file = file_, .rotationSize = 400, .rotatedFiles = 3});
-        for (int i = 0; i < 10; ++i) {
-            logger_.log(logging_event_types::info,
-                        "record " + std::to_string(run * 10 + i) + std::string(60, '.'));
-        }
-    }
-    const auto last = file_.string();
-    int next = 9;
-    for (const auto& [file, records] : {std::pair(last + ".3", 3u), std::pair(last + ".2", 3u),
-                                        std::pair(last + ".1", 3u), std::pair(last, 2u)}) {
-        const auto written = lines(file);
-        EXPECT_EQ(written.size(), records) << file;
-        for (const auto& line : written) {
-            EXPECT_THAT(line, HasSubstr(" record " + std::to_string(next++) + "."));
-        }
-    }
-    EXPECT_FALSE(std::filesystem::exists(last + ".4"));
-
-    logger_.log(logging_event_types::info, std::string(1000, '.'));
-    logger_.log(logging_event_types::info, "last");
-    EXPECT_THAT(lines(last + ".1"), ElementsAre(EndsWith("...")));
-    EXPECT_THAT(lines(last), ElementsAre(EndsWith("last")));
-}
-
 TEST_F(LogTest, SubscribersMayThrowLogAndEndThemselves) {
     std::vector<std::string> seen;
     auto other =

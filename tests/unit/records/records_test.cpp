@@ -113,12 +113,4 @@ TEST(NotifierId, HashIsTheDocumentedFold) {
     EXPECT_EQ(ListenerId::Hasher()(id), boost::uuids::hash_value(id.getValue()));
 }
 
-TEST(NotifierId, ComparerOrdersByTheFirstDifferingByte) {
-    const auto low = ListenerId::parse("00ffffff-ffff-ffff-ffff-ffffffffffff");
-    const auto high = ListenerId::parse("01000000-0000-0000-0000-000000000000");
-    EXPECT_TRUE(ListenerId::Comparer()(low, high));
-    EXPECT_FALSE(ListenerId::Comparer()(high, low));
-    EXPECT_FALSE(ListenerId::Comparer()(low, low));
-}
-
 } // namespace

@@ -44,22 +44,6 @@ TEST(CallbackTable, KnowsOnlyWhatIsExportedAndCountsLimitedCalls) {
     EXPECT_THROW(table->invoke(always.getCallbackID(), {}, {}), RefusedError);
 }
 
-TEST(CallbackTable, EverythingExportedDiesWithItsManagerAndNothingElse) {
-    const auto table = std::make_shared<CallbackTable>();
-    CallbackManager survivor(table);
-    const auto kept = survivor.makeExportedCallback(counting([] {}), {}, {}, false);
-    const auto state = std::make_shared<int>(1);
-    {
-        CallbackManager manager(table);
-        for (int i = 0; i < 10; ++i)
-            static_cast<void>(manager.makeExportedCallback(counting([state] {}), {}, {}, false));
-        EXPECT_EQ(table->size(), 11u);
-    }
-    EXPECT_EQ(state.use_count(), 1);
-    EXPECT_EQ(table->size(), 1u);
-    EXPECT_NO_THROW(table->invoke(kept.getCallbackID(), {}, {}));
-}
-
 TEST(CallbackTable, FunctionsMayRemoveThemselvesAndDestroyTheirManager) {
     const auto table = std::make_shared<CallbackTable>();
     auto manager = std::make_unique<CallbackManager>(table);

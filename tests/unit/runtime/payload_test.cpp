@@ -34,18 +34,6 @@ TEST(GenericPayload, ExtractionChecksIndexThenEmptinessThenType) {
     EXPECT_THROW(payload.get<std::u16string>(0), std::bad_any_cast);
 }
 
-TEST(GenericPayload, CopiesOwnTheirValues) {
-    GenericPayload original = GenericPayload::of(std::string("kept"));
-    original.addSlot(nullptr, typeid(int), GenericPayload::cloner_helper<int>(), true);
-    GenericPayload copy = original;
-    EXPECT_EQ(copy.take<std::string>(0), "kept");
-    EXPECT_EQ(original.get<std::string>(0), "kept");
-    EXPECT_TRUE(copy.isPolymorphic(1));
-    EXPECT_TRUE(copy.isEmptySlot(1));
-    copy = original;
-    EXPECT_EQ(copy.get<std::string>(0), "kept");
-}
-
 template <class R>
 std::future<R> completedWith(GenericPayload result) {
     auto promise = std::make_shared<std::promise<R>>();

@@ -84,11 +84,4 @@ TEST(WaitDeadline, ASystemClockThatJumpsNeverMakesTheWaitLonger) {
     EXPECT_TRUE(another.passed()); // set forward: as people read the clock, the time is over
 }
 
-TEST(TrackedServiceInfo, FilterAndTextNeedNoTrustInTheName) {
-    const TrackedServiceInfo info("Zelkor(Lo*gin)\\", 2, 1);
-    EXPECT_EQ(info.toString(), "Zelkor(Lo*gin)\\-v2.1");
-    EXPECT_NE(info.ldap().find("(spf.service.name=Zelkor\\(Lo\\*gin\\)\\\\)"), std::string::npos);
-    EXPECT_EQ(toString({clientIdProp(""), clientIdProp("a*b")}), "spf.client.id=*, spf.client.id=a\\*b");
-}
-
 } // namespace

@@ -212,24 +212,4 @@ TEST_F(Call, LossFailsWhatIsPendingBeforeTheServiceGoes) {
     client->context().RemoveListener(std::move(token));
 }
 
-TEST_F(Call, ValuesNeverReachTheLog) {
-    LogRecorder log;
-    const std::string canary = "canary-4711";
-    service->call = [&](auto call) {
-        if (call->method() == "bad")
-            call->reply(core::GenericPayload::of(canary, canary, canary, canary));
-        else
-            throw std::runtime_error("no");
-    };
-    begin({}, {.slots = 3});
-    auto bad = errorOf(callFor(*invokable, 30s, "bad", core::GenericPayload::of(canary)));
-    EXPECT_EQ(bad.first, core::ErrorKind::Malformed);
-    EXPECT_EQ(bad.second.find(canary), std::string::npos);
-    errorOf(callFor(*invokable, 30s, "m", core::GenericPayload::of(canary)));
-    errorOf(callFor(*invokable, 30s, "m", core::GenericPayload::of(canary, 1.5)));
-    server.reset();
-    EXPECT_GT(log.count("connected"), 0U);
-    EXPECT_EQ(log.count(canary), 0U);
-}
-
 } // namespace transport_test

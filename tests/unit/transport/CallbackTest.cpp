@@ -83,23 +83,6 @@ TEST_F(Callback, EveryWayOfFailingReachesTheDaemon) {
     EXPECT_EQ(callBack(echo, core::GenericPayload::of(7)).get().get<int>(0), 7);
 }
 
-TEST_F(Callback, ADeadlineEndsItAndALateAnswerIsIgnored) {
-    std::promise<void> release;
-    auto released = release.get_future().share();
-    const auto slow = exported([released](auto arguments) {
-        released.wait();
-        return arguments;
-    });
-    EXPECT_EQ(errorOf(callBack(slow, {}, 20ms)).first, core::ErrorKind::Timeout);
-    const auto other = exported([](auto arguments) { return arguments; });
-    EXPECT_NO_THROW(callBack(other).get()) << "a blocked callback holds up only itself";
-    // Waits behind the first in the same queue, and is overdue when its turn comes.
-    auto second = callBack(slow, {}, 20ms);
-    EXPECT_EQ(errorOf(std::move(second)).first, core::ErrorKind::Timeout);
-    release.set_value();
-    EXPECT_NO_THROW(callBack(slow).get());
-}
-
 TEST_F(Callback, LossFailsThemBeforeTheServiceHears) {
     std::promise<void> release, disconnected;
     auto released = release.get_future().share();

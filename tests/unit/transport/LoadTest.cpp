@@ -26,35 +26,6 @@ bool ends(core::Invokable& invokable, std::chrono::milliseconds timeout, const c
 
 } // namespace
 
-TEST(Load, EveryCallEndsWhileDaemonsComeAndGo) {
-    constexpr int callers = 64;
-    constexpr int restarts = 100;
-    TempDirectory directory;
-    const auto service = std::make_shared<Scripted>();
-    Client client(directory / "s", {}, 0ms);
-    std::atomic<bool> over = false;
-    std::atomic<int> succeeded = 0;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < callers; ++i)
-        threads.emplace_back([&, i] {
-            while (!over) {
-                const auto invokable = client.current();
-                if (!invokable || !ends(*invokable, 30s, "m", i % 4 != 0))
-                    std::this_thread::yield();
-                else
-                    ++succeeded;
-            }
-        });
-    for (int round = 0; round < restarts; ++round) {
-        const auto server = startServer(directory / "s", service);
-        const int before = succeeded;
-        EXPECT_TRUE(eventually([&] { return succeeded > before; }));
-    }
-    over = true;
-    for (auto& thread : threads)
-        thread.join();
-}
-
 TEST(Load, TheReadersRoleIsHandedOnAmongCallersOfAllKinds) {
     // Some are answered at once, some by another thread, some never: each must end by its own reply or
     // deadline, though whoever reads for it changes all the time, and none may be left without a reader.
