@@ -10,7 +10,12 @@ namespace {
 using namespace login;
 using zelkor::test::RecordingLog;
 
-class Restart : public zelkor::test::SystemFixture {};
+class Restart : public zelkor::test::SystemFixture {
+protected:
+    const std::string found = "Found an invokable for ZelkorLogin-v2.1";
+    const std::string removed = "Invokable for ZelkorLogin-v2.1 was removed";
+    RecordingLog log{"login.spf.ZelkorLogin"};
+};
 
 LoginInfo someone() {
     LoginInfo info;
@@ -20,9 +25,6 @@ LoginInfo someone() {
 }
 
 TEST_F(Restart, SixtyFourThreadsCallWithoutPauseWhileTheDaemonIsKilledAHundredTimes) {
-    RecordingLog log("login.spf.ZelkorLogin");
-    const std::string found = "Found an invokable for ZelkorLogin-v2.1";
-    const std::string removed = "Invokable for ZelkorLogin-v2.1 was removed";
     daemon->start();
     connector->start();
     const auto client = makeClient(10, 60);
@@ -84,6 +86,8 @@ TEST_F(Restart, WhatTheDaemonAnsweredForSurvivesItsViolentEnd) {
             }
         });
         daemon->kill();
+        // Until the client has noticed, its queries answer empty.
+        ASSERT_TRUE(log.waitFor(16, removed, static_cast<std::size_t>(round) + 1));
         daemon->start();
         next.join();
         auto kept = client->getPersistedLoginData();
