@@ -176,6 +176,8 @@ void InvokableTrackerBase::close() {
     stopTracking();
     findingGate_.close();
     callbackGate_.close();
+    // Not under the state lock, which calls in flight may hold for long: who is just about to wait misses it,
+    // and looks again within a second.
     found_.notify_all();
     log(logging_event_types::info, "Destroyed tracker for " + subject);
 }
@@ -202,7 +204,8 @@ void InvokableTrackerBase::waitForInvokable(std::string_view method, Lock& lock)
     throw std::runtime_error(text);
 }
 
-core::Invokable& InvokableTrackerBase::invokableFor(std::string_view method, SharedLock& lock) {
+template <class Lock>
+core::Invokable& InvokableTrackerBase::readyInvokable(std::string_view method, Lock& lock) {
     state_.verify(lock);
     if (!held_)
         waitForInvokable(method, lock);
@@ -211,13 +214,12 @@ core::Invokable& InvokableTrackerBase::invokableFor(std::string_view method, Sha
     return *held_;
 }
 
+core::Invokable& InvokableTrackerBase::invokableFor(std::string_view method, SharedLock& lock) {
+    return readyInvokable(method, lock);
+}
+
 core::Invokable& InvokableTrackerBase::invokableFor(std::string_view method, ExclusiveLock& lock) {
-    state_.verify(lock);
-    if (!held_)
-        waitForInvokable(method, lock);
-    if (logs(logging_event_types::info))
-        log(logging_event_types::info, "Calling `" + std::string(method) + "` on `" + info_.toString() + '`');
-    return *held_;
+    return readyInvokable(method, lock);
 }
 
 void InvokableTrackerBase::waitForCallbackManager(ExclusiveLock& lock) {

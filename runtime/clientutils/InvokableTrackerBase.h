@@ -117,6 +117,8 @@ protected:
 
 private:
     template <class Lock>
+    core::Invokable& readyInvokable(std::string_view method, Lock& lock);
+    template <class Lock>
     void waitForInvokable(std::string_view method, Lock& lock);
     void waitForCallbackManager(ExclusiveLock& lock);
     void runPendingWork(ExclusiveLock& lock);
