@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <spawn.h>
 #include <stdexcept>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
@@ -47,13 +48,18 @@ pid_t spawn(const DaemonProcess::Options& options, int output) {
 
 } // namespace
 
+StartFailure::StartFailure(int exitCode, const std::filesystem::path& errorFile)
+    : std::runtime_error("hshd did not become ready (exit code " + std::to_string(exitCode) + "); see " +
+                         errorFile.string()),
+      exitCode_(exitCode) {}
+
 DaemonProcess::DaemonProcess(Options options) : options_(std::move(options)) {}
 
 DaemonProcess::~DaemonProcess() {
     kill();
 }
 
-void DaemonProcess::start() {
+std::string DaemonProcess::start() {
     if (running())
         throw std::logic_error("the daemon is running already");
     int pipe[2];
@@ -68,35 +74,34 @@ void DaemonProcess::start() {
     }
     ::close(pipe[1]);
     output_ = pipe[0];
-    if (!awaitReadiness(output_)) {
-        const int code = endWith(SIGKILL);
-        throw std::runtime_error("hshd did not become ready (exit code " + std::to_string(code) + "); see " +
-                                 options_.errorFile.string());
-    }
+    auto line = awaitReadiness();
+    if (!line || line->empty())
+        // Who closed the output is ending by itself: its own exit code is what tells.
+        throw StartFailure(line ? endByItself() : endWith(SIGKILL), options_.errorFile);
+    return *std::move(line);
 }
 
-bool DaemonProcess::awaitReadiness(int output) const {
+std::optional<std::string> DaemonProcess::awaitReadiness() const {
     const auto deadline = std::chrono::steady_clock::now() + options_.readyLimit;
     std::string text;
-    while (text.find("is ready") == std::string::npos) {
+    while (!text.ends_with('\n')) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());
-        pollfd readable{output, POLLIN, 0};
-        if (left.count() <= 0 || ::poll(&readable, 1, static_cast<int>(left.count())) <= 0)
-            return false;
-        char chunk[256];
-        const auto count = ::read(output, chunk, sizeof chunk);
-        if (count <= 0)
-            return false; // it has ended
-        text.append(chunk, static_cast<std::size_t>(count));
+        if (left.count() <= 0)
+            return std::nullopt;
+        pollfd readable{output_, POLLIN, 0};
+        if (::poll(&readable, 1, static_cast<int>(left.count())) <= 0)
+            continue; // interrupted, or time is over
+        char next;
+        if (::read(output_, &next, 1) != 1)
+            return "";
+        text += next;
     }
-    return true;
+    text.pop_back();
+    return text;
 }
 
-int DaemonProcess::endWith(int signal) {
-    if (!running())
-        return 0;
-    ::kill(pid_, signal);
+int DaemonProcess::awaitEnd() {
     int status = 0;
     while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
     }
@@ -105,11 +110,27 @@ int DaemonProcess::endWith(int signal) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-int DaemonProcess::stop() {
-    return endWith(SIGTERM);
+int DaemonProcess::endByItself() {
+    // glibc's own declaration has no C linkage here.
+    const int process = static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0));
+    pollfd ended{process, POLLIN, 0};
+    const bool inTime = process >= 0 && ::poll(&ended, 1, static_cast<int>(options_.readyLimit.count())) > 0;
+    ::close(process);
+    return inTime ? awaitEnd() : endWith(SIGKILL);
 }
-void DaemonProcess::kill() {
-    endWith(SIGKILL);
+
+int DaemonProcess::endWith(int signal) {
+    if (!running())
+        return 0;
+    ::kill(pid_, signal);
+    return awaitEnd();
+}
+
+int DaemonProcess::stop(int signal) {
+    return endWith(signal);
+}
+int DaemonProcess::kill() {
+    return endWith(SIGKILL);
 }
 
 } // namespace hshd

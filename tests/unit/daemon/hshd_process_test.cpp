@@ -1,3 +1,4 @@
+#include "platform/daemon/process/DaemonProcess.h"
 #include "runtime/core/CallbackManager.h"
 #include "runtime/core/Invokable.h"
 #include "tests/unit/daemon/Fakes.h"
@@ -11,11 +12,8 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <fcntl.h>
 #include <fstream>
 #include <iterator>
-#include <sys/wait.h>
-#include <unistd.h>
 
 using namespace hshd::test;
 using boost::uuids::uuid;
@@ -25,61 +23,6 @@ using testing::HasSubstr;
 namespace fs = std::filesystem;
 
 namespace {
-
-/// A run of the program.
-class Process {
-public:
-    Process(const std::vector<std::string>& arguments, fs::path errorFile)
-        : errorFile_(std::move(errorFile)) {
-        int output[2];
-        if (::pipe2(output, O_CLOEXEC) != 0)
-            throw std::runtime_error("no pipe");
-        std::vector<char*> argv{const_cast<char*>("hshd")};
-        for (const std::string& argument : arguments)
-            argv.push_back(const_cast<char*>(argument.c_str()));
-        argv.push_back(nullptr);
-        const std::string errors = errorFile_.string();
-        pid_ = ::fork();
-        if (pid_ == 0) {
-            ::dup2(output[1], STDOUT_FILENO);
-            ::dup2(::open(errors.c_str(), O_CREAT | O_WRONLY | O_APPEND, 0600), STDERR_FILENO);
-            ::execv(HSHD_PROGRAM, argv.data());
-            ::_exit(127);
-        }
-        ::close(output[1]);
-        output_ = output[0];
-    }
-    ~Process() {
-        if (pid_ > 0)
-            end(SIGKILL);
-        ::close(output_);
-    }
-
-    /// What it wrote to its standard output until the end of a line, or its own end.
-    std::string line() {
-        std::string text;
-        for (char c; ::read(output_, &c, 1) == 1 && c != '\n';)
-            text += c;
-        return text;
-    }
-    /// The exit code, or minus the signal that ended it.
-    int end(int signal = 0) {
-        if (signal != 0)
-            ::kill(pid_, signal);
-        int status = 0;
-        ::waitpid(std::exchange(pid_, -1), &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    }
-    std::string errors() const {
-        std::ifstream stream(errorFile_);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
-
-private:
-    fs::path errorFile_;
-    pid_t pid_;
-    int output_;
-};
 
 /// A client process's framework and connector.
 class Client {
@@ -125,9 +68,25 @@ R call(core::Invokable& service, const std::string& method, Args... args) {
 
 class HshdProcess : public testing::Test {
 protected:
-    std::unique_ptr<Process> start(std::vector<std::string> more = {}) {
-        more.insert(more.begin(), {"--socket-dir", here_, "--state-dir", here_});
-        return std::make_unique<Process>(more, directory_.path / "errors");
+    hshd::DaemonProcess daemon(std::vector<std::string> arguments = {},
+                               const std::string& errors = "errors") {
+        return hshd::DaemonProcess({.program = HSHD_PROGRAM,
+                                    .socketDirectory = here_,
+                                    .stateDirectory = here_,
+                                    .arguments = std::move(arguments),
+                                    .errorFile = directory_.path / errors});
+    }
+    std::string errors(const std::string& file = "errors") const {
+        std::ifstream stream(directory_.path / file);
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
+    static int exitCodeOf(hshd::DaemonProcess process) {
+        try {
+            process.start();
+            return 0;
+        } catch (const hshd::StartFailure& failure) {
+            return failure.exitCode();
+        }
     }
 
     TemporaryDirectory directory_;
@@ -137,9 +96,9 @@ protected:
 } // namespace
 
 TEST_F(HshdProcess, ServesClientsAndKeepsItsStateThroughAKill) {
-    auto hshd =
-        start({"--signed-in", "ada:3", "--endpoint", "https://e.example", "--negotiation-timeout", "0.1"});
-    ASSERT_EQ(hshd->line(), "hshd is ready on " + here_ + "/hshd.sock") << hshd->errors();
+    auto first =
+        daemon({"--signed-in", "ada:3", "--endpoint", "https://e.example", "--negotiation-timeout", "0.1"});
+    ASSERT_EQ(first.start(), "hshd is ready on " + here_ + "/hshd.sock") << errors();
     Client client(here_);
     auto service = client.service();
     ASSERT_TRUE(service);
@@ -177,16 +136,15 @@ TEST_F(HshdProcess, ServesClientsAndKeepsItsStateThroughAKill) {
         call<login::detail::NegotiationsResult>(*service, "negotiateLogout", login::NegotiationTerms{1}),
         (login::detail::NegotiationsResult{false, {u"unsaved work"}, {}}));
     release.set_value();
-    EXPECT_THAT(hshd->errors(), HasSubstr("it did not end in time"));
+    EXPECT_THAT(errors(), HasSubstr("it did not end in time"));
     const auto session = call<std::string>(*service, "getCurrentSessionId");
 
-    Process second({"--socket-dir", here_, "--state-dir", here_}, directory_.path / "second");
-    EXPECT_EQ(second.end(), 1);
-    EXPECT_THAT(second.errors(), HasSubstr("another hshd"));
+    EXPECT_EQ(exitCodeOf(daemon({}, "second")), 1);
+    EXPECT_THAT(errors("second"), HasSubstr("another hshd"));
 
-    EXPECT_EQ(hshd->end(SIGKILL), -SIGKILL);
-    hshd = start();
-    ASSERT_THAT(hshd->line(), HasSubstr("ready")) << hshd->errors();
+    EXPECT_EQ(first.kill(), -SIGKILL);
+    auto next = daemon();
+    ASSERT_THAT(next.start(), HasSubstr("ready")) << errors();
     service = client.service(service);
     ASSERT_TRUE(service);
     EXPECT_EQ(call<LoginInfo>(*service, "getLoginInfo", std::string("test"), 2), person(u"eve"));
@@ -196,8 +154,8 @@ TEST_F(HshdProcess, ServesClientsAndKeepsItsStateThroughAKill) {
             .accepted)
         << "registrations end with the daemon";
     call<void>(*service, "completeLogout");
-    EXPECT_EQ(hshd->end(SIGTERM), 0) << hshd->errors();
-    EXPECT_THAT(hshd->errors(), testing::Not(HasSubstr("eves token")));
+    EXPECT_EQ(next.stop(), 0) << errors();
+    EXPECT_THAT(errors(), testing::Not(HasSubstr("eves token")));
 }
 
 TEST_F(HshdProcess, MistakesAreExplained) {
@@ -229,14 +187,13 @@ TEST_F(HshdProcess, MistakesAreExplained) {
     for (const auto& mistake : cases) {
         fs::remove(directory_.path / "errors");
         std::ofstream(accounts) << mistake.accounts;
-        const auto hshd = start(mistake.arguments);
-        EXPECT_EQ(hshd->end(), mistake.exitCode) << mistake.text;
-        EXPECT_THAT(hshd->errors(), HasSubstr(mistake.text));
+        EXPECT_EQ(exitCodeOf(daemon(mistake.arguments)), mistake.exitCode) << mistake.text;
+        EXPECT_THAT(errors(), HasSubstr(mistake.text));
         EXPECT_FALSE(fs::exists(here_)) << "a mistake must not leave a state behind";
     }
     std::ofstream(accounts) << list(R"({"name": "a", "displayName": "A\u00e9", "level": 1})");
-    const auto hshd = start({"--accounts", accounts, "--signed-in", "a"});
-    ASSERT_THAT(hshd->line(), HasSubstr("ready"));
-    EXPECT_THAT(hshd->errors(), HasSubstr("user: \"a\", name: \"A\u00e9\", level: 1"));
-    EXPECT_EQ(hshd->end(SIGINT), 0);
+    auto good = daemon({"--accounts", accounts, "--signed-in", "a"});
+    ASSERT_THAT(good.start(), HasSubstr("ready"));
+    EXPECT_THAT(errors(), HasSubstr("user: \"a\", name: \"A\u00e9\", level: 1"));
+    EXPECT_EQ(good.stop(SIGINT), 0);
 }
