@@ -17,7 +17,6 @@ using agent::spf::cppmsclientutils::SharedHold;
 using foundation::log::logging_event_types;
 
 // --- making an entry known to the daemon that is there
-// ---------------------------------------------------------------
 
 void ZelkorLogin::makeKnown(ExclusiveLock& lock, StatusListeners::Entry& entry) {
     std::function<void(const LoginInfo&, const LoginInfo&)> told =
@@ -42,7 +41,6 @@ void ZelkorLogin::makeKnown(ExclusiveLock& lock, Negotiators::Entry& entry) {
 }
 
 // --- adding, removing, replaying
-// -------------------------------------------------------------------------------------
 
 template <class Id, class Value>
 Id ZelkorLogin::add(Registry<Id, Value>& registry, Value value) {
@@ -128,7 +126,6 @@ void ZelkorLogin::refreshStatusListeners() {
 }
 
 // --- the interface
-// ---------------------------------------------------------------------------------------------------
 
 ZelkorLogin::StatusListenerId ZelkorLogin::addStatusListenerV2(StatusListenerV2 listener) {
     return add(statusListeners_, std::move(listener));

@@ -45,7 +45,6 @@ ZelkorLogin::~ZelkorLogin() {
 }
 
 // --- login::ZelkorLogin
-// ----------------------------------------------------------------------------------------------
 
 LoginInfo ZelkorLogin::getLoginInfo(std::string requester, LoginInfo::Level level) const {
     return attempt(remote::getLoginInfo, std::move(requester), wire(level)).value_or(LoginInfo());
@@ -70,7 +69,6 @@ bool ZelkorLogin::isLoggedIn(std::string requester, LoginInfo::Level level) cons
 }
 
 // --- login::detail::ZelkorLogin
-// --------------------------------------------------------------------------------------
 
 std::string ZelkorLogin::getEndpoint() {
     return attempt(remote::getEndpoint).value_or("");
@@ -115,7 +113,6 @@ LoginInfo ZelkorLogin::getLoginInfoAndLogTELX(std::string requester, LoginInfo::
 }
 
 // --- login::control::LoginVetoer
-// -------------------------------------------------------------------------------------
 
 void ZelkorLogin::vetoSignIn(bool veto) {
     attempt(remote::vetoSignIn, veto);

@@ -22,7 +22,6 @@ InvokableTrackerBase::InvokableTrackerBase(TrackedServiceInfo info, ServiceProps
 InvokableTrackerBase::~InvokableTrackerBase() = default;
 
 // --- configuration
-// ---------------------------------------------------------------------------------------------------
 
 void InvokableTrackerBase::updateServiceProperties(const cppmicroservices::AnyMap& properties) {
     const auto found = properties.find(core::properties::clientId);
@@ -66,7 +65,6 @@ std::string InvokableTrackerBase::describeProps() const {
 }
 
 // --- logging
-// ---------------------------------------------------------------------------------------------------------
 
 void InvokableTrackerBase::log(logging_event_types type, const std::string& text) const {
     logger_.log(type, text);
@@ -89,7 +87,6 @@ void InvokableTrackerBase::logFailure(std::string_view method, const char* what)
 }
 
 // --- callbacks of the owner
-// ------------------------------------------------------------------------------------------
 
 void InvokableTrackerBase::onFindingInvokable(std::function<void(ExclusiveLock&)> callback) {
     findingCallback_ = std::move(callback);
@@ -132,7 +129,6 @@ void InvokableTrackerBase::runPendingWork(ExclusiveLock& lock) {
 }
 
 // --- reactions to registry events
-// ------------------------------------------------------------------------------------
 
 void InvokableTrackerBase::handleFound(std::shared_ptr<core::Invokable> invokable) {
     {
@@ -183,7 +179,6 @@ void InvokableTrackerBase::close() {
 }
 
 // --- waiting and calling
-// ---------------------------------------------------------------------------------------------
 
 template <class Lock>
 void InvokableTrackerBase::waitForInvokable(std::string_view method, Lock& lock) {
