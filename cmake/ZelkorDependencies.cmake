@@ -9,7 +9,12 @@ find_package(CLI11 REQUIRED)
 if(ZELKOR_FRAMEWORK STREQUAL "system")
   find_package(CppMicroServices CONFIG REQUIRED COMPONENTS
     Framework ServiceComponent usAsyncWorkService DeclarativeServices ConfigurationAdmin)
-elseif(NOT ZELKOR_FRAMEWORK STREQUAL "embedded")
+elseif(ZELKOR_FRAMEWORK STREQUAL "embedded")
+  # pkg-config, for the CMake package of libzip wants its command-line tools as well.
+  find_package(PkgConfig REQUIRED)
+  pkg_check_modules(libzip REQUIRED IMPORTED_TARGET libzip)
+  pkg_check_modules(libelf REQUIRED IMPORTED_TARGET libelf)
+else()
   message(FATAL_ERROR "ZELKOR_FRAMEWORK is '${ZELKOR_FRAMEWORK}'; set it to 'embedded' or 'system'.")
 endif()
 if(ZELKOR_BUILD_TESTS)

@@ -18,7 +18,8 @@ declare -A package_reason=(
     [libgtest-dev]="tests"
     [libgmock-dev]="tests"
     [libbenchmark-dev]="benchmarks"
-    [zip]="packs the bundle's manifest"
+    [libzip-dev]="reads a bundle's archive"
+    [libelf-dev]="finds it in the library"
     [clang]="checks the lock annotations, builds the fuzz targets"
     [libclang-rt-14-dev]="run-time library of the fuzz targets"
     [clang-tidy]="static checks"
@@ -28,7 +29,7 @@ build_packages=(
     g++ cmake ninja-build ccache pkg-config
     libboost1.81-dev libboost-log1.81-dev libboost-json1.81-dev libboost-thread1.81-dev
     capnproto libcapnp-dev libsqlite3-dev libcli11-dev
-    libgtest-dev libgmock-dev libbenchmark-dev zip
+    libgtest-dev libgmock-dev libbenchmark-dev libzip-dev libelf-dev
 )
 clang_packages=(clang libclang-rt-14-dev)
 

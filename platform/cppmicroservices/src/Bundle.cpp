@@ -119,6 +119,10 @@ void Bundle::Stop(std::uint32_t options) {
     Get().Stop(options);
 }
 
+void Bundle::Uninstall() {
+    Get().Uninstall();
+}
+
 std::ostream& operator<<(std::ostream& os, const Bundle& bundle) {
     if (!bundle)
         return os << "Null bundle";

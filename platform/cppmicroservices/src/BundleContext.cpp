@@ -89,6 +89,10 @@ std::vector<Bundle> BundleContext::GetBundles(const std::string& location) const
     return bundles;
 }
 
+std::vector<Bundle> BundleContext::InstallBundles(const std::string& location) {
+    return Use(d).core->Install(location);
+}
+
 ServiceRegistrationU BundleContext::RegisterService(const InterfaceMapConstPtr& service,
                                                     const ServiceProperties& properties) {
     const auto access = Use(d);

@@ -34,6 +34,15 @@ public:
     virtual void Start(std::uint32_t options) = 0;
     /// \param options Bundle::StopOptions
     virtual void Stop(std::uint32_t options) = 0;
+    /// Stops it and forgets it.
+    virtual void Uninstall() = 0;
+
+    /// The address of a function that the bundle's library exports, or null if it exports none of that name.
+    /// The first call loads the library and hands it the bundle's context. A library stays loaded until the
+    /// process ends, so what comes from it is never left without its code.
+    /// \throws std::runtime_error if the library cannot be loaded, naming the file and saying why, or if the
+    /// bundle is not active.
+    virtual void* Symbol(const std::string& name) = 0;
 
     /// Null once the framework is gone.
     std::shared_ptr<detail::FrameworkCore> Core() const { return core_.lock(); }

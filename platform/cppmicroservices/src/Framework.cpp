@@ -1,10 +1,7 @@
 #include "BundlePrivate.h"
-#include "FrameworkCore.h"
 #include "SystemBundle.h"
 
-#include <cppmicroservices/Constants.h>
 #include <cppmicroservices/Framework.h>
-#include <cppmicroservices/FrameworkFactory.h>
 
 #include <stdexcept>
 #include <utility>
@@ -34,23 +31,6 @@ void Framework::Init() {
 
 FrameworkEvent Framework::WaitForStop(const std::chrono::milliseconds& timeout) {
     return AsSystem(d).WaitForStop(timeout);
-}
-
-void Framework::Uninstall() {
-    throw std::runtime_error("A framework cannot be uninstalled; stop it instead.");
-}
-
-Framework FrameworkFactory::NewFramework(const FrameworkConfiguration& configuration, std::ostream* logger) {
-    AnyMap properties(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
-    for (const auto& [key, value] : configuration)
-        properties[key] = value;
-    properties.emplace(Constants::FRAMEWORK_THREADING_SUPPORT, Constants::FRAMEWORK_THREADING_MULTI);
-    properties.emplace(Constants::FRAMEWORK_LOG, false);
-    return Framework(detail::FrameworkCore::Create(std::move(properties), logger));
-}
-
-Framework FrameworkFactory::NewFramework() {
-    return NewFramework({});
 }
 
 } // namespace cppmicroservices

@@ -29,8 +29,8 @@ FrameworkOwner::~FrameworkOwner() {
     core_->System().StopNow();
 }
 
-Bundle FrameworkCore::Create(AnyMap properties, std::ostream* logger) {
-    const auto core = std::make_shared<FrameworkCore>(std::move(properties), logger);
+Bundle FrameworkCore::Create(AnyMap properties, std::ostream* logger, Parts parts) {
+    const auto core = std::make_shared<FrameworkCore>(std::move(properties), logger, std::move(parts));
     core->system_ = std::make_shared<SystemBundle>(core, core->properties_);
     {
         const foundation::MutexLock lock(core->mutex_);
@@ -41,8 +41,8 @@ Bundle FrameworkCore::Create(AnyMap properties, std::ostream* logger) {
     return core->Handle(core->system_);
 }
 
-FrameworkCore::FrameworkCore(AnyMap properties, std::ostream* logger)
-    : properties_(std::move(properties)), events_([this](const char* kind) {
+FrameworkCore::FrameworkCore(AnyMap properties, std::ostream* logger, Parts parts)
+    : properties_(std::move(properties)), parts_(std::move(parts)), events_([this](const char* kind) {
           Report(FrameworkEvent::FRAMEWORK_WARNING, system_,
                  std::string("A ") + kind + " listener threw an exception.", std::current_exception());
       }),
@@ -66,6 +66,80 @@ std::shared_ptr<BundlePrivate> FrameworkCore::FindBundle(long id) const {
     const foundation::MutexLock lock(mutex_);
     const auto found = bundles_.find(id);
     return found == bundles_.end() ? nullptr : found->second;
+}
+
+std::vector<std::shared_ptr<BundlePrivate>> FrameworkCore::BundlesFrom(const std::string& location) const {
+    std::vector<std::shared_ptr<BundlePrivate>> bundles;
+    for (const auto& [id, bundle] : bundles_) {
+        if (bundle->Id().location == location)
+            bundles.push_back(bundle);
+    }
+    return bundles;
+}
+
+std::vector<Bundle> FrameworkCore::Install(const std::string& location) {
+    auto manifests = parts_.bundles->Read(location);
+    std::vector<std::shared_ptr<BundlePrivate>> bundles;
+    bool installed = false;
+    {
+        const foundation::MutexLock lock(mutex_);
+        bundles = BundlesFrom(location);
+        if (bundles.empty()) {
+            bundles = AddBundles(location, std::move(manifests));
+            installed = true;
+        }
+    }
+    std::vector<Bundle> handles;
+    for (const auto& bundle : bundles) {
+        if (installed)
+            Fire(BundleEvent::BUNDLE_INSTALLED, bundle);
+        handles.push_back(Handle(bundle));
+    }
+    return handles;
+}
+
+std::vector<std::shared_ptr<BundlePrivate>> FrameworkCore::AddBundles(const std::string& location,
+                                                                      std::vector<AnyMap> manifests) {
+    const auto nameOf = [](const AnyMap& headers) {
+        return any_cast<std::string>(headers.at(Constants::BUNDLE_SYMBOLICNAME));
+    };
+    for (const auto& headers : manifests) {
+        for (const auto& [id, other] : bundles_) {
+            if (other->Id().symbolicName == nameOf(headers))
+                throw std::runtime_error("The bundle '" + nameOf(headers) + "' in '" + location +
+                                         "' is already installed from '" + other->Id().location +
+                                         "'; uninstall that one first.");
+        }
+    }
+    std::vector<std::shared_ptr<BundlePrivate>> added;
+    for (auto& headers : manifests) {
+        auto name = nameOf(headers);
+        added.push_back(parts_.bundles->Make(shared_from_this(), {++lastBundleId_, location, std::move(name)},
+                                             std::move(headers)));
+        bundles_.emplace(added.back()->Id().id, added.back());
+    }
+    return added;
+}
+
+void FrameworkCore::Forget(long id) {
+    const foundation::MutexLock lock(mutex_);
+    bundles_.erase(id);
+}
+
+void FrameworkCore::Fire(BundleEvent::Type type, const std::shared_ptr<BundlePrivate>& bundle) {
+    events_.Fire(BundleEvent(type, Handle(bundle)));
+}
+
+void FrameworkCore::Tell(const std::shared_ptr<BundlePrivate>& bundle,
+                         const std::function<void(FrameworkExtension&)>& what) {
+    for (const auto& extension : parts_.extensions) {
+        try {
+            what(*extension);
+        } catch (...) {
+            Report(FrameworkEvent::FRAMEWORK_ERROR, bundle, "A part of the framework failed.",
+                   std::current_exception());
+        }
+    }
 }
 
 ServiceRegistrationBase FrameworkCore::Register(const std::shared_ptr<BundlePrivate>& bundle,

@@ -1,15 +1,19 @@
 #pragma once
 
+#include "BundleSource.h"
 #include "EventHub.h"
+#include "FrameworkExtension.h"
 #include "ServiceRegistry.h"
 
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/Bundle.h>
+#include <cppmicroservices/BundleEvent.h>
 #include <cppmicroservices/FrameworkEvent.h>
 #include <cppmicroservices/ServiceRegistrationBase.h>
 #include <foundation/thread_annotations.h>
 
 #include <exception>
+#include <functional>
 #include <map>
 #include <memory>
 #include <ostream>
@@ -38,10 +42,16 @@ private:
 /// by whoever is just using it; bundles and contexts refer to it weakly.
 class FrameworkCore : public std::enable_shared_from_this<FrameworkCore> {
 public:
-    /// \return a handle on the new framework's system bundle
-    static Bundle Create(AnyMap properties, std::ostream* logger);
+    /// What a framework that installs and runs bundles has beyond the registry.
+    struct Parts {
+        std::unique_ptr<BundleSource> bundles;
+        std::vector<std::unique_ptr<FrameworkExtension>> extensions;
+    };
 
-    FrameworkCore(AnyMap properties, std::ostream* logger);
+    /// \return a handle on the new framework's system bundle
+    static Bundle Create(AnyMap properties, std::ostream* logger, Parts parts);
+
+    FrameworkCore(AnyMap properties, std::ostream* logger, Parts parts);
     ~FrameworkCore();
 
     const AnyMap& Properties() const noexcept { return properties_; }
@@ -55,6 +65,15 @@ public:
     std::vector<std::shared_ptr<BundlePrivate>> Bundles() const EXCLUDES(mutex_);
     /// Null if there is no such bundle.
     std::shared_ptr<BundlePrivate> FindBundle(long id) const EXCLUDES(mutex_);
+
+    /// The bundles in the file at \p location, now installed, or as they were installed from there before.
+    /// \throws std::runtime_error if the file cannot be read, or a bundle of that name comes from elsewhere.
+    std::vector<Bundle> Install(const std::string& location) EXCLUDES(mutex_);
+    void Forget(long id) EXCLUDES(mutex_);
+    void Fire(BundleEvent::Type type, const std::shared_ptr<BundlePrivate>& bundle);
+    /// Calls \p what for every extension; what one throws is reported with \p bundle as the source.
+    void Tell(const std::shared_ptr<BundlePrivate>& bundle,
+              const std::function<void(FrameworkExtension&)>& what);
 
     /// Registers for the context's bundle and tells the listeners.
     ServiceRegistrationBase Register(const std::shared_ptr<BundlePrivate>& bundle,
@@ -74,13 +93,20 @@ public:
 private:
     void Log(const FrameworkEvent& event) EXCLUDES(logMutex_);
 
+    std::vector<std::shared_ptr<BundlePrivate>> BundlesFrom(const std::string& location) const
+        REQUIRES(mutex_);
+    std::vector<std::shared_ptr<BundlePrivate>> AddBundles(const std::string& location,
+                                                           std::vector<AnyMap> manifests) REQUIRES(mutex_);
+
     const AnyMap properties_;
+    const Parts parts_;
     ServiceRegistry services_;
     EventHub events_;
     std::weak_ptr<FrameworkOwner> owner_;  ///< set once, before the core is shared
     std::shared_ptr<SystemBundle> system_; ///< likewise
 
     mutable foundation::Mutex mutex_;
+    long lastBundleId_ GUARDED_BY(mutex_) = 0;
     std::map<long, std::shared_ptr<BundlePrivate>> bundles_ GUARDED_BY(mutex_);
 
     foundation::Mutex logMutex_; ///< one line at a time; nothing else is done under it

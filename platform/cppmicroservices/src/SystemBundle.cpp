@@ -3,7 +3,7 @@
 #include "BundleContextPrivate.h"
 #include "FrameworkCore.h"
 
-#include <cppmicroservices/BundleEvent.h>
+#include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/Constants.h>
 
 #include <algorithm>
@@ -58,14 +58,17 @@ void SystemBundle::Init() {
 void SystemBundle::Start(std::uint32_t) {
     Init();
     const auto core = Core();
+    BundleContext context;
     {
         const foundation::MutexLock lock(mutex_);
         if (state_ != Bundle::STATE_STARTING)
             return;
         state_ = Bundle::STATE_ACTIVE;
+        context = MakeBundleContext(context_);
     }
-    const auto handle = core->Handle(shared_from_this());
-    core->Events().Fire(BundleEvent(BundleEvent::BUNDLE_STARTED, handle));
+    core->Tell(shared_from_this(),
+               [&](detail::FrameworkExtension& extension) { extension.FrameworkStarting(context); });
+    core->Fire(BundleEvent::BUNDLE_STARTED, shared_from_this());
     core->Report(FrameworkEvent::FRAMEWORK_STARTED, shared_from_this(), "The framework has started.");
 }
 
@@ -107,20 +110,41 @@ void SystemBundle::RunStop(const std::shared_ptr<detail::FrameworkCore>& core) {
         stopping_ = std::this_thread::get_id();
         context = context_;
     }
-    core->Events().Fire(BundleEvent(BundleEvent::BUNDLE_STOPPING, core->Handle(shared_from_this())));
-    auto bundles = core->Bundles();
-    std::reverse(bundles.begin(), bundles.end());
-    for (const auto& bundle : bundles) {
-        if (bundle.get() != this)
-            bundle->Stop(Bundle::STOP_TRANSIENT);
-    }
+    const auto self = shared_from_this();
+    core->Fire(BundleEvent::BUNDLE_STOPPING, self);
+    StopOthers(*core, [](BundlePrivate& bundle) { bundle.Stop(Bundle::STOP_TRANSIENT); });
+    core->Tell(self, [](detail::FrameworkExtension& extension) { extension.FrameworkStopping(); });
     core->EndContext(*context);
+    // The next run begins without bundles.
+    StopOthers(*core, [](BundlePrivate& bundle) { bundle.Uninstall(); });
 
     const foundation::MutexLock lock(mutex_);
     context_ = nullptr;
     stopping_ = {};
     state_ = Bundle::STATE_RESOLVED;
     stopped_.notify_all();
+}
+
+void SystemBundle::StopOthers(detail::FrameworkCore& core, const std::function<void(BundlePrivate&)>& stop) {
+    auto bundles = core.Bundles();
+    std::reverse(bundles.begin(), bundles.end());
+    for (const auto& bundle : bundles) {
+        try {
+            if (bundle.get() != this)
+                stop(*bundle);
+        } catch (...) {
+            core.Report(FrameworkEvent::FRAMEWORK_ERROR, bundle, "The bundle could not be stopped.",
+                        std::current_exception());
+        }
+    }
+}
+
+void SystemBundle::Uninstall() {
+    throw std::runtime_error("A framework cannot be uninstalled; stop it instead.");
+}
+
+void* SystemBundle::Symbol(const std::string&) {
+    throw std::runtime_error("The system bundle has no library.");
 }
 
 FrameworkEvent SystemBundle::WaitForStop(std::chrono::milliseconds timeout) {

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <thread>
 
@@ -24,6 +25,9 @@ public:
     void Init() EXCLUDES(mutex_);
     void Start(std::uint32_t options) override EXCLUDES(mutex_);
     void Stop(std::uint32_t options) override EXCLUDES(mutex_);
+    /// Throws always.
+    void Uninstall() override;
+    void* Symbol(const std::string& name) override;
     FrameworkEvent WaitForStop(std::chrono::milliseconds timeout) EXCLUDES(mutex_);
 
     /// Stops on the calling thread, or waits for a stop that is under way on another one.
@@ -33,6 +37,8 @@ private:
     bool IsStoppedLocked() const REQUIRES(mutex_);
     /// \return false if there is nothing to stop, or another thread does it
     bool BeginStop() EXCLUDES(mutex_);
+    /// All but this one, the last installed first; what one throws is reported.
+    void StopOthers(detail::FrameworkCore& core, const std::function<void(BundlePrivate&)>& stop);
     void RunStop(const std::shared_ptr<detail::FrameworkCore>& core) EXCLUDES(mutex_);
 
     std::condition_variable_any stopped_;

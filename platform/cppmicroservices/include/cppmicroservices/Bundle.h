@@ -72,11 +72,20 @@ public:
     std::vector<ServiceReferenceU> GetRegisteredServices() const;
     std::vector<ServiceReferenceU> GetServicesInUse() const;
 
+    /// Makes the bundle's components available. The library is loaded when the first of them is constructed.
+    /// \throws std::runtime_error if the framework is not running, std::logic_error if the bundle has been
+    ///         uninstalled.
     void Start();
     void Start(std::uint32_t options);
+    /// Waits for a constructor or configuration change of a component that is running, not for calls of its
+    /// services.
     /// For the framework: begins the stop on a thread of its own and returns; WaitForStop waits for the end.
     void Stop();
     void Stop(std::uint32_t options);
+
+    /// Stops the bundle and takes it out of the framework. Its library stays loaded: objects that somebody
+    /// holds live on.
+    void Uninstall();
 
 protected:
     std::shared_ptr<BundlePrivate> d;

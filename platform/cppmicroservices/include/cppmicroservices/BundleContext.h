@@ -56,6 +56,14 @@ public:
     std::vector<Bundle> GetBundles() const;
     std::vector<Bundle> GetBundles(const std::string& location) const;
 
+    /// Installs what the file at \p location holds; each bundle is to be started then. A file that is
+    /// installed already gives its bundles as they are.
+    /// \param location path of a library with a manifest as resource; the loader must find it when it is
+    ///        needed
+    /// \throws std::runtime_error if the file cannot be read, is no bundle, its manifest is malformed, or a
+    ///         bundle of the same name is installed from elsewhere; the text names the file and the fault.
+    std::vector<Bundle> InstallBundles(const std::string& location);
+
     /// Registers a service under each name in the map, then calls the listeners on this thread.
     /// \throws std::invalid_argument if the map is empty or holds a null object, if two keys of \p properties
     /// differ

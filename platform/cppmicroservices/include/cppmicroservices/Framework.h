@@ -28,7 +28,7 @@ public:
     FrameworkEvent WaitForStop(const std::chrono::milliseconds& timeout);
 
     /// \throws std::runtime_error always: a framework cannot be uninstalled.
-    void Uninstall();
+    void Uninstall() { Bundle::Uninstall(); }
 };
 
 } // namespace cppmicroservices
