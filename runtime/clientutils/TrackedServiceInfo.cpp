@@ -22,7 +22,7 @@ std::string TrackedServiceInfo::ldap() const {
     };
     return "(&" +
            comparison(cppmicroservices::Constants::OBJECTCLASS, "=",
-                      cppmicroservices::us_service_interface_iid<core::Invokable>()) +
+                      us_service_interface_iid<core::Invokable>()) +
            comparison(properties::serviceName, "=", escapeFilterValue(name_)) +
            comparison(properties::serviceVersion, "=", std::to_string(version_)) +
            comparison(properties::serviceRevision, ">=", std::to_string(revision_)) + ')';

@@ -1,5 +1,6 @@
 #include "FrameworkCore.h"
 #include "bundle/FileSource.h"
+#include "components/ComponentRuntime.h"
 
 #include <cppmicroservices/Constants.h>
 #include <cppmicroservices/FrameworkFactory.h>
@@ -17,6 +18,7 @@ Framework FrameworkFactory::NewFramework(const FrameworkConfiguration& configura
     properties.emplace(Constants::FRAMEWORK_LOG, false);
     detail::FrameworkCore::Parts parts;
     parts.bundles = std::make_unique<detail::FileSource>();
+    parts.extensions.push_back(detail::MakeComponentRuntime());
     return Framework(detail::FrameworkCore::Create(std::move(properties), logger, std::move(parts)));
 }
 

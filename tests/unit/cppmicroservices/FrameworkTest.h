@@ -4,7 +4,9 @@
 
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/Framework.h>
+#include <cppmicroservices/FrameworkEvent.h>
 #include <cppmicroservices/FrameworkFactory.h>
+#include <cppmicroservices/ServiceEvent.h>
 
 #include <gtest/gtest.h>
 

@@ -15,6 +15,11 @@ struct Counter {
     virtual int Count() const = 0;
 };
 
+struct Source {
+    virtual ~Source() = default;
+    virtual std::string Name() const = 0;
+};
+
 struct GreeterImpl : Greeter, Counter {
     explicit GreeterImpl(std::string t = "hello") : text(std::move(t)) {}
     std::string Greet() const override { return text; }

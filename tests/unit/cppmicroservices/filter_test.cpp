@@ -12,7 +12,7 @@ using namespace cppmicroservices;
 
 namespace {
 
-AnyMap Properties() {
+AnyMap SampleProperties() {
     AnyMap map(AnyMap::UNORDERED_MAP);
     map["name"] = std::string("Ben Hur");
     map["Stars"] = std::string("a*b(c)\\d");
@@ -34,7 +34,7 @@ AnyMap Properties() {
 } // namespace
 
 TEST(Filter, MatchesByTheGrammar) {
-    const auto properties = Properties();
+    const auto properties = SampleProperties();
     const std::vector<std::string> matching = {"(name=Ben Hur)",
                                                "(NAME=Ben Hur)",
                                                "( name =Ben Hur)",

@@ -14,7 +14,8 @@ using namespace test;
 namespace {
 
 TEST(Framework, StartsStopsAndStartsAgain) {
-    auto framework = FrameworkFactory().NewFramework({{"my.key", Any(std::string("value"))}});
+    const FrameworkConfiguration configuration{{"my.key", Any(std::string("value"))}};
+    auto framework = FrameworkFactory().NewFramework(configuration);
     EXPECT_EQ(framework.GetBundleId(), 0);
     EXPECT_EQ(framework.GetSymbolicName(), Constants::SYSTEM_BUNDLE_SYMBOLICNAME);
     EXPECT_FALSE(framework.GetBundleContext());

@@ -13,11 +13,13 @@ namespace cppmicroservices {
 
 class ServiceFactory;
 
+} // namespace cppmicroservices
+
 /// The name under which T is registered: its C++ name, unless CPPMICROSERVICES_DECLARE_SERVICE_INTERFACE gave
 /// another.
 template <class T>
 std::string us_service_interface_iid() {
-    return detail::TypeName<T>();
+    return cppmicroservices::detail::TypeName<T>();
 }
 
 template <>
@@ -27,12 +29,12 @@ inline std::string us_service_interface_iid<void>() {
 
 /// Names the service interface; use at global namespace level, where the interface is defined.
 #define CPPMICROSERVICES_DECLARE_SERVICE_INTERFACE(_service_interface_type, _service_interface_id)           \
-    namespace cppmicroservices {                                                                             \
     template <>                                                                                              \
     inline std::string us_service_interface_iid<_service_interface_type>() {                                 \
         return _service_interface_id;                                                                        \
-    }                                                                                                        \
     }
+
+namespace cppmicroservices {
 
 /// One service seen through each of its interfaces, by interface name.
 using InterfaceMap = std::unordered_map<std::string, std::shared_ptr<void>>;

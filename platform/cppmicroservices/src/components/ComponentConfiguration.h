@@ -1,0 +1,90 @@
+#pragma once
+
+#include "../BundlePrivate.h"
+#include "BoundServices.h"
+#include "ComponentDescription.h"
+#include "ComponentInstanceHandle.h"
+
+#include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/ServiceFactory.h>
+#include <foundation/thread_annotations.h>
+
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+
+namespace cppmicroservices::detail {
+
+/// What a component needs of its surroundings.
+struct ComponentEnvironment {
+    std::shared_ptr<BundlePrivate> bundle;
+    BundleContext context;
+    ComponentInstanceContext::Switch enable;
+    ComponentInstanceHandle::FaultHandler onFault; ///< names bundle and component itself
+};
+
+/// A component with one set of properties: waits for its references, then registers its service, and
+/// constructs its object when the service is first got.
+///
+/// Whoever changes something that matters calls Settle. One thread at a time works; others leave it a note
+/// and go on, so no thread ever waits for a transition here, only for the constructor of the object it asks
+/// for, or in WaitUntilIdle. Constructors, Modified, listeners and destructors run without the lock.
+class ComponentConfiguration final : public ServiceFactory,
+                                     public std::enable_shared_from_this<ComponentConfiguration> {
+public:
+    ComponentConfiguration(std::shared_ptr<const ComponentDescription> description,
+                           ComponentEnvironment environment);
+
+    /// From now on; takes effect with the next Settle.
+    void SetProperties(PropertiesPtr properties) EXCLUDES(mutex_);
+    PropertiesPtr Properties() const EXCLUDES(mutex_);
+    /// For good; takes effect with the next Settle.
+    void Dispose() EXCLUDES(mutex_);
+
+    void Settle() noexcept EXCLUDES(mutex_);
+    /// Waits for what other threads are doing here: a transition, a constructor.
+    void WaitUntilIdle() EXCLUDES(mutex_);
+    bool IsSatisfied() const EXCLUDES(mutex_);
+
+    InterfaceMapConstPtr GetService(const Bundle& bundle,
+                                    const ServiceRegistrationBase& registration) override;
+    void UngetService(const Bundle&, const ServiceRegistrationBase&, const InterfaceMapConstPtr&) override {}
+
+private:
+    /// From satisfied to unsatisfied.
+    struct Run {
+        std::shared_ptr<BoundServices> services;
+        ServiceRegistrationU registration; ///< the worker's
+        PropertiesPtr properties;          ///< guarded by mutex_
+    };
+    using RunPtr = std::shared_ptr<Run>;
+
+    void Step() EXCLUDES(mutex_);
+    void Begin(const PropertiesPtr& properties) EXCLUDES(mutex_);
+    void Change(const RunPtr& run, const PropertiesPtr& properties) EXCLUDES(mutex_);
+    void End(const RunPtr& run) EXCLUDES(mutex_);
+    bool StillMatches(const Run& run) const;
+    std::shared_ptr<ComponentInstanceHandle> Construct(const Run& run, PropertiesPtr properties,
+                                                       const ServiceReferenceBase& service);
+    InterfaceMapConstPtr Obtain(const ServiceReferenceBase& service) EXCLUDES(mutex_);
+    InterfaceMapConstPtr EndConstruction(const RunPtr& run, std::shared_ptr<ComponentInstanceHandle> made)
+        EXCLUDES(mutex_);
+
+    const std::shared_ptr<const ComponentDescription> description_;
+    const ComponentEnvironment environment_;
+
+    mutable foundation::Mutex mutex_; ///< a leaf
+    std::condition_variable_any idle_;
+    bool noted_ GUARDED_BY(mutex_) = false;     ///< there is something for the worker to look at
+    std::thread::id worker_ GUARDED_BY(mutex_); ///< in Settle
+    std::thread::id maker_ GUARDED_BY(mutex_);  ///< in the constructor
+    bool disposed_ GUARDED_BY(mutex_) = false;
+    PropertiesPtr wanted_ GUARDED_BY(mutex_);
+    RunPtr run_ GUARDED_BY(mutex_);
+    /// Put in by the maker, taken out by the worker only.
+    std::shared_ptr<ComponentInstanceHandle> instance_ GUARDED_BY(mutex_);
+};
+
+} // namespace cppmicroservices::detail
