@@ -44,6 +44,13 @@ ZelkorLogin::~ZelkorLogin() {
     closeTracking();
 }
 
+void ZelkorLogin::Modified(
+    const std::shared_ptr<cppmicroservices::service::component::ComponentContext>& /*context*/,
+    const std::shared_ptr<cppmicroservices::AnyMap>& properties) {
+    if (properties)
+        tracker().updateTimeouts(*properties);
+}
+
 // --- login::ZelkorLogin
 
 LoginInfo ZelkorLogin::getLoginInfo(std::string requester, LoginInfo::Level level) const {

@@ -5,6 +5,7 @@
 #include "spf/Registry.h"
 
 #include <cppmicroservices/AnyMap.h>
+#include <cppmicroservices/servicecomponent/ComponentContext.hpp>
 #include <foundation/concurrent/threadpool/Executor.h>
 #include <login/ZelkorLogin.h>
 #include <login/control/LoginVetoer.h>
@@ -70,8 +71,10 @@ public:
     void vetoSignIn(bool veto) override;
     bool shouldVetoSignIn() override;
 
-    /// New configuration of a living component: only the timeouts are read again.
-    void updateTimeouts(const cppmicroservices::AnyMap& properties) { tracker().updateTimeouts(properties); }
+    /// The framework's word that the component's configuration has changed: the timeouts are read again,
+    /// the other properties stay as they were at construction.
+    void Modified(const std::shared_ptr<cppmicroservices::service::component::ComponentContext>& context,
+                  const std::shared_ptr<cppmicroservices::AnyMap>& properties);
 
 private:
     using StatusListeners = Registry<StatusListenerId, StatusListenerV2>;
