@@ -20,6 +20,16 @@ namespace test {
 
 using namespace std::chrono_literals;
 
+/// The embedded framework keeps some promises beyond the installed one's.
+#ifdef ZELKOR_EMBEDDED_FRAMEWORK
+inline constexpr bool embedded = true;
+#else
+inline constexpr bool embedded = false;
+#endif
+#define EMBEDDED_ONLY()                                                                                      \
+    if (!test::embedded)                                                                                     \
+    GTEST_SKIP() << "the installed framework does not promise this"
+
 /// A started framework of one's own.
 class FrameworkTest : public ::testing::Test {
 protected:

@@ -72,16 +72,21 @@ TEST_F(Components, TakeAChangeInTheSameObjectIfTheyCan) {
     Configure("test.factory~x", {{"text", std::string("one")}});
     Configure("test.rebuilt");
     bundle.Start();
-    const auto reference = Await("test::Factory_test.factory~x");
+    const auto text = [&] {
+        return Await("test::Factory_test.factory~x").GetProperty("text").ToStringNoExcept();
+    };
+    EXPECT_EQ(text(), "one");
     Configure("test.factory~x", {{"text", std::string("two")}});
-    EXPECT_TRUE(eventually([&] { return reference.GetProperty("text").ToStringNoExcept() == "two"; }));
+    if (embedded) {
+        EXPECT_EQ(text(), "two");
+    }
     const auto object = Get("test::Factory_test.factory~x");
     EXPECT_EQ(object->Greet(), "two");
     const auto counter = std::dynamic_pointer_cast<Counter>(object);
     EXPECT_EQ(counter->Count(), 0) << "a change without an object is no modification";
     Configure("test.factory~x", {{"text", std::string("three")}, {"more", 5}});
     EXPECT_TRUE(eventually([&] { return counter->Count() == 1; }));
-    EXPECT_TRUE(eventually([&] { return reference.GetProperty("text").ToStringNoExcept() == "three"; }));
+    EXPECT_TRUE(eventually([&] { return text() == "three"; }));
     EXPECT_EQ(Get("test::Factory_test.factory~x"), object);
 
     const auto before = Counts::Now();
@@ -125,9 +130,10 @@ TEST_F(Components, AThrowingConstructorIsTriedAgain) {
     EXPECT_GE(Counts::Now().created, before.created + 3);
 }
 
-TEST_F(Components, WhatIsHeldOutlivesBundleAndFramework) {
+TEST_F(Components, WhatIsHeldOutlivesItsBundlesStop) {
     Configure("test.factory~x");
-    for (int round = 0; round < 2; ++round) {
+    // The installed framework gives a library its bundle's context once, not that of a second start.
+    for (int round = 0; round < (embedded ? 3 : 1); ++round) {
         bundle.Start();
         const auto before = Counts::Now();
         const auto held = Get("test::Factory_test.factory~x");
@@ -136,10 +142,13 @@ TEST_F(Components, WhatIsHeldOutlivesBundleAndFramework) {
         EXPECT_EQ(Counts::Now().deleted, before.deleted + 1);
         EXPECT_EQ(held->Greet(), "made");
     }
+}
+
+TEST_F(Components, WhatIsHeldOutlivesTheFramework) {
     bundle.Start();
-    const auto held = Get("test::Factory_test.factory~x");
+    const auto held = Get("test::Plain");
     StopFramework();
-    EXPECT_EQ(held->Greet(), "made");
+    EXPECT_EQ(held->Greet(), "plain");
     EXPECT_EQ(Counts::Now().created, Counts::Now().deleted);
     EXPECT_EQ(Counts::Now().objects, 1);
 }

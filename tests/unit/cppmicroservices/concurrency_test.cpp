@@ -1,4 +1,5 @@
 #include "FrameworkTest.h"
+#include "tests/support/Eventually.h"
 
 #include <cppmicroservices/Constants.h>
 #include <cppmicroservices/ServiceFactory.h>
@@ -7,13 +8,11 @@
 #include <array>
 #include <atomic>
 #include <functional>
-#include <future>
 #include <set>
-#include <thread>
-#include <vector>
 
 using namespace cppmicroservices;
 using namespace test;
+using zelkor::test::startThreads;
 
 namespace {
 
@@ -44,9 +43,7 @@ TEST_F(TrackerThreads, AddingServiceCallsOverlap) {
     gate.inside = [&] { EXPECT_TRUE(gate.entered.Reached(2)) << "each waits for the other to be inside"; };
     ServiceTracker<Greeter> tracker(context, &gate);
     tracker.Open();
-    std::thread other([&] { Register(); });
-    Register();
-    other.join();
+    startThreads(2, [&](int) { Register(); });
     EXPECT_EQ(tracker.Size(), 2);
 }
 
@@ -62,12 +59,11 @@ TEST_F(TrackerThreads, CloseWaitsForAnEventsCallback) {
         EXPECT_FALSE(closed);
     };
     tracker.Open();
-    std::thread registering([&] { Register(); });
+    std::jthread registering([&] { Register(); });
     ASSERT_TRUE(gate.entered.Reached(1));
     tracker.Close();
     closed = true;
     EXPECT_EQ(gate.removed.Value(), 1) << "what was added meanwhile is handed back before Close returns";
-    registering.join();
 }
 
 TEST_F(TrackerThreads, CloseDoesNotWaitForOpenOnAnotherThread) {
@@ -110,6 +106,7 @@ TEST_F(TrackerThreads, UnregisteringOrRemovingWhileAddingHandsTheObjectBack) {
 }
 
 TEST_F(TrackerThreads, AFactoryIsAskedOnceByThreadsOfOneBundle) {
+    EMBEDDED_ONLY();
     struct Slow : ServiceFactory {
         InterfaceMapConstPtr GetService(const Bundle&, const ServiceRegistrationBase&) override {
             ++made;
@@ -126,14 +123,10 @@ TEST_F(TrackerThreads, AFactoryIsAskedOnceByThreadsOfOneBundle) {
     const auto factory = std::make_shared<Slow>();
     const auto reference = context.RegisterService<Greeter>(ToFactory(factory)).GetReference();
     std::array<std::shared_ptr<Greeter>, 4> objects;
-    std::vector<std::thread> threads;
-    for (auto& object : objects)
-        threads.emplace_back([&] {
-            factory->started.Advance();
-            object = context.GetService(reference);
-        });
-    for (auto& thread : threads)
-        thread.join();
+    startThreads(4, [&](int i) {
+        factory->started.Advance();
+        objects[static_cast<std::size_t>(i)] = context.GetService(reference);
+    });
     EXPECT_EQ(std::set<std::shared_ptr<Greeter>>(objects.begin(), objects.end()).size(), 1u);
     EXPECT_EQ(factory->made, 1);
 }
@@ -178,75 +171,69 @@ private:
 };
 
 TEST_F(TrackerThreads, RegistrationsRaceWithTrackersThatOpenAndClose) {
-    std::vector<std::thread> threads;
     std::atomic<int> busy = 4;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&, i] {
-            for (int round = 0; round < 200; ++round) {
-                auto registration = Register({{"n", Any(round % 3)}, {Constants::SERVICE_RANKING, Any(i)}});
-                registration.SetProperties(
-                    {{"n", Any((round + 1) % 3)}, {Constants::SERVICE_RANKING, Any(-i)}});
-                if (const auto reference = context.GetServiceReference<Greeter>()) {
-                    try {
-                        context.GetService(reference);
-                    } catch (const std::invalid_argument&) { // unregistered meanwhile
-                    }
+    const auto registers = [&](int ranking) {
+        const auto properties = [](int n, int rank) {
+            return ServiceProperties{{"n", Any(n % 3)}, {Constants::SERVICE_RANKING, Any(rank)}};
+        };
+        for (int round = 0; round < 200; ++round) {
+            auto registration = Register(properties(round, ranking));
+            registration.SetProperties(properties(round + 1, -ranking));
+            if (const auto reference = context.GetServiceReference<Greeter>()) {
+                try {
+                    context.GetService(reference);
+                } catch (const std::invalid_argument&) { // unregistered meanwhile
                 }
-                registration.SetProperties({{"n", Any((round + 2) % 3)}});
-                registration.Unregister();
             }
-            --busy;
-        });
-        threads.emplace_back([&] {
-            do {
-                Auditor auditor;
-                ServiceTracker<Greeter> tracker(context, LDAPFilter("(n>=1)"), &auditor);
-                tracker.Open();
-                while (auditor.calls < 5 && busy > 0) {
-                    tracker.GetService();
-                    std::this_thread::yield();
-                }
-                tracker.Close();
-                auditor.Closed();
-            } while (busy > 0);
-        });
-    }
-    for (auto& thread : threads)
-        thread.join();
-    EXPECT_TRUE(context.GetServiceReferences("").empty());
-}
-
-TEST_F(TrackerThreads, TheFrameworkStopsUnderLoad) {
-    std::vector<std::thread> threads;
-    Progress opened, running;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&] {
+            registration.SetProperties({{"n", Any((round + 2) % 3)}});
+            registration.Unregister();
+        }
+        --busy;
+    };
+    startThreads(8, [&](int i) {
+        if (i % 2 == 0)
+            return registers(i / 2);
+        do {
             Auditor auditor;
-            ServiceTracker<Greeter> tracker(context, &auditor);
+            ServiceTracker<Greeter> tracker(context, LDAPFilter("(n>=1)"), &auditor);
             tracker.Open();
-            opened.Advance();
-            std::vector<std::shared_ptr<Greeter>> held;
-            try {
-                for (int round = 0;; ++round) {
-                    auto registration = Register();
-                    held.push_back(context.GetService(registration.GetReference()));
-                    if (round % 2)
-                        registration.Unregister();
-                    running.Advance();
-                }
-            } catch (const std::exception&) { // the framework has stopped
+            while (auditor.calls < 5 && busy > 0) {
+                tracker.GetService();
+                std::this_thread::yield();
             }
             tracker.Close();
             auditor.Closed();
-            for (const auto& object : held)
-                EXPECT_TRUE(!object || object->Greet() == "hello");
-        });
-    }
+        } while (busy > 0);
+    });
+    EXPECT_TRUE(context.GetServiceReferences<Greeter>().empty());
+}
+
+TEST_F(TrackerThreads, TheFrameworkStopsUnderLoad) {
+    Progress opened, running;
+    const auto threads = startThreads(4, [&](int) {
+        Auditor auditor;
+        ServiceTracker<Greeter> tracker(context, &auditor);
+        tracker.Open();
+        opened.Advance();
+        std::vector<std::shared_ptr<Greeter>> held;
+        try {
+            for (int round = 0;; ++round) {
+                auto registration = Register();
+                held.push_back(context.GetService(registration.GetReference()));
+                if (round % 2)
+                    registration.Unregister();
+                running.Advance();
+            }
+        } catch (const std::exception&) { // the framework has stopped
+        }
+        tracker.Close();
+        auditor.Closed();
+        for (const auto& object : held)
+            EXPECT_TRUE(!object || object->Greet() == "hello");
+    });
     EXPECT_TRUE(opened.Reached(4));
     EXPECT_TRUE(running.Reached(20));
     StopFramework();
-    for (auto& thread : threads)
-        thread.join();
 }
 
 } // namespace

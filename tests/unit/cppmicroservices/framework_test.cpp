@@ -19,7 +19,9 @@ TEST(Framework, StartsStopsAndStartsAgain) {
     EXPECT_EQ(framework.GetBundleId(), 0);
     EXPECT_EQ(framework.GetSymbolicName(), Constants::SYSTEM_BUNDLE_SYMBOLICNAME);
     EXPECT_FALSE(framework.GetBundleContext());
-    EXPECT_EQ(framework.WaitForStop(1ms).GetType(), FrameworkEvent::FRAMEWORK_STOPPED) << "it does not run";
+    if (embedded) {
+        EXPECT_EQ(framework.WaitForStop(1ms).GetType(), FrameworkEvent::FRAMEWORK_STOPPED) << "not running";
+    }
 
     BundleContext previous;
     int events = 0;
@@ -30,14 +32,15 @@ TEST(Framework, StartsStopsAndStartsAgain) {
         EXPECT_FALSE(previous) << "a context does not outlive its run";
         previous = framework.GetBundleContext();
         EXPECT_EQ(any_cast<std::string>(previous.GetProperty("my.key")), "value");
-        EXPECT_TRUE(previous.GetServiceReferences("").empty()) << "services of the last run must be gone";
-        previous.AddServiceListener([&](const ServiceEvent&) { ++events; });
+        EXPECT_TRUE(previous.GetServiceReferences<Greeter>().empty())
+            << "services of the last run must be gone";
+        previous.AddServiceListener([&](const ServiceEvent&) { ++events; }, "(objectclass=*Greeter)");
         previous.RegisterService<Greeter>(std::make_shared<GreeterImpl>());
         framework.Stop();
         EXPECT_EQ(framework.WaitForStop(60s).GetType(), FrameworkEvent::FRAMEWORK_STOPPED);
         EXPECT_NE(framework.GetState(), Bundle::STATE_ACTIVE);
     }
-    EXPECT_EQ(events, 6) << "a run's listeners must hear of that run only";
+    EXPECT_EQ(events, embedded ? 6 : 3) << "a run's listeners must hear of that run only";
     EXPECT_THROW(previous.RegisterService<Greeter>(std::make_shared<GreeterImpl>()), std::runtime_error);
     EXPECT_THROW(previous.GetServiceReference<Greeter>(), std::runtime_error);
 }
@@ -54,6 +57,7 @@ TEST(Framework, InstancesDoNotShareServices) {
 using RunningFramework = FrameworkTest;
 
 TEST_F(RunningFramework, StopUnregistersWithEventsWhileTheContextStillWorks) {
+    EMBEDDED_ONLY();
     auto registration = Register();
     std::atomic<int> told = 0;
     context.AddServiceListener([&](const ServiceEvent& event) {

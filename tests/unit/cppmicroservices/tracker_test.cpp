@@ -6,8 +6,6 @@
 
 #include <functional>
 #include <future>
-#include <string>
-#include <thread>
 #include <vector>
 
 using namespace cppmicroservices;
@@ -51,14 +49,13 @@ ServiceProperties Name(const std::string& name) {
     return {{"n", Any(name)}};
 }
 
-class Tracker : public FrameworkTest {
-protected:
+struct Tracker : FrameworkTest {
     Recorder recorder;
+    ServiceTracker<Greeter, std::string> tracker{context, &recorder};
 };
 
 TEST_F(Tracker, FollowsServicesFromOpenToClose) {
     auto early = Register(Name("a"));
-    ServiceTracker<Greeter, std::string> tracker(context, &recorder);
     EXPECT_EQ(tracker.GetTrackingCount(), -1);
     EXPECT_EQ(tracker.GetService(), nullptr);
     tracker.Open();
@@ -92,8 +89,8 @@ TEST_F(Tracker, FollowsServicesFromOpenToClose) {
 }
 
 TEST_F(Tracker, FollowsWhetherTheFilterMatches) {
-    ServiceTracker<Greeter, std::string> tracker(context, LDAPFilter(LDAPProp("n") >= "m"), &recorder);
-    tracker.Open();
+    ServiceTracker<Greeter, std::string> filtered(context, LDAPFilter(LDAPProp("n") >= "m"), &recorder);
+    filtered.Open();
     auto registration = Register(Name("a"));
     context.RegisterService<Counter>(std::make_shared<GreeterImpl>(), Name("z")); // not the interface tracked
     for (const auto* name : {"n", "o", "b", "c", "p"})
@@ -103,7 +100,6 @@ TEST_F(Tracker, FollowsWhetherTheFilterMatches) {
 
 TEST_F(Tracker, OffersADeclinedServiceAgainWhenItChanges) {
     recorder.decline = true;
-    ServiceTracker<Greeter, std::string> tracker(context, &recorder);
     auto registration = Register(Name("a"));
     tracker.Open();
     EXPECT_TRUE(tracker.IsEmpty());
@@ -111,8 +107,7 @@ TEST_F(Tracker, OffersADeclinedServiceAgainWhenItChanges) {
     registration.SetProperties(Name("b"));
     EXPECT_EQ(tracker.Size(), 1);
     recorder.decline = true;
-    auto other = Register(Name("c"));
-    other.Unregister();
+    Register(Name("c")).Unregister();
     EXPECT_EQ(recorder.log, (Log{"+a", "+b", "+c"})) << "a declined service is not removed";
 }
 
@@ -124,18 +119,17 @@ TEST_F(Tracker, OverridesTakeThePlaceOfACustomizer) {
         }
     };
     auto registration = Register();
-    Shouting tracker(context);
-    tracker.Open();
-    EXPECT_EQ(tracker.GetService()->Greet(), "HELLO");
+    Shouting shouting(context);
+    shouting.Open();
+    EXPECT_EQ(shouting.GetService()->Greet(), "HELLO");
 }
 
 TEST_F(Tracker, CallbacksMayChangeTheServiceAndTheTracker) {
-    ServiceTracker<Greeter, std::string> tracker(context, &recorder);
+    EMBEDDED_ONLY();
     tracker.Open();
     recorder.onAdding = [&] {
         recorder.onAdding = nullptr;
-        auto inner = Register(Name("inner"));
-        inner.Unregister();
+        Register(Name("inner")).Unregister();
     };
     auto outer = Register(Name("outer"));
     EXPECT_EQ(recorder.log, (Log{"+outer", "+inner", "-inner"}));
@@ -159,9 +153,9 @@ TEST_F(Tracker, CallbacksMayChangeTheServiceAndTheTracker) {
 }
 
 TEST_F(Tracker, WhatACustomizerThrowsReachesOpenAfterTheOthersWereOffered) {
+    EMBEDDED_ONLY();
     auto one = Register(Name("a"));
     auto two = Register(Name("b"));
-    ServiceTracker<Greeter, std::string> tracker(context, &recorder);
     recorder.onAdding = [&] {
         recorder.onAdding = nullptr;
         throw std::runtime_error("no");
@@ -172,7 +166,7 @@ TEST_F(Tracker, WhatACustomizerThrowsReachesOpenAfterTheOthersWereOffered) {
 }
 
 TEST_F(Tracker, SeesTheFrameworksStopAndClosesAfterIt) {
-    ServiceTracker<Greeter, std::string> tracker(context, &recorder);
+    EMBEDDED_ONLY();
     tracker.Open();
     Register(Name("a"));
     StopFramework();
@@ -183,19 +177,19 @@ TEST_F(Tracker, SeesTheFrameworksStopAndClosesAfterIt) {
 }
 
 TEST_F(Tracker, WaitsForAService) {
-    ServiceTracker<Greeter> tracker(context);
-    EXPECT_EQ(tracker.WaitForService(60s), nullptr) << "not open, nothing to wait for";
-    tracker.Open();
-    EXPECT_EQ(tracker.WaitForService(1ms), nullptr);
-    EXPECT_THROW(tracker.WaitForService(-1ms), std::invalid_argument);
-    auto waiting = std::async(std::launch::async, [&] { return tracker.WaitForService(60s); });
+    ServiceTracker<Greeter> plain(context);
+    EXPECT_EQ(plain.WaitForService(60s), nullptr) << "not open, nothing to wait for";
+    plain.Open();
+    EXPECT_EQ(plain.WaitForService(1ms), nullptr);
+    EXPECT_THROW(plain.WaitForService(-1ms), std::invalid_argument);
+    auto waiting = std::async(std::launch::async, [&] { return plain.WaitForService(60s); });
     auto registration = Register();
     const auto found = waiting.get();
     ASSERT_TRUE(found);
     EXPECT_EQ(found->Greet(), "hello");
     registration.Unregister();
-    auto closing = std::async(std::launch::async, [&] { return tracker.WaitForService(); });
-    tracker.Close();
+    auto closing = std::async(std::launch::async, [&] { return plain.WaitForService(); });
+    plain.Close();
     EXPECT_EQ(closing.get(), nullptr) << "Close ends the wait";
 }
 
