@@ -16,35 +16,26 @@ namespace {
 using namespace agent::spf::transport;
 
 void visit(wire::Message::Reader message, const Limits& limits) {
-    switch (message.which()) {
-    case wire::Message::HELLO:
+    if (message.isHello())
         wire::textOf(message.getHello().getClientId());
-        break;
-    case wire::Message::WELCOME:
+    if (message.isWelcome())
         for (const auto service : message.getWelcome().getServices())
             wire::textOf(service.getName());
-        break;
-    case wire::Message::CALL:
+    if (message.isCall()) {
         wire::textOf(message.getCall().getMethod());
         wire::textOf(message.getCall().getDescriptor());
         wire::decodePayload(message.getCall().getPayload(), limits.slots);
-        break;
-    case wire::Message::REPLY:
-        if (message.getReply().isError())
-            wire::textOf(message.getReply().getError().getText());
-        else
-            wire::decodePayload(message.getReply().getPayload(), limits.slots);
-        break;
-    case wire::Message::CALLBACK:
-        wire::decodePayload(message.getCallback().getPayload(), limits.slots);
-        break;
-    case wire::Message::CALLBACK_REPLY:
-        wire::decodePayload(message.getCallbackReply().getPayload(), limits.slots);
-        break;
-    case wire::Message::GOODBYE:
-        wire::textOf(message.getGoodbye().getText());
-        break;
     }
+    if (message.isReply() && message.getReply().isError())
+        wire::textOf(message.getReply().getError().getText());
+    if (message.isReply() && message.getReply().isPayload())
+        wire::decodePayload(message.getReply().getPayload(), limits.slots);
+    if (message.isCallback())
+        wire::decodePayload(message.getCallback().getPayload(), limits.slots);
+    if (message.isCallbackReply())
+        wire::decodePayload(message.getCallbackReply().getPayload(), limits.slots);
+    if (message.isGoodbye())
+        wire::textOf(message.getGoodbye().getText());
 }
 
 } // namespace

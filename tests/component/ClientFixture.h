@@ -1,48 +1,35 @@
 #pragma once
 
-#include "runtime/clientutils/Timeouts.h"
+#include "records/NotifierUuid.h"
 #include "spf/ZelkorLogin.h"
-#include "tests/support/Eventually.h"
+#include "tests/support/ClientConfiguration.h"
 #include "tests/support/FakeDaemon.h"
-#include "tests/support/RecordingLog.h"
 #include "tests/support/TestFramework.h"
+#include "tests/support/Testing.h"
 
-#include <cppmicroservices/AnyMap.h>
 #include <foundation/concurrent/threadpool/Executor.h>
-
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <optional>
 
 namespace zelkor::test {
 
-inline std::shared_ptr<cppmicroservices::AnyMap> configuration(std::optional<int> call,
-                                                               std::optional<int> service) {
-    using agent::spf::cppmsclientutils::Timeouts;
-    auto map = std::make_shared<cppmicroservices::AnyMap>(cppmicroservices::AnyMap::UNORDERED_MAP);
-    if (call)
-        (*map)[Timeouts::callKey] = *call;
-    if (service)
-        (*map)[Timeouts::serviceKey] = *service;
-    return map;
-}
+using agent::spf::core::ExportedCallback;
+using agent::spf::core::GenericPayload;
+using Line = RecordingLog::Line;
 
 /// A client against a fake daemon, in a framework of its own, with an executor of one thread: whatever needs
 /// two of them deadlocks here.
-class ClientFixture : public testing::Test {
+class ClientFixture : public Test {
 protected:
     std::shared_ptr<login::spf::ZelkorLogin> makeClient(std::optional<int> call, std::optional<int> service) {
         return std::make_shared<login::spf::ZelkorLogin>(configuration(call, service), nullptr, executor);
     }
-    /// Registers the daemon and waits until the client holds it.
+    /// Registers the daemon, waits until the client holds it and has asked it what it asks every new one.
     void appear() {
         daemon.answer("getLoginInfo", login::LoginInfo());
         const auto before = log.count(16, found);
         daemon.appear();
         ASSERT_TRUE(log.waitFor(16, found, before + 1));
+        settle();
     }
-
     /// Waits until the executor has done all that was posted to it.
     void settle() {
         ASSERT_TRUE(eventually([&] {
@@ -50,12 +37,33 @@ protected:
             return statistics.queues == 0 && statistics.waitingItems == 0;
         }));
     }
+    void answerAdds() {
+        for (const char* method : {"addStatusListener", "addLogoutNegotiator"})
+            daemon.on(method,
+                      [](auto& call) { call.answer(GenericPayload::of(login::detail::createUuid())); });
+    }
+    /// What the last registration by the method has exported.
+    boost::uuids::uuid lastCallback(const std::string& method) {
+        boost::uuids::uuid id{};
+        for (const auto& call : daemon.calls())
+            if (call.method == method)
+                id = call.arguments.get<ExportedCallback>(call.arguments.size() - 1).getCallbackID();
+        return id;
+    }
+    static std::string waiting(const std::string& method, const char* limit) {
+        return "Invokable for `ZelkorLogin-v2.1` is not yet available (calling `" + method +
+               "`). Waiting for up to " + limit + "...";
+    }
+    static std::string waitingToExport(const char* limit) {
+        return std::string("CallbackManager in `ZelkorLogin-v2.1` is not yet available. Waiting for up to ") +
+               limit + "...";
+    }
 
     const std::string found = "Found an invokable for ZelkorLogin-v2.1";
     RecordingLog log{"login.spf.ZelkorLogin"};
     TestFramework framework;
     foundation::concurrent::threadpool::Executor executor{
-        {.minThreads = 1, .maxThreads = 1, .idleTimeout = std::chrono::seconds(30), .name = "test"}};
+        {.minThreads = 1, .maxThreads = 1, .idleTimeout = 30s, .name = "test"}};
     FakeDaemon daemon{framework.context()};
 };
 

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <future>
 #include <thread>
+#include <vector>
 
 namespace zelkor::test {
 
@@ -18,6 +20,21 @@ bool eventually(Condition condition, std::chrono::nanoseconds limit = generousLi
         std::this_thread::yield();
     }
     return true;
+}
+
+/// Waits until it is ready.
+template <class Future>
+bool comes(Future&& future) {
+    return future.wait_for(generousLimit) == std::future_status::ready;
+}
+
+/// Threads that run function(0) to function(count - 1), with a stop token before the number if it takes one.
+template <class Function>
+std::vector<std::jthread> startThreads(int count, Function function) {
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < count; ++i)
+        threads.emplace_back(function, i);
+    return threads;
 }
 
 } // namespace zelkor::test

@@ -1,90 +1,152 @@
 #pragma once
 
-#include "runtime/core/CallbackTable.h"
+#include "runtime/core/Errors.h"
 #include "runtime/core/Invokable.h"
+#include "runtime/core/ServiceProperties.h"
+#include "tests/support/Testing.h"
 
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/ServiceRegistration.h>
 
-#include <chrono>
-#include <condition_variable>
-#include <deque>
-#include <functional>
+#include <algorithm>
 #include <map>
-#include <memory>
 #include <mutex>
-#include <optional>
-#include <string>
-#include <vector>
 
 namespace zelkor::test {
 
 /// A daemon at the Invokable boundary, registered as a real service, that does what a test tells it to.
 class FakeDaemon {
+    using Invokable = agent::spf::core::Invokable;
+    using CallbackTable = agent::spf::core::CallbackTable;
+
 public:
+    using Payload = agent::spf::core::GenericPayload;
     struct Identity {
         std::string name = "ZelkorLogin";
         int version = 2;
         int revision = 1;
-        std::optional<int> ranking;
+        std::optional<int> ranking = {};
     };
-
     /// A call as it arrived; end it with one of the two.
     struct Call {
         std::string method;
         std::string descriptor;
         std::optional<std::chrono::milliseconds> timeout;
-        agent::spf::core::GenericPayload arguments;
+        Payload arguments;
         agent::spf::core::CompletionHandler handler;
-        void answer(agent::spf::core::GenericPayload result) const { handler.onValue(std::move(result)); }
-        void fail(const std::string& text) const;
+        void answer(Payload result) const { handler.onValue(std::move(result)); }
+        void fail(const std::string& text) const {
+            handler.onError(std::make_exception_ptr(agent::spf::core::RemoteError(text)));
+        }
     };
     using Behaviour = std::function<void(const Call&)>;
 
+    explicit FakeDaemon(cppmicroservices::BundleContext context, Identity identity)
+        : context_(std::move(context)), identity_(std::move(identity)) {}
     explicit FakeDaemon(cppmicroservices::BundleContext context)
         : FakeDaemon(std::move(context), Identity{}) {}
-    FakeDaemon(cppmicroservices::BundleContext context, Identity identity);
-    /// Disappears.
-    ~FakeDaemon();
+    ~FakeDaemon() { disappear(); }
 
     /// Registers a new Invokable; the one before, if any, stays until disappear().
-    void appear();
-    void disappear();
+    void appear() {
+        namespace properties = agent::spf::core::properties;
+        const auto service = std::make_shared<Service>(*this);
+        cppmicroservices::ServiceProperties all{{properties::serviceName, identity_.name},
+                                                {properties::serviceVersion, identity_.version},
+                                                {properties::serviceRevision, identity_.revision},
+                                                {properties::clientId, std::string("test")}};
+        if (identity_.ranking)
+            all["service.ranking"] = *identity_.ranking;
+        std::unique_lock lock(mutex_);
+        callbacks_ = service->callbacks();
+        lock.unlock();
+        auto registration = context_.RegisterService<Invokable>(service, all);
+        lock.lock();
+        registrations_.push_back(std::move(registration));
+    }
+    void disappear() {
+        for (auto& registration : taken(registrations_))
+            registration.Unregister();
+    }
 
     /// What happens when the method is called; without one the call fails with "no behaviour for <method>".
-    void on(const std::string& method, Behaviour behaviour);
+    void on(const std::string& method, Behaviour behaviour) {
+        const std::scoped_lock lock(mutex_);
+        behaviours_[method] = std::move(behaviour);
+    }
     template <class... Values>
     void answer(const std::string& method, Values... values) {
-        const auto result = agent::spf::core::GenericPayload::of(std::move(values)...);
+        const auto result = Payload::of(std::move(values)...);
         on(method, [result](const Call& call) { call.answer(result); });
     }
     /// Calls of the method stay unanswered until a later release().
-    void hold(const std::string& method);
-    bool waitForHeld(std::size_t count) const;
+    void hold(const std::string& method) {
+        on(method, [this](const Call& call) {
+            const std::scoped_lock lock(mutex_);
+            held_.push_back(call);
+        });
+    }
+    bool waitForHeld(std::size_t count) const {
+        return eventually([&] { return copied(held_).size() >= count; });
+    }
     /// Answers every held call.
-    void release(const agent::spf::core::GenericPayload& result = {});
+    void release(const Payload& result = {}) {
+        for (const auto& call : taken(held_))
+            call.answer(result);
+    }
     /// Waits until so many calls of the method have come since the start.
-    bool waitForCalls(const std::string& method, std::size_t count = 1) const;
-
-    std::vector<Call> calls() const;
-    std::size_t count(const std::string& method) const;
-    void forgetCalls();
+    bool waitForCalls(const std::string& method, std::size_t wanted = 1) const {
+        return eventually([&] { return count(method) >= wanted; });
+    }
+    std::vector<Call> calls() const { return copied(calls_); }
+    std::size_t count(const std::string& method) const {
+        return static_cast<std::size_t>(std::ranges::count(calls(), method, &Call::method));
+    }
+    void forgetCalls() { taken(calls_); }
     /// The functions exported to the daemon that appeared last.
-    std::shared_ptr<agent::spf::core::CallbackTable> callbacks() const;
+    std::shared_ptr<CallbackTable> callbacks() const { return copied(callbacks_); }
 
 private:
-    class Service;
-    void take(Call call);
+    struct Service final : Invokable {
+        explicit Service(FakeDaemon& owner) : daemon(owner) {}
+        CallId invokeGeneric(std::optional<std::chrono::milliseconds> timeout, std::string method,
+                             agent::spf::core::SignatureDescriptor signature, Payload arguments,
+                             agent::spf::core::CompletionHandler handler) override {
+            daemon.take({method, signature.named(method), timeout, std::move(arguments), std::move(handler)});
+            return 0;
+        }
+        std::shared_ptr<CallbackTable> callbacks() override { return table; }
+
+        FakeDaemon& daemon;
+        const std::shared_ptr<CallbackTable> table = std::make_shared<CallbackTable>();
+    };
+
+    void take(const Call& call) {
+        std::unique_lock lock(mutex_);
+        calls_.push_back(call);
+        const auto behaviour = behaviours_[call.method];
+        lock.unlock();
+        behaviour ? behaviour(call) : call.fail("no behaviour for " + call.method);
+    }
+    template <class Member>
+    Member copied(const Member& member) const {
+        const std::scoped_lock lock(mutex_);
+        return member;
+    }
+    template <class Member>
+    Member taken(Member& member) {
+        const std::scoped_lock lock(mutex_);
+        return std::exchange(member, {});
+    }
 
     cppmicroservices::BundleContext context_;
     const Identity identity_;
     mutable std::mutex mutex_;
-    mutable std::condition_variable arrived_;
     std::map<std::string, Behaviour> behaviours_;
     std::vector<Call> calls_;
-    std::deque<Call> held_;
-    std::shared_ptr<agent::spf::core::CallbackTable> callbacks_;
-    std::vector<cppmicroservices::ServiceRegistration<agent::spf::core::Invokable>> registrations_;
+    std::vector<Call> held_;
+    std::shared_ptr<CallbackTable> callbacks_;
+    std::vector<cppmicroservices::ServiceRegistration<Invokable>> registrations_;
 };
 
 } // namespace zelkor::test

@@ -2,21 +2,35 @@
 
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/Framework.h>
+#include <cppmicroservices/FrameworkEvent.h>
+#include <cppmicroservices/FrameworkFactory.h>
+
+#include <chrono>
+
+extern "C" void _us_set_bundle_context_instance_com_halvorin_zelkorloginclient(
+    cppmicroservices::BundleContextPrivate* context);
 
 namespace zelkor::test {
 
 /// A running framework whose context is the module's, as if it had loaded the module.
 class TestFramework {
 public:
-    TestFramework();
-    ~TestFramework();
+    TestFramework() {
+        framework_.Start();
+        _us_set_bundle_context_instance_com_halvorin_zelkorloginclient(GetPrivate(context()).get());
+    }
+    ~TestFramework() {
+        _us_set_bundle_context_instance_com_halvorin_zelkorloginclient(nullptr);
+        framework_.Stop();
+        framework_.WaitForStop(std::chrono::milliseconds::zero());
+    }
     TestFramework(const TestFramework&) = delete;
     TestFramework& operator=(const TestFramework&) = delete;
 
     cppmicroservices::BundleContext context() { return framework_.GetBundleContext(); }
 
 private:
-    cppmicroservices::Framework framework_;
+    cppmicroservices::Framework framework_ = cppmicroservices::FrameworkFactory().NewFramework();
 };
 
 } // namespace zelkor::test

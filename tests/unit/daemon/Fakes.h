@@ -2,65 +2,54 @@
 
 #include "platform/daemon/LoginServiceV2.h"
 #include "platform/daemon/Release.h"
-#include "platform/daemon/StateStore.h"
 #include "platform/daemon/StatusNotifier.h"
 #include "records/NotifierUuid.h"
+#include "tests/support/Testing.h"
 
 #include <agent/spf/transport/Server.h>
 
-#include <atomic>
-#include <chrono>
-#include <filesystem>
-#include <functional>
-#include <future>
-#include <memory>
-#include <optional>
-#include <stdexcept>
-#include <stdlib.h>
-#include <string>
-#include <string_view>
 #include <utility>
-#include <vector>
 
 namespace hshd::test {
 
 namespace core = agent::spf::core;
+namespace fs = std::filesystem;
 namespace transport = agent::spf::transport;
-using namespace std::chrono_literals;
+using namespace zelkor::test;
+using boost::uuids::uuid;
+using core::ErrorKind;
+using core::ExportedCallback;
+using core::GenericPayload;
+using login::AccessToken;
+using login::LoginInfo;
+using login::NegotiationTerms;
+using login::NegotiatorResponse;
+using login::RequestAccessTokenResponse;
+using login::detail::LoginData;
+using login::detail::NegotiationsResult;
+using Level = LoginInfo::Level;
+using std::chrono::milliseconds;
 
-inline constexpr auto generous = 60s;
-
-struct TemporaryDirectory {
-    std::filesystem::path path;
-
-    TemporaryDirectory() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "hshd-test-XXXXXX").string();
-        if (!::mkdtemp(pattern.data()))
-            throw std::runtime_error("cannot make a temporary directory");
-        path = pattern;
-    }
-    ~TemporaryDirectory() { std::filesystem::remove_all(path); }
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-};
+inline constexpr milliseconds generous = generousLimit;
 
 /// A connected client whose functions answer when, and as, the test says.
 class FakeClient : public transport::ClientSession {
 public:
     struct Asked {
-        boost::uuids::uuid callback;
-        core::GenericPayload arguments;
-        std::chrono::milliseconds timeout;
+        uuid callback;
+        GenericPayload arguments;
+        milliseconds timeout;
         core::CompletionHandler handler;
     };
 
     explicit FakeClient(std::string name = "client") : name_(std::move(name)) {}
 
-    const boost::uuids::uuid& id() const noexcept override { return id_; }
+    const uuid& id() const noexcept override { return id_; }
     const std::string& clientId() const noexcept override { return name_; }
     pid_t pid() const noexcept override { return 4711; }
     bool connected() const noexcept override { return true; }
-    void callBack(const boost::uuids::uuid& callback, core::GenericPayload arguments,
-                  std::chrono::milliseconds timeout, core::CompletionHandler handler) override {
+    void callBack(const uuid& callback, GenericPayload arguments, milliseconds timeout,
+                  core::CompletionHandler handler) override {
         Asked asked{callback, std::move(arguments), timeout, std::move(handler)};
         onAsked ? onAsked(asked) : this->asked.push_back(std::move(asked));
     }
@@ -70,15 +59,15 @@ public:
     std::vector<Asked> asked;
 
 private:
-    const boost::uuids::uuid id_ = login::detail::createUuid();
+    const uuid id_ = login::detail::createUuid();
     const std::string name_;
 };
 
 /// How a call ended.
 struct Outcome {
-    std::optional<core::ErrorKind> error;
+    std::optional<ErrorKind> error;
     std::string text;
-    core::GenericPayload value;
+    GenericPayload value;
 
     template <class T>
     T as() {
@@ -89,26 +78,26 @@ struct Outcome {
 };
 
 inline Outcome waitFor(std::future<Outcome> outcome) {
-    if (outcome.wait_for(generous) != std::future_status::ready)
-        return {core::ErrorKind::Timeout, "no answer in the test's time", {}};
+    if (!comes(outcome))
+        return {ErrorKind::Timeout, "no answer in the test's time", {}};
     return outcome.get();
 }
 
 class FakeCall : public transport::IncomingCall {
 public:
     FakeCall(std::shared_ptr<transport::ClientSession> client, std::string method, std::string descriptor,
-             core::GenericPayload arguments, std::chrono::milliseconds timeLeft = generous)
+             GenericPayload arguments, milliseconds timeLeft)
         : client_(std::move(client)), method_(std::move(method)), descriptor_(std::move(descriptor)),
           arguments_(std::move(arguments)), deadline_(std::chrono::steady_clock::now() + timeLeft) {}
-    ~FakeCall() override { end({core::ErrorKind::Remote, "never answered", {}}); }
+    ~FakeCall() override { end({ErrorKind::Remote, "never answered", {}}); }
 
     const std::string& method() const noexcept override { return method_; }
     const std::string& descriptor() const noexcept override { return descriptor_; }
-    core::GenericPayload& arguments() noexcept override { return arguments_; }
+    GenericPayload& arguments() noexcept override { return arguments_; }
     const std::shared_ptr<transport::ClientSession>& client() const noexcept override { return client_; }
     std::chrono::steady_clock::time_point deadline() const noexcept override { return deadline_; }
-    void reply(core::GenericPayload result) override { end({std::nullopt, "", std::move(result)}); }
-    void fail(core::ErrorKind kind, const std::string& text) override { end({kind, text, {}}); }
+    void reply(GenericPayload result) override { end({std::nullopt, "", std::move(result)}); }
+    void fail(ErrorKind kind, const std::string& text) override { end({kind, text, {}}); }
 
     std::future<Outcome> outcome() { return outcome_.get_future(); }
 
@@ -118,31 +107,23 @@ private:
             outcome_.set_value(std::move(outcome));
     }
 
-    std::shared_ptr<transport::ClientSession> client_;
-    std::string method_;
-    std::string descriptor_;
-    core::GenericPayload arguments_;
-    std::chrono::steady_clock::time_point deadline_;
+    const std::shared_ptr<transport::ClientSession> client_;
+    const std::string method_, descriptor_;
+    GenericPayload arguments_;
+    const std::chrono::steady_clock::time_point deadline_;
     std::promise<Outcome> outcome_;
     std::atomic<bool> ended_ = false;
 };
 
 template <class Signature>
-struct ResultOf;
-template <class R, class... Args>
-struct ResultOf<R(Args...)> {
-    using type = R;
-};
-
-template <class Signature>
-core::ExportedCallback exported() {
+ExportedCallback exported() {
     return {login::detail::createUuid(), std::string(core::SignatureDescriptor::of<Signature>().unnamed())};
 }
 
 /// The daemon's parts behind the transport, with a state directory of their own.
 struct Parts {
-    TemporaryDirectory directory;
-    StateStore store{directory.path};
+    TempDirectory directory;
+    StateStore store{directory.path()};
     Registrations listeners;
     Registrations negotiators;
     StatusNotifier notifier{listeners, generous};
@@ -165,7 +146,7 @@ struct Peer {
     Peer(const Peer&) = delete;
 
     std::future<Outcome> send(const std::string& method, const std::string& descriptor,
-                              core::GenericPayload arguments, std::chrono::milliseconds timeLeft = generous) {
+                              GenericPayload arguments, milliseconds timeLeft = generous) {
         auto call = std::make_unique<FakeCall>(client, method, descriptor, std::move(arguments), timeLeft);
         auto outcome = call->outcome();
         parts.service.onCall(std::move(call));
@@ -174,37 +155,30 @@ struct Peer {
     template <class Signature, class... Args>
     Outcome call(const std::string& method, Args... args) {
         return waitFor(send(method, core::SignatureDescriptor::of<Signature>().named(method),
-                            core::GenericPayload::of(std::move(args)...)));
+                            GenericPayload::of(std::move(args)...)));
     }
     /// The call's result. @throws std::runtime_error
-    template <class Signature, class... Args>
-    auto ask(const std::string& method, Args... args) {
-        return call<Signature>(method, std::move(args)...).template as<typename ResultOf<Signature>::type>();
+    template <class R, class... Args>
+    R ask(const std::string& method, Args... args) {
+        return call<R(Args...)>(method, std::move(args)...).template as<R>();
     }
-    Outcome impersonate(const std::string& token, const login::LoginInfo& info) {
-        return call<void(std::string, login::LoginInfo)>("impersonate", token, info);
+    Outcome impersonate(const std::string& token, const LoginInfo& info) {
+        return call<void(std::string, LoginInfo)>("impersonate", token, info);
     }
-    boost::uuids::uuid listen() {
-        return ask<boost::uuids::uuid(core::ExportedCallback)>(
-            "addStatusListener", exported<void(login::LoginInfo, login::LoginInfo)>());
+    uuid listen() { return ask<uuid>("addStatusListener", exported<void(LoginInfo, LoginInfo)>()); }
+    uuid negotiate(const std::string& name) {
+        return ask<uuid>("addLogoutNegotiator", name, exported<NegotiatorResponse(NegotiationTerms)>());
     }
-    boost::uuids::uuid negotiate(const std::string& name) {
-        return ask<boost::uuids::uuid(std::string, core::ExportedCallback)>(
-            "addLogoutNegotiator", name, exported<login::NegotiatorResponse(login::NegotiationTerms)>());
-    }
-    std::future<Outcome> negotiateLogout(std::uint32_t terms, std::chrono::milliseconds timeLeft = generous) {
-        using Signature = login::detail::NegotiationsResult(login::NegotiationTerms);
+    std::future<Outcome> negotiateLogout(std::uint32_t terms, milliseconds timeLeft = generous) {
+        using Signature = NegotiationsResult(NegotiationTerms);
         return send("negotiateLogout", core::SignatureDescriptor::of<Signature>().named("negotiateLogout"),
-                    core::GenericPayload::of(login::NegotiationTerms{terms}), timeLeft);
+                    GenericPayload::of(NegotiationTerms{terms}), timeLeft);
     }
-    bool remove(const char* method, const boost::uuids::uuid& id) {
-        return ask<bool(boost::uuids::uuid)>(method, id);
-    }
+    bool remove(const char* method, const uuid& id) { return ask<bool>(method, id); }
 };
 
-inline login::LoginInfo person(std::u16string name,
-                               login::LoginInfo::Level level = login::LoginInfo::Level::SignedIn) {
-    login::LoginInfo info;
+inline LoginInfo person(std::u16string name, Level level = Level::SignedIn) {
+    LoginInfo info;
     info.userId = name;
     info.displayName = name + u" Example";
     info.level = level;

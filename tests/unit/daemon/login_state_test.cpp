@@ -1,58 +1,44 @@
 #include "platform/daemon/sqlite/Database.h"
 #include "tests/unit/daemon/Fakes.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 using namespace hshd::test;
 using hshd::LoginState;
-using hshd::StateStore;
-using login::AccessToken;
-using login::LoginInfo;
-using login::detail::LoginData;
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using Level = LoginInfo::Level;
 
 namespace {
 
-class LoginStateTest : public testing::Test {
-protected:
+struct LoginStateTest : Test {
+    TempDirectory directory;
+    std::optional<hshd::StateStore> store;
+    std::optional<LoginState> state_;
+    std::vector<std::u16string> changes;
+
+    LoginStateTest() { reopen(); }
     void reopen() {
         state_.reset();
-        store_.reset();
-        store_.emplace(directory_.path);
-        state_.emplace(*store_, "https://configured.example", [this](const hshd::StatusChange& change) {
+        store.reset();
+        store.emplace(directory.path());
+        state_.emplace(*store, "https://configured.example", [this](const hshd::StatusChange& change) {
             changes.push_back(change.previous.userId + u">" + change.current.userId);
         });
     }
-    void SetUp() override { reopen(); }
-
     LoginState& state() { return *state_; }
     AccessToken token(Level level = Level::None) { return state().accessToken(level).token; }
     std::string refusal(const std::function<void()>& command) {
-        const auto before = store_->load();
+        const auto before = store->load();
         try {
             command();
         } catch (const core::RemoteError& error) {
-            EXPECT_EQ(store_->load(), before);
+            EXPECT_EQ(store->load(), before);
             return error.what();
         }
         return "not refused";
     }
-
-    TemporaryDirectory directory_;
-    std::optional<StateStore> store_;
-    std::optional<LoginState> state_;
-    std::vector<std::u16string> changes;
 };
 
-LoginData dataOf(const LoginInfo& info, std::string endpoint = {}) {
+LoginData dataOf(const LoginInfo& info) {
     LoginData data;
     data.refreshToken = "refresh";
     data.info = info;
-    data.endpoint = std::move(endpoint);
     data.rememberMe = true;
     return data;
 }
@@ -62,7 +48,7 @@ LoginData dataOf(const LoginInfo& info, std::string endpoint = {}) {
 TEST_F(LoginStateTest, IdentityAndTokenAreHeldAtTheirLevel) {
     EXPECT_FALSE(state().isLoggedIn(Level::None));
     EXPECT_EQ(state().loginInfo(Level::None), LoginInfo());
-    EXPECT_EQ(state().accessToken(Level::None), (login::RequestAccessTokenResponse{{}, 401}));
+    EXPECT_EQ(state().accessToken(Level::None), (RequestAccessTokenResponse{{}, 401}));
     EXPECT_EQ(state().sessionId(), "");
 
     state().impersonate(AccessToken("t1"), person(u"ada"));
@@ -70,11 +56,11 @@ TEST_F(LoginStateTest, IdentityAndTokenAreHeldAtTheirLevel) {
     for (const Level level : {Level(-1), Level::None, Level::Identified, Level::SignedIn}) {
         EXPECT_TRUE(state().isLoggedIn(level));
         EXPECT_EQ(state().loginInfo(level), person(u"ada"));
-        EXPECT_EQ(state().accessToken(level), (login::RequestAccessTokenResponse{AccessToken("t1"), 200}));
+        EXPECT_EQ(state().accessToken(level), (RequestAccessTokenResponse{AccessToken("t1"), 200}));
     }
     EXPECT_FALSE(state().isLoggedIn(Level::Confirmed));
     EXPECT_EQ(state().loginInfo(Level::Confirmed), LoginInfo());
-    EXPECT_EQ(state().accessToken(Level::Confirmed), (login::RequestAccessTokenResponse{{}, 403}));
+    EXPECT_EQ(state().accessToken(Level::Confirmed), (RequestAccessTokenResponse{{}, 403}));
 
     state().impersonate(AccessToken("t2"), person(u"ada")); // the same user again is a new session
     EXPECT_NE(state().sessionId(), session);
@@ -132,7 +118,7 @@ TEST_F(LoginStateTest, PersistedIdentitiesSignInFromLevelTwo) {
 
 TEST_F(LoginStateTest, AFailedSaveChangesNothingAndSaysSo) {
     state().impersonate(AccessToken("t"), person(u"ada"));
-    hshd::sqlite::Database saboteur(directory_.path / StateStore::fileName);
+    hshd::sqlite::Database saboteur(directory / hshd::StateStore::fileName);
     // Fails in the middle of the save, when part of the new state is written.
     saboteur.execute(
         "CREATE TRIGGER no BEFORE INSERT ON sign_in BEGIN SELECT raise(FAIL, 'disk on fire'); END");

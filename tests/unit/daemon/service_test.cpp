@@ -1,32 +1,18 @@
 #include "platform/daemon/Negotiation.h"
-#include "platform/daemon/sqlite/Database.h"
 #include "tests/unit/daemon/Fakes.h"
 
-#include <foundation/log/subscription.h>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <thread>
-
 using namespace hshd::test;
-using boost::uuids::uuid;
-using core::ErrorKind;
-using core::GenericPayload;
-using hshd::Registrations;
-using login::LoginInfo;
-using login::NegotiationTerms;
-using login::NegotiatorResponse;
-using login::detail::NegotiationsResult;
-using Position = login::Negotiator::Position;
-using login::RequestAccessTokenResponse;
-using login::detail::LoginData;
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
 
 namespace {
+
+const NegotiationsResult nobodyObjects{true, {}, {}};
+
+struct LoginService : Test {
+    Parts parts;
+    RecordingLog log;
+};
+using LogoutNegotiation = LoginService;
+using LoginServiceConcurrency = LoginService;
 
 std::vector<std::u16string> toldTo(const Peer& peer) {
     std::vector<std::u16string> told;
@@ -36,35 +22,17 @@ std::vector<std::u16string> toldTo(const Peer& peer) {
     return told;
 }
 void answer(FakeClient::Asked& asked, std::int32_t decision, std::u16string message = {}) {
-    asked.handler.onValue(
-        GenericPayload::of(NegotiatorResponse{static_cast<Position>(decision), std::move(message)}));
+    asked.handler.onValue(GenericPayload::of(
+        NegotiatorResponse{static_cast<login::Negotiator::Position>(decision), std::move(message)}));
 }
 void failWith(FakeClient::Asked& asked, ErrorKind kind, const std::string& text) {
     asked.handler.onError(core::makeInvocationError(kind, text));
 }
 
-/// All that is logged until end().
-struct LogLines {
-    std::string text;
-    foundation::Mutex mutex;
-    foundation::log::Subscription subscription =
-        foundation::log::subscribe([this](const foundation::log::Record& record) {
-            const foundation::MutexLock lock(mutex);
-            text += record.text + "\n";
-        });
-
-    std::string end() {
-        subscription.reset();
-        return text;
-    }
-};
-
 } // namespace
 
-TEST(LoginService, RegistrationsBelongToTheirClientAndEndWithIt) {
-    Parts parts;
-    Peer one(parts, "one");
-    Peer two(parts, "two");
+TEST_F(LoginService, RegistrationsBelongToTheirClientAndEndWithIt) {
+    Peer one(parts, "one"), two(parts, "two");
     const uuid first = one.listen();
     one.listen();
     const uuid others = two.listen();
@@ -88,41 +56,34 @@ TEST(LoginService, RegistrationsBelongToTheirClientAndEndWithIt) {
     EXPECT_TRUE(parts.listeners.all().empty() && parts.negotiators.all().empty());
 }
 
-TEST(LoginService, AListenerThatFailsOrNeverEndsKeepsNobodyFromBeingTold) {
-    Parts parts;
-    Peer bad(parts, "bad");
-    Peer good(parts, "good");
+TEST_F(LoginService, AListenerThatFailsOrNeverEndsKeepsNobodyFromBeingTold) {
+    Peer bad(parts, "bad"), good(parts, "good");
     bad.listen();
     good.listen();
-    LogLines log;
     ASSERT_EQ(good.impersonate("t", person(u"ada")).text, "");
     bad.call<void()>("completeLogout");
     EXPECT_THAT(toldTo(good), ElementsAre(u">ada", u"ada>"));
     ASSERT_THAT(toldTo(bad), ElementsAre(u">ada", u"ada>"));
     failWith(bad.client->asked[0], ErrorKind::Timeout, "overdue");
     failWith(bad.client->asked[1], ErrorKind::Remote, "thrown: secret");
-    EXPECT_THAT(log.end(), AllOf(HasSubstr("client bad (process 4711) was not told"),
-                                 HasSubstr("did not end in time"), Not(HasSubstr("secret"))));
+    EXPECT_EQ(log.mentions("client bad (process 4711) was not told"), 2U);
+    EXPECT_EQ(log.mentions("did not end in time"), 1U);
+    EXPECT_FALSE(log.mentions("secret"));
 }
 
-TEST(LoginService, ACommandWhoseCallerHasGivenUpIsNotCarriedOut) {
-    Parts parts;
+TEST_F(LoginService, ACommandWhoseCallerHasGivenUpIsNotCarriedOut) {
     const std::string descriptor = core::SignatureDescriptor::of<void(bool)>().named("vetoSignIn");
     const auto late = waitFor(Peer(parts).send("vetoSignIn", descriptor, GenericPayload::of(true), 0ms));
     EXPECT_EQ(late.error, ErrorKind::Timeout);
     EXPECT_FALSE(parts.state.signInVetoed());
 }
 
-TEST(LogoutNegotiation, CollectsAnswersInTheOrderOfRegistration) {
-    Parts parts;
-    Peer one(parts, "one");
-    Peer two(parts, "two");
-    EXPECT_EQ(waitFor(two.negotiateLogout(7)).as<NegotiationsResult>(), (NegotiationsResult{true, {}, {}}));
+TEST_F(LogoutNegotiation, CollectsAnswersInTheOrderOfRegistration) {
+    Peer one(parts, "one"), two(parts, "two");
+    EXPECT_EQ(waitFor(two.negotiateLogout(7)).as<NegotiationsResult>(), nobodyObjects);
 
-    one.negotiate("a");
-    two.negotiate("b");
-    one.negotiate("c");
-    one.negotiate("d");
+    for (const char* name : {"a", "b", "c", "d"})
+        (*name == 'b' ? two : one).negotiate(name);
     auto pending = two.negotiateLogout(7, 10s);
     auto& asked = one.client->asked;
     ASSERT_EQ(asked.size(), 3U);
@@ -138,12 +99,10 @@ TEST(LogoutNegotiation, CollectsAnswersInTheOrderOfRegistration) {
               (NegotiationsResult{false, {u"", u"c objects"}, {u"b asks", u"d is from the future"}}));
 }
 
-TEST(LogoutNegotiation, WhoGivesNoAnswerDoesNotHoldBackTheLogout) {
-    Parts parts;
+TEST_F(LogoutNegotiation, WhoGivesNoAnswerDoesNotHoldBackTheLogout) {
     Peer peer(parts);
     for (const char* name : {"accepts", "slow", "throws", "gone", "wrong type", "says nothing"})
         peer.negotiate(name);
-    LogLines log;
     auto pending = peer.negotiateLogout(1);
     auto& asked = peer.client->asked;
     ASSERT_EQ(asked.size(), 6U);
@@ -153,18 +112,15 @@ TEST(LogoutNegotiation, WhoGivesNoAnswerDoesNotHoldBackTheLogout) {
     failWith(asked[3], ErrorKind::Disconnected, "gone");
     asked[4].handler.onValue(GenericPayload::of(17));
     asked[5].handler.onValue({});
-    EXPECT_EQ(waitFor(std::move(pending)).as<NegotiationsResult>(), (NegotiationsResult{true, {}, {}}));
-    const std::string lines = log.end();
+    EXPECT_EQ(waitFor(std::move(pending)).as<NegotiationsResult>(), nobodyObjects);
     for (const char* line : {"`accepts` of client client (process 4711) accepts",
-                             "(process 4711) gave no answer that "
-                             "counts, it did not end in time",
-                             "`gone`", "`says nothing`", "asked 6, accepted"})
-        EXPECT_THAT(lines, HasSubstr(line));
-    EXPECT_THAT(lines, Not(HasSubstr("secret")));
+                             "(process 4711) gave no answer that counts, it did not end in time", "`gone`",
+                             "`says nothing`", "asked 6, accepted"})
+        EXPECT_TRUE(log.mentions(line)) << line;
+    EXPECT_FALSE(log.mentions("secret"));
 }
 
-TEST(LoginServiceConcurrency, ClientsComeAndGoWhileTheStateChanges) {
-    Parts parts;
+TEST_F(LoginServiceConcurrency, ClientsComeAndGoWhileTheStateChanges) {
     constexpr int rounds = 10;
     std::atomic<int> told = 0;
     const auto comeAndGo = [&](const std::u16string& name) {
@@ -177,20 +133,16 @@ TEST(LoginServiceConcurrency, ClientsComeAndGoWhileTheStateChanges) {
         peer.negotiate("n");
         EXPECT_EQ(peer.impersonate("t", person(name)).text, "");
         // Whoever is signed in by now, it is one whole state.
-        const auto info = peer.ask<LoginInfo(std::string, int)>("getLoginInfo", std::string(), 2);
+        const auto info = peer.ask<LoginInfo>("getLoginInfo", std::string(), 2);
         EXPECT_EQ(info, person(info.userId));
         EXPECT_TRUE(waitFor(peer.negotiateLogout(1)).as<NegotiationsResult>().accepted);
         EXPECT_TRUE(peer.remove("removeStatusListener", id));
         parts.service.onDisconnected(peer.client);
     };
-    std::vector<std::thread> threads;
-    for (const char16_t* name : {u"a", u"b", u"c", u"d"})
-        threads.emplace_back([&, name] {
-            for (int i = 0; i < rounds; ++i)
-                comeAndGo(name);
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    startThreads(4, [&](int i) {
+        for (int round = 0; round < rounds; ++round)
+            comeAndGo(std::u16string(1, static_cast<char16_t>(u'a' + i)));
+    });
     EXPECT_GE(told, 4 * rounds * 2) << "each was told of its own change, and asked by its own negotiation";
     EXPECT_TRUE(parts.listeners.all().empty() && parts.negotiators.all().empty());
 }

@@ -1,33 +1,24 @@
 #include "platform/daemon/sqlite/Database.h"
 #include "tests/unit/daemon/Fakes.h"
 
-#include <foundation/log/subscription.h>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <csignal>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 using namespace hshd::test;
 using hshd::PersistentState;
-using hshd::StateStore;
-using testing::HasSubstr;
-namespace fs = std::filesystem;
+using Store = hshd::StateStore;
 
 namespace {
 
-std::string bytesOf(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-void writeBytes(const fs::path& file, const std::string& bytes) {
-    std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
+struct StateStore : Test {
+    TempDirectory directory;
+    const fs::path file = directory / Store::fileName;
+};
+
+void writeBytes(const fs::path& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
 /// A state that differs in every field, and in length, from that of another number.
@@ -38,25 +29,20 @@ PersistentState numbered(int n, const std::string& sourceId) {
     state.endpoint = "endpoint-" + text;
     state.signInVetoed = n % 2 == 1;
     if (n % 3 != 0) {
-        login::LoginInfo info = person(std::u16string(text.begin(), text.end()));
+        LoginInfo info = person(std::u16string(text.begin(), text.end()));
         info.accountType = n;
-        state.signedIn = hshd::SignedIn{info, login::AccessToken("token-" + text), "session-" + text};
-        state.remembered.emplace();
-        state.remembered->info = info;
+        state.signedIn = hshd::SignedIn{info, AccessToken("token-" + text), "session-" + text};
+        state.remembered.emplace().info = info;
         state.remembered->refreshToken = "refresh-" + text;
         state.remembered->rememberMe = n % 2 == 0;
     }
     return state;
 }
 
-int numberOf(const PersistentState& state) {
-    return std::stoi(state.endpoint.substr(sizeof "endpoint-" - 1));
-}
-
 /// Saves numbered states from `first` on and reports each with a byte, until killed.
 [[noreturn]] void writeForEver(const fs::path& directory, int first, int report) {
     try {
-        StateStore store(directory);
+        Store store(directory);
         const std::string sourceId = store.load().sourceId;
         for (int n = first;; ++n) {
             store.save(numbered(n, sourceId));
@@ -70,7 +56,7 @@ int numberOf(const PersistentState& state) {
 
 std::string refusal(const fs::path& directory) {
     try {
-        StateStore store(directory);
+        Store store(directory);
         return "opened";
     } catch (const std::runtime_error& error) {
         return error.what();
@@ -79,9 +65,8 @@ std::string refusal(const fs::path& directory) {
 
 } // namespace
 
-TEST(StateStore, AProcessKilledWhileItWritesLeavesAWholeState) {
-    TemporaryDirectory directory;
-    const PersistentState fresh = StateStore(directory.path).load();
+TEST_F(StateStore, AProcessKilledWhileItWritesLeavesAWholeState) {
+    const PersistentState fresh = Store(directory.path()).load();
     std::mt19937 random(20240517);
     int last = 0;
     for (int round = 0; round < 50; ++round) {
@@ -90,7 +75,7 @@ TEST(StateStore, AProcessKilledWhileItWritesLeavesAWholeState) {
         const pid_t child = ::fork();
         ASSERT_GE(child, 0);
         if (child == 0)
-            writeForEver(directory.path, last + 1, report[1]);
+            writeForEver(directory.path(), last + 1, report[1]);
         ::close(report[1]);
         const int wanted = static_cast<int>(random() % 4);
         char byte;
@@ -109,102 +94,85 @@ TEST(StateStore, AProcessKilledWhileItWritesLeavesAWholeState) {
         ::waitpid(child, &status, 0);
         ASSERT_TRUE(WIFSIGNALED(status)) << "the writer ended by itself";
 
-        StateStore store(directory.path); // checks the file's integrity
+        Store store(directory.path()); // checks the file's integrity
         const PersistentState state = store.load();
-        const int found = state.endpoint.empty() ? 0 : numberOf(state);
+        const int found = state.endpoint.empty() ? 0 : std::stoi(state.endpoint.substr(9));
         ASSERT_EQ(state, found == 0 ? fresh : numbered(found, fresh.sourceId));
         // What was reported saved is there; the save after it may have been finished too.
         ASSERT_GE(found, last + saved);
         ASSERT_LE(found, last + saved + 1);
         last = found;
     }
-    for (const auto& entry : fs::directory_iterator(directory.path))
-        EXPECT_THAT(entry.path().string(), testing::Not(HasSubstr("damaged")));
+    for (const auto& entry : fs::directory_iterator(directory.path()))
+        EXPECT_THAT(entry.path().string(), Not(HasSubstr("damaged")));
 }
 
-TEST(StateStore, ADamagedFileIsKeptAsideAndANewStateBegins) {
-    TemporaryDirectory directory;
-    const fs::path file = directory.path / StateStore::fileName;
-    std::string whole;
-    {
-        StateStore store(directory.path);
-        store.save(numbered(8, "first"));
-        whole = bytesOf(file);
-    }
+TEST_F(StateStore, ADamagedFileIsKeptAsideAndANewStateBegins) {
+    Store(directory.path()).save(numbered(8, "first"));
+    const auto whole = contentOf(file);
     std::string pageLost = whole;
     std::fill(pageLost.begin() + 4096, pageLost.begin() + 3 * 4096, '\x5a');
-    const std::string damages[] = {std::string(5000, 'z'), pageLost, whole.substr(0, whole.size() / 2)};
-    std::size_t kept = 0;
-    for (const std::string& damaged : damages) {
+    std::ptrdiff_t kept = 0;
+    for (const auto& damaged : {std::string(5000, 'z'), pageLost, whole.substr(0, whole.size() / 2)}) {
         writeBytes(file, damaged);
-        std::vector<std::string> lines;
-        {
-            const auto log = foundation::log::subscribe([&](const foundation::log::Record& record) {
-                if (record.type == foundation::log::logging_event_types::severe)
-                    lines.push_back(record.text);
-            });
-            EXPECT_FALSE(StateStore(directory.path).load().signedIn);
-        }
+        RecordingLog log;
+        EXPECT_FALSE(Store(directory.path()).load().signedIn);
+        const auto lines = log.linesAt(512);
         ASSERT_EQ(lines.size(), 1U);
-        std::size_t found = 0;
-        for (const auto& entry : fs::directory_iterator(directory.path)) {
-            if (entry.path().filename().string().find(".damaged-") == std::string::npos)
-                continue;
-            ++found;
-            if (lines[0].find("'" + entry.path().string() + "'") != std::string::npos) {
-                EXPECT_EQ(bytesOf(entry.path()), damaged);
-            }
+        std::ptrdiff_t found = 0, said = 0;
+        for (const auto& entry : fs::directory_iterator(directory.path())) {
+            found += entry.path().string().find(".damaged-") != std::string::npos;
+            if (lines[0].text.find("'" + entry.path().string() + "'") != std::string::npos)
+                said += contentOf(entry.path()) == damaged;
         }
         EXPECT_EQ(found, ++kept);
+        EXPECT_EQ(said, 1);
     }
 }
 
-TEST(StateStore, RefusesWhatItMustNotTouch) {
-    TemporaryDirectory directory;
-    const fs::path file = directory.path / StateStore::fileName;
+TEST_F(StateStore, RefusesWhatItMustNotTouch) {
     {
-        const StateStore first(directory.path);
-        EXPECT_THAT(refusal(directory.path),
-                    testing::AllOf(HasSubstr("another hshd (process " + std::to_string(::getpid()) + ")"),
-                                   HasSubstr("--state-dir")));
+        const Store first(directory.path());
+        EXPECT_THAT(refusal(directory.path()),
+                    AllOf(HasSubstr("another hshd (process " + std::to_string(::getpid()) + ")"),
+                          HasSubstr("--state-dir")));
         struct stat status {};
         ASSERT_EQ(::stat(file.c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 0777U, 0600U);
     }
     { hshd::sqlite::Database(file).execute("PRAGMA user_version = 7"); }
-    EXPECT_THAT(refusal(directory.path), HasSubstr("has schema version 7"));
+    EXPECT_THAT(refusal(directory.path()), HasSubstr("has schema version 7"));
     { hshd::sqlite::Database(file).execute("PRAGMA application_id = 5"); }
-    EXPECT_THAT(refusal(directory.path), HasSubstr("another program"));
+    EXPECT_THAT(refusal(directory.path()), HasSubstr("another program"));
     { hshd::sqlite::Database(file).execute("PRAGMA application_id = 1752393828; PRAGMA user_version = 1"); }
-    EXPECT_EQ(refusal(directory.path), "opened");
+    EXPECT_EQ(refusal(directory.path()), "opened");
 
     fs::permissions(file, fs::perms::group_read, fs::perm_options::add);
-    EXPECT_THAT(refusal(directory.path), HasSubstr("chmod 600"));
+    EXPECT_THAT(refusal(directory.path()), HasSubstr("chmod 600"));
     fs::permissions(file, fs::perms::group_read, fs::perm_options::remove);
-    fs::permissions(directory.path, fs::perms::others_exec, fs::perm_options::add);
-    EXPECT_THAT(refusal(directory.path), HasSubstr("chmod 700"));
-    fs::permissions(directory.path, fs::perms::owner_all);
+    fs::permissions(directory.path(), fs::perms::others_exec, fs::perm_options::add);
+    EXPECT_THAT(refusal(directory.path()), HasSubstr("chmod 700"));
+    fs::permissions(directory.path(), fs::perms::owner_all);
 
-    TemporaryDirectory other;
-    fs::create_directory_symlink(directory.path, other.path / "link");
+    TempDirectory other;
+    fs::create_directory_symlink(directory.path(), other / "link");
     for (const char* end : {"link", "link/"})
-        EXPECT_THAT(refusal(other.path / end), HasSubstr("is not a directory"));
-    writeBytes(other.path / "file", "");
-    EXPECT_THAT(refusal(other.path / "file"), HasSubstr("is not a directory"));
-    EXPECT_EQ(refusal(other.path / "new" / "state"), "opened");
-    EXPECT_EQ(fs::status(other.path / "new" / "state").permissions(), fs::perms::owner_all);
+        EXPECT_THAT(refusal(other / end), HasSubstr("is not a directory"));
+    writeBytes(other / "file", "");
+    EXPECT_THAT(refusal(other / "file"), HasSubstr("is not a directory"));
+    EXPECT_EQ(refusal(other / "new" / "state"), "opened");
+    EXPECT_EQ(fs::status(other / "new" / "state").permissions(), fs::perms::owner_all);
 }
 
-TEST(StateStore, WhatWasForgottenCannotBeReadFromTheDirectory) {
-    TemporaryDirectory directory;
-    StateStore store(directory.path);
+TEST_F(StateStore, WhatWasForgottenCannotBeReadFromTheDirectory) {
+    Store store(directory.path());
     PersistentState state = numbered(4, "id"); // longer than a page, so that overflow pages count too
     store.save(state);
-    ASSERT_THAT(bytesOf(store.file()), testing::AllOf(HasSubstr("token-4x"), HasSubstr("refresh-4x")));
+    ASSERT_THAT(contentOf(store.file()), AllOf(HasSubstr("token-4x"), HasSubstr("refresh-4x")));
     state.signedIn.reset();
     state.remembered.reset();
     state.endpoint.clear();
     store.save(state);
-    for (const auto& entry : fs::directory_iterator(directory.path))
-        EXPECT_THAT(bytesOf(entry.path()), testing::Not(HasSubstr("xxxx"))) << entry.path();
+    for (const auto& entry : fs::directory_iterator(directory.path()))
+        EXPECT_THAT(contentOf(entry.path()), Not(HasSubstr("xxxx"))) << entry.path();
 }

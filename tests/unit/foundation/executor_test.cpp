@@ -1,39 +1,16 @@
+#include "tests/support/Testing.h"
+
 #include <foundation/concurrent/threadpool/Executor.h>
-#include <foundation/log/setup.h>
 
 #include <boost/uuid/random_generator.hpp>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <cstdlib>
-#include <future>
-#include <latch>
-#include <stdexcept>
-#include <thread>
 
 namespace {
 
-using namespace std::chrono_literals;
+using namespace zelkor::test;
 using foundation::concurrent::threadpool::Executor;
-using testing::ElementsAre;
-using testing::HasSubstr;
-
-constexpr auto limit = 30s;
 
 boost::uuids::uuid newQueue() {
     return boost::uuids::random_generator()();
-}
-
-bool eventually(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::yield();
-    }
-    return true;
 }
 
 /// Captured by a closure, calls the function when the closure is destroyed.
@@ -51,20 +28,17 @@ TEST(Executor, OneQueueRunsInOrderAndManyQueuesLeaveNothingBehind) {
     State states[queues];
     std::latch done(posters * queues * rounds);
     Executor executor({.minThreads = 2, .maxThreads = 6});
-    std::vector<std::jthread> threads;
-    for (int p = 0; p < posters; ++p) {
-        threads.emplace_back([&, p] {
-            for (int i = 0; i < rounds * queues; ++i) {
-                State& state = states[i % queues];
-                executor.post(state.id, [&state, &done, p, i] {
-                    EXPECT_EQ(state.inside.fetch_add(1), 0);
-                    EXPECT_GT(i, std::exchange(state.last[p], i));
-                    state.inside.fetch_sub(1);
-                    done.count_down();
-                });
-            }
-        });
-    }
+    const auto threads = startThreads(posters, [&](int p) {
+        for (int i = 0; i < rounds * queues; ++i) {
+            State& state = states[i % queues];
+            executor.post(state.id, [&state, &done, p, i] {
+                EXPECT_EQ(state.inside.fetch_add(1), 0);
+                EXPECT_GT(i, std::exchange(state.last[p], i));
+                state.inside.fetch_sub(1);
+                done.count_down();
+            });
+        }
+    });
     done.wait();
     EXPECT_TRUE(eventually([&] { return executor.statistics().queues == 0; }));
     EXPECT_EQ(executor.statistics().waitingItems, 0u);
@@ -73,63 +47,52 @@ TEST(Executor, OneQueueRunsInOrderAndManyQueuesLeaveNothingBehind) {
 TEST(Executor, FrontGoesAheadOfWhatHasNotStarted) {
     const auto queue = newQueue();
     std::latch started(1), gate(1), done(1);
-    std::vector<int> order;
+    std::string order;
     Executor executor({});
+    const auto noting = [&order](char c) { return [&order, c] { order += c; }; };
     executor.post(queue, [&] {
         started.count_down();
         gate.wait();
-        order.push_back(1);
     });
     started.wait();
-    executor.post(queue, [&] { order.push_back(3); });
+    executor.post(queue, noting('2'));
     executor.post(queue, [&] { done.count_down(); });
-    executor.post(
-        queue, [&] { order.push_back(2); }, true);
+    executor.post(queue, noting('1'), true);
     EXPECT_EQ(executor.statistics().waitingItems, 3u);
     gate.count_down();
     done.wait();
-    EXPECT_THAT(order, ElementsAre(1, 2, 3));
+    EXPECT_EQ(order, "12");
 }
 
 TEST(Executor, GrowsWhileItemsBlockUpToTheBoundAndShrinks) {
-    std::latch gate(1), again(1);
-    std::latch blocked(4), done(6), both(2);
+    std::latch gate(1), blocked(4), done(6), both(2);
     Executor executor({.minThreads = 1, .maxThreads = 4, .idleTimeout = 20ms});
     const auto block = [&] {
         blocked.count_down();
         gate.wait();
         done.count_down();
     };
-    executor.post(newQueue(), block);
-    executor.post(newQueue(), block);
-    executor.post(block);
-    executor.post(block);
+    for (int i = 0; i < 2; ++i) {
+        executor.post(newQueue(), block);
+        executor.post(block);
+    }
     blocked.wait();
     executor.post(newQueue(), [&] { done.count_down(); });
     executor.post([&] { done.count_down(); });
     const auto full = executor.statistics();
-    EXPECT_EQ(full.threads, 4u);
-    EXPECT_EQ(full.idleThreads, 0u);
-    EXPECT_EQ(full.waitingItems, 2u);
+    EXPECT_THAT(std::tuple(full.threads, full.idleThreads, full.waitingItems), FieldsAre(4u, 0u, 2u));
     gate.count_down();
     done.wait();
     EXPECT_TRUE(eventually([&] { return executor.statistics().threads == 1; }));
 
     // The thread that is left still serves, and the pool grows again.
-    executor.post([&] {
-        both.count_down();
-        again.wait();
-    });
-    executor.post([&] { both.count_down(); });
+    executor.post([&] { both.arrive_and_wait(); });
+    executor.post([&] { both.arrive_and_wait(); });
     both.wait();
-    again.count_down();
 }
 
 TEST(Executor, WhatItemsThrowIsLoggedAndTheQueueGoesOn) {
-    std::vector<std::string> texts;
-    const auto recording = foundation::log::subscribe(
-        [&](const foundation::log::Record& record) { texts.push_back(record.component + ":" + record.text); },
-        foundation::log::SeverityFilter::only(foundation::log::logging_event_types::error));
+    const RecordingLog log("foundation.throwing");
     const auto queue = newQueue();
     std::latch done(1);
     Executor executor({.name = "throwing"});
@@ -137,8 +100,9 @@ TEST(Executor, WhatItemsThrowIsLoggedAndTheQueueGoesOn) {
     executor.post(queue, [] { throw 7; });
     executor.post(queue, [&] { done.count_down(); });
     done.wait();
-    EXPECT_THAT(texts, ElementsAre(AllOf(HasSubstr("throwing:"), HasSubstr("std::runtime_error: broken")),
-                                   HasSubstr("type int")));
+    EXPECT_THAT(log.linesAt(256),
+                ElementsAre(Field(&RecordingLog::Line::text, HasSubstr("std::runtime_error: broken")),
+                            Field(&RecordingLog::Line::text, HasSubstr("type int"))));
 }
 
 TEST(Executor, ClosuresGoBeforeTheNextItemAndMayUseTheExecutor) {
@@ -208,17 +172,17 @@ TEST(Executor, MayBeDestroyedOrStoppedByItsOwnItems) {
             EXPECT_TRUE(otherEnded);
             destroyed->set_value();
         });
-        ASSERT_EQ(destroyed->get_future().wait_for(limit), std::future_status::ready);
+        ASSERT_TRUE(comes(destroyed->get_future()));
     }
     {
         std::latch both(2);
         Executor executor({.minThreads = 2});
-        for (int i = 0; i < 2; ++i) {
-            executor.post([&] {
-                both.arrive_and_wait();
-                executor.stop();
-            });
-        }
+        const auto stop = [&] {
+            both.arrive_and_wait();
+            executor.stop();
+        };
+        executor.post(stop);
+        executor.post(stop);
         both.wait();
     }
 }
@@ -228,52 +192,48 @@ TEST(Executor, StoppingWhileOthersPostLosesNoClosure) {
     {
         Executor executor({.minThreads = 1, .maxThreads = 4, .idleTimeout = 0ms});
         std::atomic<bool> refused = false;
-        std::vector<std::jthread> threads;
-        for (int t = 0; t < 3; ++t) {
-            threads.emplace_back([&, queue = newQueue()] {
-                for (int i = 0; !refused; ++i) {
-                    ++alive;
-                    auto item = [last = onDestruction([&] { --alive; })] {};
-                    if (!(i % 2 == 0 ? executor.post(queue, std::move(item))
-                                     : executor.post(std::move(item)))) {
-                        refused = true;
-                    }
-                }
-            });
-        }
-        threads.emplace_back([&] { executor.stop(); });
-        threads.emplace_back([&] { executor.stop(); });
+        const boost::uuids::uuid queues[] = {newQueue(), newQueue(), newQueue()};
+        startThreads(5, [&](int t) {
+            if (t >= 3)
+                return executor.stop();
+            for (int i = 0; !refused; ++i) {
+                ++alive;
+                auto item = [last = onDestruction([&] { --alive; })] {};
+                if (!(i % 2 == 0 ? executor.post(queues[t], std::move(item))
+                                 : executor.post(std::move(item))))
+                    refused = true;
+            }
+        });
     }
     EXPECT_EQ(alive, 0);
 }
 
 TEST(ExecutorDeathTest, TheProcessExitsThoughTheSharedPoolIsBusy) {
-    testing::GTEST_FLAG(death_test_style) = "threadsafe";
-    const auto blockForEver = [](std::latch& started) {
-        started.count_down();
-        std::promise<void>().get_future().wait();
+    GTEST_FLAG(death_test_style) = "threadsafe";
+    const auto forEver = [] { std::promise<void>().get_future().wait(); };
+    const auto exitWhileBusy = [&] {
+        static std::latch started(1);
+        Executor::instance().post([&] {
+            started.count_down();
+            forEver();
+        });
+        started.wait();
+        std::exit(3);
     };
-    EXPECT_EXIT(
-        {
-            static std::latch started(1);
-            Executor::instance().post([&] { blockForEver(started); });
-            started.wait();
-            std::exit(3);
-        },
-        testing::ExitedWithCode(3), "");
-    EXPECT_EXIT(
-        {
-            Executor::instance().post([] { std::exit(4); });
-            std::promise<void>().get_future().wait();
-        },
-        testing::ExitedWithCode(4), "");
+    EXPECT_EXIT(exitWhileBusy(), ExitedWithCode(3), "");
+    const auto exitInAnItem = [&] {
+        Executor::instance().post([] { std::exit(4); });
+        forEver();
+    };
+    EXPECT_EXIT(exitInAnItem(), ExitedWithCode(4), "");
 }
 
 TEST(Executor, RefusesWhatCannotWork) {
-    EXPECT_THROW(Executor({.minThreads = 0}), std::invalid_argument);
-    EXPECT_THROW(Executor({.minThreads = 3, .maxThreads = 2}), std::invalid_argument);
-    EXPECT_THROW(Executor({.idleTimeout = -1ms}), std::invalid_argument);
-    EXPECT_THROW(Executor({.idleTimeout = std::chrono::milliseconds::max()}), std::invalid_argument);
+    for (const Executor::Options& bad : {Executor::Options{.minThreads = 0},
+                                         {.minThreads = 3, .maxThreads = 2},
+                                         {.idleTimeout = -1ms},
+                                         {.idleTimeout = std::chrono::milliseconds::max()}})
+        EXPECT_THROW(Executor{bad}, std::invalid_argument);
     Executor executor({});
     EXPECT_THROW(executor.post(nullptr), std::invalid_argument);
     EXPECT_THROW(executor.post(newQueue(), nullptr), std::invalid_argument);

@@ -1,65 +1,46 @@
+#include "tests/support/Testing.h"
+
 #include <foundation/log/diagnostic_logger.h>
 #include <foundation/log/setup.h>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <atomic>
 #include <dlfcn.h>
-#include <fstream>
-#include <latch>
-#include <thread>
-#include <unistd.h>
 
 namespace {
 
 using namespace foundation::log;
-using testing::ElementsAre;
-using testing::MatchesRegex;
+using namespace zelkor::test;
 
 const basic_diagnostic_logger<char> logger("part");
 
 TEST(LogConcurrency, LoggingWhileSubscribersAndDestinationsChange) {
-    const auto file =
-        std::filesystem::temp_directory_path() / ("foundation-log-" + std::to_string(::getpid()));
+    const TempDirectory directory;
+    const auto file = directory / "log";
     constexpr int records = 300;
     std::atomic<int> received = 0;
     const auto counting = subscribe([&](const Record&) { ++received; });
-    {
-        std::vector<std::jthread> threads;
-        for (int t = 0; t < 3; ++t) {
-            threads.emplace_back([] {
-                for (int i = 0; i < records; ++i) {
-                    logger.log(logging_event_types::info, "two\nlines");
-                }
-            });
-        }
-        threads.emplace_back([] {
-            for (int i = 0; i < records; ++i) {
+    startThreads(5, [&](int t) {
+        for (int i = 0; i < records; ++i) {
+            if (t < 3) {
+                logger.log(logging_event_types::info, "two\nlines");
+            } else if (t == 3) {
                 // Dead once the handle is gone: a late call would write to it.
                 auto calls = std::make_unique<std::atomic<int>>(0);
                 const auto churning = subscribe([&calls = *calls](const Record&) { ++calls; });
-            }
-        });
-        threads.emplace_back([&file] {
-            for (int i = 0; i < 30; ++i) {
-                setup(i % 3 == 0 ? Options{} : Options{.file = file, .rotationSize = 0});
+            } else if (i % 10 == 0) {
+                setup(i % 30 == 0 ? Options{} : Options{.file = file, .rotationSize = 0});
                 flush();
             }
-        });
-    }
+        }
+    });
     setup({});
     EXPECT_EQ(received, 3 * records);
     std::ifstream stream(file);
-    for (std::string line; std::getline(stream, line);) {
+    for (std::string line; std::getline(stream, line);)
         ASSERT_THAT(line, MatchesRegex("....-..-..T..:..:..\\....Z 4 info \\[part\\] [0-9]+ two\\\\nlines"));
-    }
-    std::filesystem::remove(file);
 }
 
 TEST(LogConcurrency, EndingASubscriptionWaitsForItsCalls) {
-    std::latch entered(1);
-    std::latch ending(1);
+    std::latch entered(1), ending(1);
     bool finished = false;
     auto subscription = subscribe([&](const Record&) {
         entered.count_down();
@@ -82,9 +63,8 @@ TEST(LogConcurrency, LibrariesWithACopyOfTheLoggerShareItsDestinations) {
     std::vector<std::string> seen;
     const auto subscription = subscribe([&](const Record& record) {
         seen.push_back(record.component + ":" + record.text);
-        if (seen.size() < 10) {
+        if (seen.size() < 10)
             logFromModule("nested");
-        }
     });
     logFromModule("first");
     logger.log(logging_event_types::info, "second");

@@ -1,41 +1,26 @@
+#include "tests/support/Testing.h"
+
 #include <foundation/log/diagnostic_logger.h>
 #include <foundation/log/setup.h>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <stdexcept>
-#include <unistd.h>
 
 namespace {
 
 using namespace foundation::log;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::MatchesRegex;
+using namespace zelkor::test;
 
-class LogTest : public testing::Test {
+class LogTest : public Test {
 protected:
-    LogTest() { std::filesystem::create_directories(folder_); }
-    ~LogTest() override {
-        setup({});
-        std::filesystem::remove_all(folder_);
-    }
+    ~LogTest() override { setup({}); }
 
     static std::vector<std::string> lines(const std::filesystem::path& file) {
         std::ifstream stream(file);
         std::vector<std::string> result;
-        for (std::string line; std::getline(stream, line);) {
+        for (std::string line; std::getline(stream, line);)
             result.push_back(line);
-        }
         return result;
     }
 
-    const std::filesystem::path folder_ =
-        std::filesystem::temp_directory_path() / ("foundation-log-100%N-" + std::to_string(::getpid()));
+    const TempDirectory folder_{"foundation-log-100%N-"};
     const std::filesystem::path file_ = folder_ / "my.log";
     const basic_diagnostic_logger<char> logger_{"part"};
 };
@@ -49,13 +34,10 @@ TEST(SeverityFilter, ReadsNamesAndNumbers) {
     EXPECT_TRUE(SeverityFilter::only(notice).passes(notice));
     EXPECT_FALSE(SeverityFilter::only(notice).passes(error));
     for (const auto* bad : {"", "Warning", "5", "256 ", "-4", "warning,error"}) {
-        try {
-            SeverityFilter::parse(bad);
-            ADD_FAILURE() << "accepted '" << bad << "'";
-        } catch (const std::invalid_argument& problem) {
-            EXPECT_THAT(problem.what(), HasSubstr("'" + std::string(bad) + "'"));
-            EXPECT_THAT(problem.what(), HasSubstr("off, all, debug (2), info (4), warning (8)"));
-        }
+        EXPECT_THAT([&] { SeverityFilter::parse(bad); },
+                    ThrowsMessage<std::invalid_argument>(
+                        AllOf(HasSubstr("'" + std::string(bad) + "'"),
+                              HasSubstr("off, all, debug (2), info (4), warning (8)"))));
     }
 }
 
@@ -73,7 +55,7 @@ TEST_F(LogTest, EachRecordIsOneLine) {
 
 TEST_F(LogTest, DestinationsFilterApartAndNothingIsWrittenUntilSetUp) {
     EXPECT_FALSE(logger_.enabled(logging_event_types::severe));
-    testing::internal::CaptureStderr();
+    internal::CaptureStderr();
     logger_.log(logging_event_types::severe, "lost");
     setup({.console = SeverityFilter::only(logging_event_types::warning),
            .file = file_,
@@ -83,8 +65,7 @@ TEST_F(LogTest, DestinationsFilterApartAndNothingIsWrittenUntilSetUp) {
         EXPECT_EQ(logger_.enabled(type), type != logging_event_types::info);
         logger_.log(type, "said");
     }
-    EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                MatchesRegex("[^\n]* 8 warning \\[part\\] [0-9]+ said\n"));
+    EXPECT_THAT(internal::GetCapturedStderr(), MatchesRegex("[^\n]* 8 warning \\[part\\] [0-9]+ said\n"));
     EXPECT_THAT(lines(file_), ElementsAre(HasSubstr(" 256 error ")));
 
     setup({});
@@ -93,12 +74,8 @@ TEST_F(LogTest, DestinationsFilterApartAndNothingIsWrittenUntilSetUp) {
 
 TEST_F(LogTest, RefusesAFileItCannotWriteAndGoesOnAsBefore) {
     setup({.file = file_});
-    try {
-        setup({.file = folder_ / "missing" / "my.log"});
-        FAIL() << "accepted";
-    } catch (const std::runtime_error& error) {
-        EXPECT_THAT(error.what(), HasSubstr("missing/my.log' (No such file or directory)"));
-    }
+    EXPECT_THAT([&] { setup({.file = folder_ / "missing" / "my.log"}); },
+                ThrowsMessage<std::runtime_error>(HasSubstr("missing/my.log' (No such file or directory)")));
     logger_.log(logging_event_types::info, "still here");
     EXPECT_THAT(lines(file_), ElementsAre(HasSubstr("still here")));
 }
@@ -109,9 +86,8 @@ TEST_F(LogTest, SubscribersMayThrowLogAndEndThemselves) {
         subscribe([&](const Record& record) { seen.push_back(record.component + ":" + record.text); });
     auto throwing = subscribe([](const Record&) { throw 1; });
     auto logging = subscribe([&](const Record& record) {
-        if (record.text.size() < 100) {
+        if (record.text.size() < 100)
             logger_.log(record.type, record.text + "+");
-        }
     });
     auto witness = std::make_shared<int>();
     std::weak_ptr<int> alive = witness;

@@ -1,57 +1,50 @@
 #include "runtime/core/CallbackManager.h"
 #include "runtime/core/CallbackScope.h"
 #include "runtime/core/Errors.h"
-
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <memory>
+#include "tests/support/Testing.h"
 
 namespace {
 
 using namespace agent::spf::core;
 
-ExportedFunction counting(std::function<void()> action) {
-    return exportFunction(std::function<void()>(std::move(action)));
-}
+struct CallbackTableTest : testing::Test {
+    std::shared_ptr<CallbackTable> table = std::make_shared<CallbackTable>(2);
+    std::optional<CallbackManager> manager{table};
+    ExportedCallback made(std::function<void()> action, std::optional<unsigned> limit = {}) {
+        return manager->makeExportedCallback(exportFunction(std::move(action)), limit, std::nullopt, false);
+    }
+};
 
-TEST(CallbackTable, KnowsOnlyWhatIsExportedAndCountsLimitedCalls) {
-    const auto table = std::make_shared<CallbackTable>(2);
-    CallbackManager manager(table);
+TEST_F(CallbackTableTest, KnowsOnlyWhatIsExportedAndCountsLimitedCalls) {
     int calls = 0;
     bool inScope = false;
-    const auto once = manager.makeExportedCallback(counting([&] {
-                                                       ++calls;
-                                                       inScope = CallbackScope::active();
-                                                   }),
-                                                   1u, std::nullopt, false);
-    const auto always =
-        manager.makeExportedCallback(counting([&] { ++calls; }), std::nullopt, std::nullopt, false);
+    const auto count = [&] {
+        ++calls;
+        inScope = CallbackScope::active();
+    };
+    const auto once = made(count, 1u), always = made(count);
+    const auto call = [&](const auto& callback) { table->invoke(callback.getCallbackID(), {}, {}); };
     EXPECT_NE(once.getCallbackID(), always.getCallbackID());
     EXPECT_EQ(once.descriptor(), R"({"return":{"void":0},"arguments":[]})");
-    EXPECT_THROW(manager.makeExportedCallback(counting([] {}), {}, {}, false),
-                 RefusedError); // over the limit
+    EXPECT_THROW(made([] {}), RefusedError); // over the limit
 
-    table->invoke(once.getCallbackID(), {}, {});
+    call(once);
     EXPECT_TRUE(inScope);
     EXPECT_FALSE(CallbackScope::active());
-    EXPECT_THROW(table->invoke(once.getCallbackID(), {}, {}), RefusedError);
-    table->invoke(always.getCallbackID(), {}, {});
-    table->invoke(always.getCallbackID(), {}, {});
+    EXPECT_THROW(call(once), RefusedError);
+    call(always);
+    call(always);
     EXPECT_EQ(calls, 3);
 
-    EXPECT_EQ(manager.removeCallback(always.getCallbackID()).size(), 1u);
-    EXPECT_THROW(table->invoke(always.getCallbackID(), {}, {}), RefusedError);
+    EXPECT_EQ(manager->removeCallback(always.getCallbackID()).size(), 1u);
+    EXPECT_THROW(call(always), RefusedError);
 }
 
-TEST(CallbackTable, FunctionsMayRemoveThemselvesAndDestroyTheirManager) {
-    const auto table = std::make_shared<CallbackTable>();
-    auto manager = std::make_unique<CallbackManager>(table);
+TEST_F(CallbackTableTest, FunctionsMayRemoveThemselvesAndDestroyTheirManager) {
     auto witness = std::make_shared<int>(1);
-    const auto callback =
-        manager->makeExportedCallback(counting([&manager, witness] { manager.reset(); }), {}, {}, false);
+    const auto callback = made([this, witness] { manager.reset(); });
     table->invoke(callback.getCallbackID(), {}, {});
-    EXPECT_EQ(manager, nullptr);
+    EXPECT_FALSE(manager);
     EXPECT_EQ(witness.use_count(), 1);
 }
 

@@ -22,9 +22,8 @@ void expectInstalledKey() {
     constexpr auto entry = core::detail::wireEntry<T, 3>();
     const auto type = boost::typeindex::ctti_type_index::type_id<T>();
     const std::string expected = "{\"" + std::to_string(type.hash_code()) + "\":3";
-    EXPECT_EQ(entry.view().substr(0, expected.size()), expected) << type.pretty_name();
-    EXPECT_TRUE(entry.view().size() == expected.size() || entry.view()[expected.size()] == ',')
-        << entry.view();
+    // Alone, or followed by its members.
+    EXPECT_TRUE((std::string(entry.view()) + ',').starts_with(expected + ',')) << type << entry.view();
 }
 
 template <class... Types>
@@ -62,11 +61,10 @@ TEST(SignatureDescriptor, TagTypesAreClosedAndHashedTypesStayOpen) {
 }
 
 TEST(SignatureDescriptor, UnnamedHasNoNameMember) {
-    constexpr auto listener = SignatureDescriptor::of<void(const LoginInfo&, const LoginInfo&)>();
-    const std::string expected =
-        R"({"return":{"void":0},"arguments":[{")" + kInfo + R"(":0,{")" + kInfo + R"(":1,]})";
-    EXPECT_EQ(listener.unnamed(), expected);
-    EXPECT_EQ(listener.named(""), expected);
+    const auto listener = SignatureDescriptor::of<void(const LoginInfo&, const LoginInfo&)>();
+    EXPECT_EQ(listener.unnamed(),
+              R"({"return":{"void":0},"arguments":[{")" + kInfo + R"(":0,{")" + kInfo + R"(":1,]})");
+    EXPECT_EQ(listener.named(""), listener.unnamed());
 }
 
 TEST(SignatureDescriptor, RecordsListTheirMembersAndAreClosed) {

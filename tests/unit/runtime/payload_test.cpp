@@ -2,34 +2,22 @@
 #include "runtime/core/CompletionHandler.h"
 #include "runtime/core/ExportedFunction.h"
 #include "runtime/core/GenericPayload.h"
-
-#include <gtest/gtest.h>
-
-#include <future>
-#include <stdexcept>
-#include <string>
+#include "tests/support/Testing.h"
 
 namespace {
 
+using namespace zelkor::test;
 using agent::spf::core::GenericPayload;
 using agent::spf::core::promiseCompletingHandler;
-
-template <class Exception, class Action>
-void expectText(Action action, const char* text) {
-    try {
-        action();
-        ADD_FAILURE() << "nothing thrown, expected: " << text;
-    } catch (const Exception& error) {
-        EXPECT_STREQ(error.what(), text);
-    }
-}
 
 TEST(GenericPayload, ExtractionChecksIndexThenEmptinessThenType) {
     GenericPayload payload = GenericPayload::of(std::string("text"), 7);
     payload.addEmptySlot();
     EXPECT_EQ(payload.get<int>(1), 7);
-    expectText<std::out_of_range>([&] { payload.get<std::string>(3); }, "Invalid GenericPayload index");
-    expectText<std::runtime_error>([&] { payload.get<std::string>(2); }, "GenericPayload empty at index");
+    EXPECT_THAT([&] { payload.get<std::string>(3); },
+                ThrowsMessage<std::out_of_range>("Invalid GenericPayload index"));
+    EXPECT_THAT([&] { payload.get<std::string>(2); },
+                ThrowsMessage<std::runtime_error>("GenericPayload empty at index"));
     EXPECT_THROW(payload.get<long>(1), std::bad_any_cast); // exactly int, no conversion
     EXPECT_THROW(payload.get<std::u16string>(0), std::bad_any_cast);
 }
@@ -45,16 +33,17 @@ std::future<R> completedWith(GenericPayload result) {
 TEST(CompletionHandler, FulfilsAFutureWithSlotZeroOrWithWhatIsWrongWithIt) {
     EXPECT_EQ(completedWith<int>(GenericPayload::of(5)).get(), 5);
     EXPECT_NO_THROW(completedWith<void>({}).get()); // no slot is needed
-    expectText<std::out_of_range>([] { completedWith<bool>({}).get(); }, "Invalid GenericPayload index");
+    EXPECT_THAT([] { completedWith<bool>({}).get(); },
+                ThrowsMessage<std::out_of_range>("Invalid GenericPayload index"));
     GenericPayload empty;
     empty.addEmptySlot();
-    expectText<std::runtime_error>([&] { completedWith<bool>(empty).get(); },
-                                   "GenericPayload empty at index");
+    EXPECT_THAT([&] { completedWith<bool>(empty).get(); },
+                ThrowsMessage<std::runtime_error>("GenericPayload empty at index"));
     EXPECT_THROW(completedWith<bool>(GenericPayload::of(1)).get(), std::bad_any_cast);
     GenericPayload polymorphic;
     polymorphic.addSlot(std::make_shared<int>(1), typeid(int), GenericPayload::cloner_helper<int>(), true);
-    expectText<std::runtime_error>([&] { completedWith<int>(polymorphic).get(); },
-                                   "Polymorphic types are not supported with futures");
+    EXPECT_THAT([&] { completedWith<int>(polymorphic).get(); },
+                ThrowsMessage<std::runtime_error>("Polymorphic types are not supported with futures"));
     EXPECT_EQ(polymorphic.get<int>(0), 1); // outside a future the value is there
 }
 
@@ -68,20 +57,19 @@ TEST(CompletionHandler, KeepsTheFirstOutcomeAndTheExceptionObject) {
     handler.onError(std::make_exception_ptr(Special("first")));
     handler.onValue(GenericPayload::of(std::string("second")));
     handler.onError(std::make_exception_ptr(std::runtime_error("third")));
-    expectText<Special>([&] { future.get(); }, "first");
+    EXPECT_THAT([&] { future.get(); }, ThrowsMessage<Special>("first"));
 }
 
 TEST(ExportedFunction, RefusesArgumentsOfOtherTypesWithoutCallingTheFunction) {
     int calls = 0;
-    const auto exported =
-        agent::spf::core::exportFunction(std::function<std::string(const login::LoginInfo&, bool)>(
-            [&](const login::LoginInfo& info, bool flag) {
-                ++calls;
-                return std::to_string(static_cast<int>(info.level)) + (flag ? "+" : "-");
-            }));
+    const std::function<int(const login::LoginInfo&, bool)> function = [&](auto& info, bool flag) {
+        ++calls;
+        return info.accountType + flag;
+    };
+    const auto exported = agent::spf::core::exportFunction(function);
     login::LoginInfo info;
-    info.level = login::LoginInfo::Level::SignedIn;
-    EXPECT_EQ(exported.function({}, GenericPayload::of(info, true)).get<std::string>(0), "2+");
+    info.accountType = 2;
+    EXPECT_EQ(exported.function({}, GenericPayload::of(info, true)).get<int>(0), 3);
     EXPECT_THROW(exported.function({}, GenericPayload::of(info)), std::out_of_range);
     EXPECT_THROW(exported.function({}, GenericPayload::of(true, info)), std::bad_any_cast);
     EXPECT_EQ(calls, 1);

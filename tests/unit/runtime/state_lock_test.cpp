@@ -1,41 +1,30 @@
 #include "runtime/clientutils/StateLock.h"
 #include "runtime/clientutils/WaitDeadline.h"
 #include "runtime/core/CallbackScope.h"
-#include "tests/support/Eventually.h"
-
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <future>
-#include <string>
-#include <thread>
-#include <vector>
+#include "tests/support/Testing.h"
 
 namespace {
 
 using namespace agent::spf::cppmsclientutils;
-using zelkor::test::eventually;
+using namespace zelkor::test;
 
 /// Threads that share the lock without ever pausing, so that it is never free.
 class Sharers {
 public:
-    Sharers(StateLock& state, int count) {
-        for (int i = 0; i < count; ++i)
-            threads_.emplace_back([this, &state](std::stop_token stop) {
-                while (!stop.stop_requested()) {
-                    SharedHold hold(state);
-                    ++rounds;
-                    const auto mine = rounds.load();
-                    // Goes only when another has come in, or would have if it did not stand back.
-                    eventually([&] {
-                        return rounds != mine || state.exclusiveWaiters() != 0 || stop.stop_requested();
-                    });
-                }
-            });
-    }
-    std::atomic<unsigned> rounds{0};
+    explicit Sharers(StateLock& state)
+        : threads_(startThreads(4, [this, &state](std::stop_token stop, int) {
+              while (!stop.stop_requested()) {
+                  SharedHold hold(state);
+                  const auto mine = ++rounds;
+                  // Goes only when another has come in, or would have if it did not stand back.
+                  eventually([&] {
+                      return rounds != mine || state.exclusiveWaiters() != 0 || stop.stop_requested();
+                  });
+              }
+          })) {}
 
 private:
+    std::atomic<unsigned> rounds{0};
     std::vector<std::jthread> threads_;
 };
 
@@ -44,24 +33,20 @@ TEST(StateLock, NeitherSideStarvesTheOther) {
     std::promise<void> done;
     std::jthread exclusive;
     {
-        Sharers sharers(state, 4);
+        Sharers sharers(state);
         exclusive = std::jthread([&] {
             for (int i = 0; i < 200; ++i)
                 ExclusiveHold hold(state);
             done.set_value();
         });
-        ASSERT_EQ(done.get_future().wait_for(zelkor::test::generousLimit), std::future_status::ready);
+        ASSERT_TRUE(comes(done.get_future()));
     }
-    std::atomic<bool> stop{false};
-    std::vector<std::jthread> holders;
-    for (int i = 0; i < 3; ++i)
-        holders.emplace_back([&] {
-            while (!stop)
-                ExclusiveHold hold(state);
-        });
+    auto holders = startThreads(3, [&](std::stop_token stop, int) {
+        while (!stop.stop_requested())
+            ExclusiveHold hold(state);
+    });
     for (int i = 0; i < 200; ++i)
         SharedHold hold(state);
-    stop = true;
 }
 
 TEST(StateLock, ThoseWhoComeLaterStandBackForAWaiterButCallbacksDoNot) {
@@ -96,12 +81,10 @@ TEST(StateLock, ThoseWhoComeLaterStandBackForAWaiterButCallbacksDoNot) {
             });
             ASSERT_TRUE(eventually([&] { return onItsWay.load(); }));
             // With the first holder still in: the callback cannot wait for it, it may be what it waits for.
-            ASSERT_EQ(callbackWasIn.get_future().wait_for(zelkor::test::generousLimit),
-                      std::future_status::ready);
+            ASSERT_TRUE(comes(callbackWasIn.get_future()));
         }
-        exclusive.join();
-        callback.join();
-        latecomer.join();
+        for (auto* thread : {&exclusive, &callback, &latecomer})
+            thread->join();
         ASSERT_EQ(order, "CXL");
     }
 }
@@ -114,17 +97,17 @@ TEST(StateLock, AnExclusiveWaiterOfAConditionComesBackInAgainstSharersThatNeverP
     std::jthread waiter([&] {
         ExclusiveHold hold(state);
         GatedRelock relock(state, hold.lock());
-        waitUntil(condition, relock, WaitDeadline(zelkor::test::generousLimit), [&] { return flag; });
+        waitUntil(condition, relock, WaitDeadline(generousLimit), [&] { return flag; });
         EXPECT_TRUE(hold.lock().owns_lock());
         done.set_value();
     });
-    Sharers sharers(state, 4);
+    Sharers sharers(state);
     {
         ExclusiveHold hold(state);
         flag = true;
     }
     condition.notify_all();
-    ASSERT_EQ(done.get_future().wait_for(zelkor::test::generousLimit), std::future_status::ready);
+    ASSERT_TRUE(comes(done.get_future()));
 }
 
 TEST(StateLock, ReleasesWhatWasLeftForLaterOutsideItself) {
@@ -139,8 +122,7 @@ TEST(StateLock, ReleasesWhatWasLeftForLaterOutsideItself) {
 }
 
 TEST(StateLock, RefusesSomebodyElsesLock) {
-    StateLock state;
-    StateLock other;
+    StateLock state, other;
     ExclusiveHold elsewhere(other);
     EXPECT_THROW(state.verify(elsewhere.lock()), std::system_error);
 }

@@ -1,47 +1,31 @@
 #include "Fixture.h"
 #include "records/NotifierUuid.h"
-#include "runtime/core/CallbackManager.h"
-
-#include <thread>
 
 namespace transport_test {
 
 namespace {
 
-struct Callback : testing::Test {
-    TempDirectory directory;
-    std::shared_ptr<Scripted> service = std::make_shared<Scripted>();
-    std::promise<std::shared_ptr<transport::ClientSession>> sessionPromise;
-    std::shared_ptr<transport::ClientSession> session;
-    std::unique_ptr<transport::Server> server;
-    std::unique_ptr<Client> client;
-    Invokables invokable;
+struct Callback : Connection {
+    using Function = std::function<GenericPayload(GenericPayload)>;
+    std::promise<Session> sessionPromise;
+    Session session;
 
     void SetUp() override {
         service->connected = [this](auto connected) { sessionPromise.set_value(connected); };
-        server = startServer(directory / "s", service);
-        client = std::make_unique<Client>(directory / "s");
-        invokable = client->found();
+        begin();
         session = sessionPromise.get_future().get();
     }
-
-    boost::uuids::uuid exported(std::function<core::GenericPayload(core::GenericPayload)> function) {
+    boost::uuids::uuid exported(Function function) {
         const auto id = login::detail::createUuid();
-        invokable->callbacks()->add(
-            id,
-            {[function](auto, core::GenericPayload arguments) { return function(std::move(arguments)); },
-             core::SignatureDescriptor::of<void()>()},
-            std::nullopt);
+        const auto call = [function](auto, GenericPayload given) { return function(std::move(given)); };
+        invokable->callbacks()->add(id, {call, core::SignatureDescriptor::of<void()>()}, std::nullopt);
         return id;
     }
-    std::future<core::GenericPayload> callBack(const boost::uuids::uuid& id,
-                                               core::GenericPayload arguments = {},
-                                               std::chrono::milliseconds timeout = 30s) {
-        auto promise = std::make_shared<std::promise<core::GenericPayload>>();
-        session->callBack(id, std::move(arguments), timeout,
-                          {[promise](core::GenericPayload value) { promise->set_value(std::move(value)); },
-                           [promise](std::exception_ptr error) { promise->set_exception(error); }});
-        return promise->get_future();
+    std::future<GenericPayload> callBack(const boost::uuids::uuid& id, GenericPayload arguments = {},
+                                         std::chrono::milliseconds timeout = 30s) {
+        Ending ending;
+        session->callBack(id, std::move(arguments), timeout, ending.handler);
+        return ending.promise->get_future();
     }
 };
 
@@ -49,60 +33,59 @@ struct Callback : testing::Test {
 
 TEST_F(Callback, RunsOffTheReadingThreadBeforeTheReply) {
     // The daemon holds the reply back until the callback has called it in turn.
-    const auto id = exported([&](core::GenericPayload arguments) {
-        return core::GenericPayload::of(
-            callAndHelp<int>(*invokable, 30s, "inner", arguments.get<int>(0) + 1));
+    const auto id = exported([&](auto given) {
+        return payload(callAndHelp<int>(*invokable, "inner", given.template get<int>(0) + 1));
     });
-    service->call = [&](std::shared_ptr<transport::IncomingCall> call) {
-        if (call->method() == "inner") {
+    service->call = [&](SharedIncoming call) {
+        if (call->method() == "inner")
             call->reply(std::move(call->arguments()));
-            return;
-        }
-        call->client()->callBack(id, core::GenericPayload::of(4), 30s,
-                                 {[call](core::GenericPayload value) { call->reply(std::move(value)); },
-                                  [call](auto) { call->fail(core::ErrorKind::Remote, "callback failed"); }});
+        else
+            call->client()->callBack(id, payload(4), 30s,
+                                     {[call](auto value) { call->reply(std::move(value)); },
+                                      [call](auto) { call->fail(ErrorKind::Remote, "callback failed"); }});
     };
-    EXPECT_EQ(callAndHelp<int>(*invokable, 30s, "outer"), 5);
+    EXPECT_EQ(callAndHelp<int>(*invokable, "outer"), 5);
     EXPECT_EQ(invokable->invokeAsync<int>(30s, "outer").get(), 5);
 }
 
 TEST_F(Callback, EveryWayOfFailingReachesTheDaemon) {
-    using core::ErrorKind;
-    using Failure = std::pair<ErrorKind, std::string>;
-    EXPECT_EQ(errorOf(callBack(login::detail::createUuid())).first, ErrorKind::Refused);
-    EXPECT_EQ(
-        errorOf(callBack(exported([](auto) -> core::GenericPayload { throw std::runtime_error("why"); }))),
-        Failure(ErrorKind::Remote, "why"));
-    EXPECT_EQ(errorOf(callBack(exported([](auto) -> core::GenericPayload { throw 5; }))),
-              Failure(ErrorKind::Remote, "The callback threw something that is not a std::exception"));
-    EXPECT_EQ(errorOf(callBack(exported([](auto) { return core::GenericPayload::of(1.5); }))).first,
-              ErrorKind::Refused);
+    const struct {
+        Function function;
+        ErrorKind kind;
+        Matcher<std::string> text;
+    } ways[] = {
+        {[](auto) -> GenericPayload { throw std::runtime_error("why"); }, ErrorKind::Remote, "why"},
+        {[](auto) -> GenericPayload { throw 5; }, ErrorKind::Remote,
+         "The callback threw something that is not a std::exception"},
+        {[](auto) { return payload(1.5); }, ErrorKind::Refused, _},
+    };
+    for (const auto& way : ways)
+        EXPECT_THAT(errorOf(callBack(exported(way.function))), Pair(way.kind, way.text));
     const auto echo = exported([](auto arguments) { return arguments; });
-    EXPECT_EQ(errorOf(callBack(echo, core::GenericPayload::of(1.5))).first, ErrorKind::Refused);
+    EXPECT_EQ(errorOf(callBack(login::detail::createUuid())).first, ErrorKind::Refused);
+    EXPECT_EQ(errorOf(callBack(echo, payload(1.5))).first, ErrorKind::Refused);
     EXPECT_EQ(errorOf(callBack(echo, {}, 0ms)).first, ErrorKind::Timeout);
-    EXPECT_EQ(callBack(echo, core::GenericPayload::of(7)).get().get<int>(0), 7);
+    EXPECT_EQ(callBack(echo, payload(7)).get().get<int>(0), 7);
 }
 
 TEST_F(Callback, LossFailsThemBeforeTheServiceHears) {
     std::promise<void> release, disconnected;
-    auto released = release.get_future().share();
     std::atomic<bool> failed = false, failedFirst = false;
     service->disconnected = [&](auto gone) {
         failedFirst = failed.load();
         EXPECT_FALSE(gone->connected());
         disconnected.set_value();
     };
-    const auto slow = exported([released](auto arguments) {
+    const auto slow = exported([released = release.get_future().share()](auto arguments) {
         released.wait();
         return arguments;
     });
     session->callBack(slow, {}, 30s, {[](auto) {}, [&](auto) { failed = true; }});
     invokable.reset();
-    std::thread stopper([&] { client->connector().stop(); }); // does not wait for the running callback
-    stopper.join();
+    client->connector().stop(); // does not wait for the running callback
     disconnected.get_future().wait();
     EXPECT_TRUE(failedFirst);
-    EXPECT_EQ(errorOf(callBack(slow)).first, core::ErrorKind::Disconnected);
+    EXPECT_EQ(errorOf(callBack(slow)).first, ErrorKind::Disconnected);
     release.set_value(); // ends with nobody to answer
     client.reset();
     server.reset();

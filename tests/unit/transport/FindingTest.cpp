@@ -10,119 +10,117 @@
 
 namespace transport_test {
 
+namespace fs = std::filesystem;
+
 namespace {
 
-std::string startError(const std::filesystem::path& directory) {
-    try {
-        startServer(directory, std::make_shared<Scripted>());
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return {};
-}
+struct Finding : Test {
+    TempDirectory directory;
 
-bool contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
+    static std::string startError(const fs::path& where) {
+        try {
+            startServer(where);
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+        return {};
+    }
+    static bool waitForError(Client& client, const std::string& text) {
+        return eventually([&] { return client.connector().status().lastError.find(text) != text.npos; });
+    }
+};
 
 } // namespace
 
-TEST(Finding, RegistersWhatTheDaemonOffers) {
-    TempDirectory directory;
-    auto server = startServer(directory / "s", std::make_shared<Scripted>());
+TEST_F(Finding, RegistersWhatTheDaemonOffers) {
+    auto server = startServer(directory / "s");
     Client client(directory / "s");
-    const auto invokable = client.found();
+    client.found();
     const auto reference = client.context().GetServiceReference<core::Invokable>();
-    const auto text = [&](const char* key) { return reference.GetProperty(key).ToStringNoExcept(); };
-    EXPECT_EQ(text(core::properties::serviceName), "Test");
-    EXPECT_EQ(text(core::properties::serviceVersion), "2");
-    EXPECT_EQ(text(core::properties::serviceRevision), "1");
-    EXPECT_EQ(text(core::properties::clientId), "test-client");
-    EXPECT_EQ(text(core::properties::generation), boost::uuids::to_string(server->generation()));
-    EXPECT_EQ(
-        cppmicroservices::any_cast<int>(reference.GetProperty(cppmicroservices::Constants::SERVICE_RANKING)),
-        7);
+    const auto generation = boost::uuids::to_string(server->generation());
+    for (const auto& [key, text] : {std::pair(core::properties::serviceName, std::string("Test")),
+                                    {core::properties::serviceVersion, "2"},
+                                    {core::properties::serviceRevision, "1"},
+                                    {core::properties::clientId, "test-client"},
+                                    {core::properties::generation, generation},
+                                    {cppmicroservices::Constants::SERVICE_RANKING.c_str(), "7"}})
+        EXPECT_EQ(reference.GetProperty(key).ToStringNoExcept(), text);
     const auto status = client.connector().status();
-    EXPECT_EQ(status.generation, boost::uuids::to_string(server->generation()));
+    EXPECT_EQ(status.generation, generation);
     EXPECT_EQ(status.socketPath, server->socketPath());
     EXPECT_EQ(status.lastError, "");
     client.connector().stop();
     EXPECT_FALSE(client.current());
     client.connector().start();
-    EXPECT_TRUE(client.found());
+    client.found();
 }
 
-TEST(Finding, WaitsForTheDirectoryTheSocketAndEachSuccessor) {
-    TempDirectory directory;
+TEST_F(Finding, WaitsForTheDirectoryTheSocketAndEachSuccessor) {
     const auto deep = directory / "a" / "b" / "c";
     Client client(deep);
-    ASSERT_TRUE(eventually([&] { return contains(client.connector().status().lastError, "no daemon"); }));
+    ASSERT_TRUE(waitForError(client, "no daemon"));
     std::string generation;
     for (int round = 1; round <= 3; ++round) {
-        auto server = startServer(deep, std::make_shared<Scripted>());
-        EXPECT_EQ(callAndHelp<int>(*client.found(), 30s, "m", round), round);
-        EXPECT_NE(client.connector().status().generation, generation);
-        generation = client.connector().status().generation;
-        EXPECT_EQ(client.connector().status().connections, static_cast<unsigned>(round));
+        auto server = startServer(deep);
+        EXPECT_EQ(callAndHelp<int>(*client.found(), "m", round), round);
+        const auto status = client.connector().status();
+        EXPECT_NE(status.generation, std::exchange(generation, status.generation));
+        EXPECT_EQ(status.connections, static_cast<unsigned>(round));
         server.reset();
         ASSERT_TRUE(eventually([&] { return !client.current(); }));
         if (round == 2)
-            std::filesystem::remove_all(directory / "a");
+            fs::remove_all(directory / "a");
     }
 }
 
-TEST(Finding, ASocketLeftBehindIsTakenOverALivingOneIsNot) {
-    TempDirectory directory;
+TEST_F(Finding, ASocketLeftBehindIsTakenOverALivingOneIsNot) {
     { const RawDaemon killed(directory.path()); } // leaves its socket file
     Client client(directory.path());
-    ASSERT_TRUE(eventually([&] { return contains(client.connector().status().lastError, "refused"); }));
-    auto server = startServer(directory.path(), std::make_shared<Scripted>());
-    EXPECT_TRUE(client.found());
-    EXPECT_TRUE(contains(startError(directory.path()),
-                         "Another daemon is listening in " + directory.path().string()));
-    EXPECT_EQ(callAndHelp<int>(*client.found(), 30s, "m", 1), 1);
+    ASSERT_TRUE(waitForError(client, "refused"));
+    auto server = startServer(directory.path());
+    client.found();
+    EXPECT_THAT(startError(directory.path()),
+                HasSubstr("Another daemon is listening in " + directory.path().string()));
+    EXPECT_EQ(callAndHelp<int>(*client.found(), "m", 1), 1);
     server.reset();
-    EXPECT_FALSE(std::filesystem::exists(directory / "hshd.sock"));
+    EXPECT_FALSE(fs::exists(directory / "hshd.sock"));
     EXPECT_EQ(startError(directory.path()), "");
 }
 
-TEST(Finding, UnsafePlacesAreRefusedWithAnAdvice) {
-    TempDirectory directory;
+TEST_F(Finding, UnsafePlacesAreRefusedWithAnAdvice) {
     const auto open = directory / "open";
-    std::filesystem::create_directory(open);
+    fs::create_directory(open);
     ::chmod(open.c_str(), 0755);
-    EXPECT_TRUE(contains(startError(open), "chmod 700"));
+    EXPECT_THAT(startError(open), HasSubstr("chmod 700"));
     EXPECT_THROW(Client{open}, std::runtime_error);
-    std::filesystem::create_symlink(directory.path(), directory / "link");
-    EXPECT_TRUE(contains(startError(directory / "link"), "not a directory"));
-    EXPECT_TRUE(contains(startError(directory / std::string(120, 'x').c_str()), "too long"));
+    fs::create_symlink(directory.path(), directory / "link");
+    EXPECT_THAT(startError(directory / "link"), HasSubstr("not a directory"));
+    EXPECT_THAT(startError(directory / std::string(120, 'x')), HasSubstr("too long"));
     if (::geteuid() == 0) {
         ::chmod(open.c_str(), 0700);
         ASSERT_EQ(::chown(open.c_str(), 65534, 65534), 0);
-        EXPECT_TRUE(contains(startError(open), "belongs to the user with the id 65534"));
+        EXPECT_THAT(startError(open), HasSubstr("belongs to the user with the id 65534"));
     }
     // Made unsafe only later: not used, until it is repaired.
-    Client client(directory / "later");
-    std::filesystem::create_directory(directory / "later");
-    ::chmod((directory / "later").c_str(), 0770);
-    ASSERT_TRUE(
-        eventually([&] { return contains(client.connector().status().lastError, "open to other users"); }));
-    ::chmod((directory / "later").c_str(), 0700);
-    const auto server = startServer(directory / "later", std::make_shared<Scripted>());
-    EXPECT_TRUE(client.found());
+    const auto later = directory / "later";
+    Client client(later);
+    fs::create_directory(later);
+    ::chmod(later.c_str(), 0770);
+    ASSERT_TRUE(waitForError(client, "open to other users"));
+    ::chmod(later.c_str(), 0700);
+    const auto server = startServer(later);
+    client.found();
 }
 
-TEST(Finding, ARefusalIsToldAndTriedAgain) {
-    TempDirectory directory;
+TEST_F(Finding, ARefusalIsToldAndTriedAgain) {
     RawDaemon daemon(directory.path());
     Client client(directory.path());
     daemon.accept([](auto message) { message.initGoodbye().setText("Not today"); }).close();
-    ASSERT_TRUE(eventually([&] { return contains(client.connector().status().lastError, "Not today"); }));
+    ASSERT_TRUE(waitForError(client, "Not today"));
     daemon.accept([](auto message) { message.initWelcome().setProtocolVersion(99); }).close();
-    ASSERT_TRUE(
-        eventually([&] { return contains(client.connector().status().lastError, "protocol version 99"); }));
+    ASSERT_TRUE(waitForError(client, "protocol version 99"));
     const auto peer = daemon.welcome();
-    EXPECT_TRUE(client.found());
+    client.found();
 }
 
 } // namespace transport_test

@@ -1,68 +1,39 @@
 #pragma once
 
-#include "runtime/core/Invokable.h"
-#include "tests/support/Eventually.h"
+#include "tests/support/ConnectedClient.h"
+#include "tests/support/Testing.h"
 
-#include <agent/spf/transport/Connector.h>
 #include <agent/spf/transport/Server.h>
-#include <cppmicroservices/BundleContext.h>
-#include <cppmicroservices/Framework.h>
-#include <cppmicroservices/FrameworkFactory.h>
-#include <foundation/log/subscription.h>
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <chrono>
-#include <cstdlib>
-#include <filesystem>
-#include <functional>
-#include <future>
-#include <memory>
 #include <mutex>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace transport_test {
 
-using namespace std::chrono_literals;
+using namespace zelkor::test;
 using namespace agent::spf;
-using Invokables = std::shared_ptr<core::Invokable>;
-
-using zelkor::test::eventually;
-inline constexpr auto generous = zelkor::test::generousLimit;
-
-class TempDirectory {
-public:
-    TempDirectory() {
-        std::string path = (std::filesystem::temp_directory_path() / "transport-XXXXXX").string();
-        path_ = ::mkdtemp(path.data());
-    }
-    ~TempDirectory() { std::filesystem::remove_all(path_); }
-    std::filesystem::path operator/(const char* name) const { return path_ / name; }
-    const std::filesystem::path& path() const { return path_; }
-
-private:
-    std::filesystem::path path_;
-};
+using core::ErrorKind;
+using core::GenericPayload;
+using Client = ConnectedClient;
+using Failure = std::pair<ErrorKind, std::string>;
+using Incoming = std::unique_ptr<transport::IncomingCall>;
+using SharedIncoming = std::shared_ptr<transport::IncomingCall>;
+using Session = std::shared_ptr<transport::ClientSession>;
 
 /// A function that a test replaces while another thread may be calling it.
-template <class... Args>
-class Script {
-public:
-    using Function = std::function<void(Args...)>;
+template <class Arg>
+struct Script {
+    using Function = std::function<void(Arg)>;
     Script& operator=(Function function) {
         const std::lock_guard lock(mutex_);
         function_ = std::move(function);
         return *this;
     }
-    void operator()(Args... args) {
+    void operator()(Arg arg) {
         std::unique_lock lock(mutex_);
         const auto function = function_;
         lock.unlock();
         if (function)
-            function(std::move(args)...);
+            function(std::move(arg));
     }
 
 private:
@@ -72,24 +43,20 @@ private:
 
 /// A service doing what the test says; until then it answers with the arguments.
 struct Scripted : transport::Service {
-    Script<std::unique_ptr<transport::IncomingCall>> call;
-    Script<std::shared_ptr<transport::ClientSession>> connected;
-    Script<std::shared_ptr<transport::ClientSession>> disconnected;
+    Script<Incoming> call;
+    Script<Session> connected, disconnected;
 
     Scripted() {
         call = [](auto incoming) { incoming->reply(std::move(incoming->arguments())); };
     }
-    void onCall(std::unique_ptr<transport::IncomingCall> incoming) override { call(std::move(incoming)); }
-    void onConnected(const std::shared_ptr<transport::ClientSession>& client) override { connected(client); }
-    void onDisconnected(const std::shared_ptr<transport::ClientSession>& client) override {
-        disconnected(client);
-    }
+    void onCall(Incoming incoming) override { call(std::move(incoming)); }
+    void onConnected(const Session& client) override { connected(client); }
+    void onDisconnected(const Session& client) override { disconnected(client); }
 };
 
 /// Calls that a script keeps unanswered.
-class Held {
-public:
-    std::function<void(std::unique_ptr<transport::IncomingCall>)> keep() {
+struct Held {
+    std::function<void(Incoming)> keep() {
         return [this](auto call) {
             const std::lock_guard lock(mutex_);
             calls_.push_back(std::move(call));
@@ -99,19 +66,22 @@ public:
         const std::lock_guard lock(mutex_);
         return calls_.size();
     }
-    std::vector<std::unique_ptr<transport::IncomingCall>> release() {
+    void answer(const GenericPayload& result = {}) {
         const std::lock_guard lock(mutex_);
-        return std::move(calls_);
+        for (auto& call : calls_)
+            call->reply(result);
+        calls_.clear();
     }
 
 private:
     std::mutex mutex_;
-    std::vector<std::unique_ptr<transport::IncomingCall>> calls_;
+    std::vector<Incoming> calls_;
 };
 
-inline std::unique_ptr<transport::Server> startServer(const std::filesystem::path& directory,
-                                                      std::shared_ptr<transport::Service> service,
-                                                      transport::Limits limits = {}) {
+inline std::unique_ptr<transport::Server>
+startServer(const std::filesystem::path& directory,
+            std::shared_ptr<transport::Service> service = std::make_shared<Scripted>(),
+            transport::Limits limits = {}) {
     auto server = std::make_unique<transport::Server>(
         transport::ServerOptions{directory, limits},
         std::vector<transport::OfferedService>{{"Test", 2, 1, 7, std::move(service)}});
@@ -119,74 +89,56 @@ inline std::unique_ptr<transport::Server> startServer(const std::filesystem::pat
     return server;
 }
 
-/// A framework with a connector in it.
-class Client {
-public:
-    explicit Client(const std::filesystem::path& directory, transport::Limits limits = {},
-                    std::chrono::milliseconds jitter = 1ms)
-        : framework_(cppmicroservices::FrameworkFactory().NewFramework()) {
-        framework_.Start();
-        connector_ = std::make_unique<transport::Connector>(
-            framework_.GetBundleContext(),
-            transport::ConnectorOptions{directory, "test-client", limits, jitter}, executor_);
-        connector_->start();
-    }
-    ~Client() {
-        connector_.reset();
-        framework_.Stop();
-        framework_.WaitForStop(0ms);
-    }
+/// A server and a client that has found it.
+struct Connection : Test {
+    TempDirectory directory;
+    RecordingLog log;
+    std::shared_ptr<Scripted> service = std::make_shared<Scripted>();
+    std::unique_ptr<transport::Server> server;
+    std::unique_ptr<Client> client;
+    Invokables invokable;
 
-    cppmicroservices::BundleContext context() { return framework_.GetBundleContext(); }
-    transport::Connector& connector() { return *connector_; }
-    /// The service registered now; null when there is none.
-    Invokables current() {
-        try {
-            auto reference = context().GetServiceReference<core::Invokable>();
-            return reference ? context().GetService(reference) : nullptr;
-        } catch (const std::exception&) {
-            return nullptr; // unregistered between the two
-        }
+    void begin(transport::Limits serverLimits = {}, transport::Limits clientLimits = {}) {
+        server = startServer(directory / "s", service, serverLimits);
+        client = std::make_unique<Client>(directory / "s", clientLimits);
+        invokable = client->found();
     }
-    Invokables found() {
-        Invokables invokable;
-        EXPECT_TRUE(eventually([&] { return (invokable = current()) != nullptr; }));
-        return invokable;
-    }
-
-private:
-    foundation::concurrent::threadpool::Executor executor_{{}};
-    cppmicroservices::Framework framework_;
-    std::unique_ptr<transport::Connector> connector_;
 };
 
-/// Calls as the synchronous clients do.
-template <class R, class... Args>
-R callAndHelp(core::Invokable& invokable, std::chrono::seconds timeout, std::string method, Args... args) {
-    auto call = invokable.startCall<R>(timeout, std::move(method), std::move(args)...);
-    invokable.help(call.id);
-    return call.result.get();
+template <class... Values>
+GenericPayload payload(Values... values) {
+    return GenericPayload::of(std::move(values)...);
+}
+
+/// A handler and the future that it fulfils.
+struct Ending {
+    std::shared_ptr<std::promise<GenericPayload>> promise = std::make_shared<std::promise<GenericPayload>>();
+    core::CompletionHandler handler{[p = promise](auto value) { p->set_value(std::move(value)); },
+                                    [p = promise](std::exception_ptr error) { p->set_exception(error); }};
+};
+
+inline core::Invokable::CallId start(core::Invokable& invokable, std::chrono::milliseconds timeout,
+                                     std::string method, GenericPayload arguments,
+                                     core::CompletionHandler handler) {
+    return invokable.invokeGeneric(timeout, std::move(method), core::SignatureDescriptor::of<void()>(),
+                                   std::move(arguments), std::move(handler));
 }
 
 /// How a call with a limit in milliseconds ends, by whatever thread.
-inline std::future<core::GenericPayload> callFor(core::Invokable& invokable,
-                                                 std::chrono::milliseconds timeout, std::string method,
-                                                 core::GenericPayload arguments = {},
-                                                 core::Invokable::CallId* id = nullptr) {
-    auto promise = std::make_shared<std::promise<core::GenericPayload>>();
-    const auto started = invokable.invokeGeneric(
-        timeout, std::move(method), core::SignatureDescriptor::of<void()>(), std::move(arguments),
-        {[promise](core::GenericPayload value) { promise->set_value(std::move(value)); },
-         [promise](std::exception_ptr error) { promise->set_exception(error); }});
+inline std::future<GenericPayload> callFor(core::Invokable& invokable, std::chrono::milliseconds timeout,
+                                           std::string method, GenericPayload arguments = {},
+                                           core::Invokable::CallId* id = nullptr) {
+    Ending ending;
+    const auto call = start(invokable, timeout, std::move(method), std::move(arguments), ending.handler);
     if (id)
-        *id = started;
-    return promise->get_future();
+        *id = call;
+    return ending.promise->get_future();
 }
 
 /// The error's kind and text; fails the test when the call ends otherwise, or not at all.
 template <class R>
-std::pair<core::ErrorKind, std::string> errorOf(std::future<R> result) {
-    if (result.wait_for(generous) != std::future_status::ready) {
+Failure errorOf(std::future<R> result) {
+    if (!comes(result)) {
         ADD_FAILURE() << "the call did not end";
         return {};
     }
@@ -198,26 +150,5 @@ std::pair<core::ErrorKind, std::string> errorOf(std::future<R> result) {
     ADD_FAILURE() << "the call succeeded";
     return {};
 }
-
-/// Everything logged while it lives.
-class LogRecorder {
-public:
-    /// How many lines contain the text.
-    std::size_t count(const std::string& text) {
-        const std::lock_guard lock(mutex_);
-        std::size_t lines = 0;
-        for (const auto& line : lines_)
-            lines += line.find(text) != std::string::npos ? 1 : 0;
-        return lines;
-    }
-
-private:
-    std::mutex mutex_;
-    std::vector<std::string> lines_;
-    foundation::log::Subscription subscription_ = foundation::log::subscribe([this](const auto& record) {
-        const std::lock_guard lock(mutex_);
-        lines_.push_back(record.text);
-    });
-};
 
 } // namespace transport_test

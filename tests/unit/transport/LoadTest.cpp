@@ -1,22 +1,19 @@
 #include "Fixture.h"
 #include "records/NotifierUuid.h"
 
-#include <thread>
-
 namespace transport_test {
 
 namespace {
 
+struct Load : Connection {};
+
 /// Ends a call whichever way, or the test fails. True for a value.
 bool ends(core::Invokable& invokable, std::chrono::milliseconds timeout, const char* method, bool help) {
     core::Invokable::CallId id = 0;
-    auto result = callFor(invokable, timeout, method, core::GenericPayload::of(1), &id);
+    auto result = callFor(invokable, timeout, method, payload(1), &id);
     if (help)
         invokable.help(id);
-    if (result.wait_for(generous) != std::future_status::ready) {
-        ADD_FAILURE() << "a call did not end";
-        return false;
-    }
+    EXPECT_TRUE(comes(result));
     try {
         return result.get().get<int>(0) == 1;
     } catch (const core::InvocationError&) {
@@ -26,12 +23,10 @@ bool ends(core::Invokable& invokable, std::chrono::milliseconds timeout, const c
 
 } // namespace
 
-TEST(Load, TheReadersRoleIsHandedOnAmongCallersOfAllKinds) {
+TEST_F(Load, TheReadersRoleIsHandedOnAmongCallersOfAllKinds) {
     // Some are answered at once, some by another thread, some never: each must end by its own reply or
     // deadline, though whoever reads for it changes all the time, and none may be left without a reader.
-    TempDirectory directory;
-    const auto service = std::make_shared<Scripted>();
-    service->call = [&](std::shared_ptr<transport::IncomingCall> call) {
+    service->call = [&](SharedIncoming call) {
         if (call->method() == "later")
             std::thread([call] { call->reply(std::move(call->arguments())); }).detach();
         else if (call->method() == "now")
@@ -42,53 +37,35 @@ TEST(Load, TheReadersRoleIsHandedOnAmongCallersOfAllKinds) {
                     std::this_thread::yield();
             }).detach();
     };
-    const auto server = startServer(directory / "s", service);
-    Client client(directory / "s");
-    const auto invokable = client.found();
-    std::vector<std::thread> threads;
-    std::atomic<int> wrong = 0;
-    for (int i = 0; i < 12; ++i)
-        threads.emplace_back([&, i] {
-            const bool help = i % 4 != 3;
-            for (int round = 0; round < 40; ++round) {
-                if (i % 3 == 0 && round % 10 == 0)
-                    wrong += ends(*invokable, std::chrono::milliseconds(1 + round), "never", help) ? 1 : 0;
-                else
-                    wrong += ends(*invokable, 30s, i % 3 == 1 ? "later" : "now", help) ? 0 : 1;
-            }
-        });
-    for (auto& thread : threads)
-        thread.join();
-    EXPECT_EQ(wrong, 0);
+    begin();
+    startThreads(12, [&](int i) {
+        const bool help = i % 4 != 3;
+        for (int round = 0; round < 40; ++round) {
+            if (i % 3 == 0 && round % 10 == 0)
+                EXPECT_FALSE(ends(*invokable, std::chrono::milliseconds(1 + round), "never", help));
+            else
+                EXPECT_TRUE(ends(*invokable, 30s, i % 3 == 1 ? "later" : "now", help));
+        }
+    });
 }
 
-TEST(Load, CallbacksAndCallsInBothDirections) {
-    TempDirectory directory;
-    const auto service = std::make_shared<Scripted>();
-    service->call = [](std::shared_ptr<transport::IncomingCall> call) {
+TEST_F(Load, CallbacksAndCallsInBothDirections) {
+    service->call = [](SharedIncoming call) {
         const auto id = call->arguments().get<boost::uuids::uuid>(0);
         call->client()->callBack(id, {}, 30s,
-                                 {[call](core::GenericPayload value) { call->reply(std::move(value)); },
-                                  [call](auto) { call->reply(core::GenericPayload::of(-1)); }});
+                                 {[call](auto value) { call->reply(std::move(value)); },
+                                  [call](auto) { call->reply(payload(-1)); }});
     };
-    const auto server = startServer(directory / "s", service);
-    Client client(directory / "s");
-    const auto invokable = client.found();
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 8; ++i)
-        threads.emplace_back([&, i] {
-            for (int round = 0; round < 25; ++round) {
-                const auto id = login::detail::createUuid();
-                invokable->callbacks()->add(id,
-                                            {[i](auto, auto) { return core::GenericPayload::of(i); },
-                                             core::SignatureDescriptor::of<int()>()},
-                                            1U);
-                EXPECT_EQ(callAndHelp<int>(*invokable, 30s, "m", id), i);
-                EXPECT_EQ(callAndHelp<int>(*invokable, 30s, "m", id), -1) << "its limit of calls is used up";
-            }
-        });
-    for (auto& thread : threads)
-        thread.join();
+    begin();
+    startThreads(8, [&](int i) {
+        for (int round = 0; round < 25; ++round) {
+            const auto id = login::detail::createUuid();
+            const auto function = [i](auto, auto) { return payload(i); };
+            invokable->callbacks()->add(id, {function, core::SignatureDescriptor::of<int()>()}, 1U);
+            EXPECT_EQ(callAndHelp<int>(*invokable, "m", id), i);
+            EXPECT_EQ(callAndHelp<int>(*invokable, "m", id), -1) << "its limit of calls is used up";
+        }
+    });
     EXPECT_EQ(invokable->callbacks()->size(), 0U);
 }
 

@@ -8,9 +8,7 @@
 
 #include <filesystem>
 #include <functional>
-#include <optional>
 #include <poll.h>
-#include <string>
 #include <sys/socket.h>
 #include <vector>
 
@@ -18,12 +16,13 @@ namespace transport_test {
 
 namespace wire = agent::spf::transport::wire;
 
+using Bytes = std::vector<std::byte>;
 using Fill = std::function<void(wire::Message::Builder)>;
 
-inline std::vector<std::byte> frame(const Fill& fill) {
+inline Bytes frame(const Fill& fill) {
     wire::FrameBuilder builder;
     fill(builder.message());
-    std::vector<std::byte> bytes;
+    Bytes bytes;
     builder.appendTo(bytes);
     return bytes;
 }
@@ -35,18 +34,24 @@ inline void fillHello(wire::Message::Builder message) {
     hello.setClientId("raw");
 }
 
+/// A socket that is bound, or connected, to the daemon's place in a directory.
+inline wire::UniqueFd socketAt(const std::filesystem::path& directory,
+                               int (&attach)(int, const sockaddr*, socklen_t)) {
+    const auto address = wire::socketAddress(directory / wire::socketName);
+    wire::UniqueFd fd(::socket(AF_UNIX, SOCK_STREAM, 0));
+    if (attach(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        throw std::runtime_error("cannot bind or connect");
+    return fd;
+}
+
 /// An end of a connection that keeps to no protocol but what the test sends.
 class RawPeer {
 public:
     explicit RawPeer(int fd) : fd_(fd) {}
     /// Connects to the daemon in a directory.
-    explicit RawPeer(const std::filesystem::path& directory) : fd_(::socket(AF_UNIX, SOCK_STREAM, 0)) {
-        const auto address = wire::socketAddress(directory / wire::socketName);
-        if (::connect(fd_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-            throw std::runtime_error("cannot connect");
-    }
+    explicit RawPeer(const std::filesystem::path& directory) : fd_(socketAt(directory, ::connect)) {}
 
-    void send(const std::vector<std::byte>& bytes) {
+    void send(const Bytes& bytes) {
         for (std::size_t at = 0; at < bytes.size();) {
             const auto n = ::send(fd_.get(), bytes.data() + at, bytes.size() - at, MSG_NOSIGNAL);
             if (n <= 0)
@@ -60,12 +65,10 @@ public:
     bool receive(const std::function<void(wire::Message::Reader)>& visit = [](auto) {}) {
         for (;;) {
             if (const auto body = buffer_.next()) {
-                wire::FrameReader reader(*body, {});
-                visit(reader.message());
+                visit(wire::FrameReader(*body, {}).message());
                 return true;
             }
-            pollfd fd{fd_.get(), POLLIN, 0};
-            if (::poll(&fd, 1, 60'000) <= 0)
+            if (!readable(60'000))
                 return false;
             const auto room = buffer_.prepare();
             const auto n = ::recv(fd_.get(), room.data(), room.size(), 0);
@@ -78,12 +81,16 @@ public:
     bool closedByOther() {
         while (receive()) {
         }
-        pollfd fd{fd_.get(), POLLIN, 0};
-        return ::poll(&fd, 1, 0) == 1;
+        return readable(0);
     }
     void close() { fd_ = {}; }
 
 private:
+    bool readable(int milliseconds) {
+        pollfd fd{fd_.get(), POLLIN, 0};
+        return ::poll(&fd, 1, milliseconds) == 1;
+    }
+
     wire::UniqueFd fd_;
     wire::FrameBuffer buffer_{1 << 20};
 };
@@ -91,11 +98,8 @@ private:
 /// A daemon that welcomes one client, and does what the test says from then on.
 class RawDaemon {
 public:
-    explicit RawDaemon(const std::filesystem::path& directory)
-        : listening_(::socket(AF_UNIX, SOCK_STREAM, 0)) {
-        const auto address = wire::socketAddress(directory / wire::socketName);
-        if (::bind(listening_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-            ::listen(listening_.get(), 8) != 0)
+    explicit RawDaemon(const std::filesystem::path& directory) : listening_(socketAt(directory, ::bind)) {
+        if (::listen(listening_.get(), 8) != 0)
             throw std::runtime_error("cannot listen");
     }
     /// Waits for the client's hello and answers.

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "runtime/core/Invokable.h"
+#include "tests/support/Testing.h"
+
+#include <agent/spf/transport/Connector.h>
+#include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/Framework.h>
+#include <cppmicroservices/FrameworkEvent.h>
+#include <cppmicroservices/FrameworkFactory.h>
+
+namespace zelkor::test {
+
+using Invokables = std::shared_ptr<agent::spf::core::Invokable>;
+
+/// A framework with a started connector in it.
+class ConnectedClient {
+public:
+    explicit ConnectedClient(const std::filesystem::path& directory,
+                             agent::spf::transport::Limits limits = {}) {
+        framework_.Start();
+        connector_ = std::make_unique<agent::spf::transport::Connector>(
+            context(), agent::spf::transport::ConnectorOptions{directory, "test-client", limits,
+                                                               std::chrono::milliseconds(1)});
+        connector_->start();
+    }
+    ~ConnectedClient() {
+        connector_.reset();
+        framework_.Stop();
+        framework_.WaitForStop(std::chrono::milliseconds(0));
+    }
+
+    cppmicroservices::BundleContext context() { return framework_.GetBundleContext(); }
+    agent::spf::transport::Connector& connector() { return *connector_; }
+    /// The service registered now; null when there is none.
+    Invokables current() {
+        try {
+            auto reference = context().GetServiceReference<agent::spf::core::Invokable>();
+            return reference ? context().GetService(reference) : nullptr;
+        } catch (const std::exception&) {
+            return nullptr; // unregistered between the two
+        }
+    }
+    /// Waits for a service, another one than `former`. @throws std::runtime_error when none comes
+    Invokables found(const Invokables& former = nullptr) {
+        Invokables service;
+        if (!eventually([&] { return (service = current()) != nullptr && service != former; }))
+            throw std::runtime_error("the client found no service");
+        return service;
+    }
+
+private:
+    cppmicroservices::Framework framework_ = cppmicroservices::FrameworkFactory().NewFramework();
+    std::unique_ptr<agent::spf::transport::Connector> connector_;
+};
+
+/// Calls as the synchronous clients do.
+template <class R, class... Args>
+R callAndHelp(agent::spf::core::Invokable& service, std::string method, Args... args) {
+    auto call = service.startCall<R>(std::chrono::seconds(60), std::move(method), std::move(args)...);
+    service.help(call.id);
+    return call.result.get();
+}
+
+} // namespace zelkor::test
