@@ -1,0 +1,57 @@
+#include "ModuleHost.h"
+
+#include <cstdlib>
+
+namespace zelkor::test {
+
+namespace {
+
+/// ZELKOR_RACE_ROUNDS asks for more than the everyday number.
+int rounds() {
+    const char* wanted = std::getenv("ZELKOR_RACE_ROUNDS");
+    return wanted ? std::atoi(wanted) : 60;
+}
+
+} // namespace
+
+TEST_F(ModuleHost, CallersMeetEveryChangeOfConfigurationBundleAndFramework) {
+    daemon.appear();
+    auto desktop = offerDesktopServices();
+    configure(fullPid, {{"timeouts::service", 0}});
+    configure(detailPid, {{"timeouts::service", 0}});
+    std::atomic<std::uint64_t> answers = 0;
+    auto callers = startThreads(8, [&](std::stop_token stop, int) {
+        while (!stop.stop_requested()) {
+            try {
+                auto own = context;
+                const auto found = own.GetServiceReferences<login::detail::ZelkorLogin>();
+                for (const auto& reference : found) {
+                    if (const auto login = own.GetService(reference))
+                        answers += login->getRelease() == "1.2" ? 1 : 0;
+                }
+            } catch (const std::exception&) {
+                // unregistered in between, or the framework has stopped
+            }
+        }
+    });
+    const auto answersCome = [&] {
+        const auto before = answers.load();
+        EXPECT_TRUE(eventually([&] { return answers > before; }));
+    };
+    for (int round = 0; round < rounds(); ++round) {
+        configure(fullPid, {{"timeouts::service", 0}, {"round", round}});
+        answersCome();
+        admin->GetConfiguration(detailPid)->Remove().get();
+#ifdef ZELKOR_EMBEDDED_FRAMEWORK // the installed one gives the context of the bundle's first start only
+        bundle.Stop();
+        bundle.Start();
+#endif
+        configure(detailPid, {{"timeouts::service", 0}});
+        desktop.Unregister();
+        desktop = offerDesktopServices();
+        answersCome();
+    }
+    stopFramework(); // under load
+}
+
+} // namespace zelkor::test
