@@ -1,6 +1,9 @@
 #include "demo/Chapters.h"
 
+#include "demo/ShellCommand.h"
 #include "records/Utf.h"
+
+#include <cppmicroservices/Any.h>
 
 #include <atomic>
 #include <chrono>
@@ -47,93 +50,123 @@ void pause(std::chrono::milliseconds time) {
 
 } // namespace
 
-void askEverything(Narrator& narrator, Client& client) {
-    narrator.chapter("A client in this process asks the daemon in another one");
-    narrator.expect("getLoginInfo", nameOf(client.getLoginInfo("demo", LoginInfo::Level::SignedIn)),
+void askEverything(Narrator& narrator, const Services& services) {
+    const auto& [login, detail, vetoer] = services;
+    narrator.chapter("The module, loaded into this process, asks the daemon in another one");
+    narrator.expect("getLoginInfo", nameOf(login->getLoginInfo("demo", LoginInfo::Level::SignedIn)),
                     "nobody");
-    narrator.expect("isLoggedIn", yesNo(client.isLoggedIn("demo", LoginInfo::Level::SignedIn)), "no");
-    narrator.check(!client.requestAccessToken("demo", LoginInfo::Level::SignedIn),
+    narrator.expect("isLoggedIn", yesNo(login->isLoggedIn("demo", LoginInfo::Level::SignedIn)), "no");
+    narrator.check(!login->requestAccessToken("demo", LoginInfo::Level::SignedIn),
                    "requestAccessToken: no token");
-    narrator.check(!client.getAccessToken(), "getAccessToken: no token");
-    const auto release = client.getRelease();
+    narrator.check(!login->getAccessToken(), "getAccessToken: no token");
+    const auto release = detail->getRelease();
     narrator.check(!release.empty(), "getRelease: " + release);
-    narrator.expect("getEndpoint", client.getEndpoint(), endpoint);
-    const auto source = client.getSourceId();
+    narrator.expect("getEndpoint", detail->getEndpoint(), endpoint);
+    const auto source = detail->getSourceId();
     narrator.check(!source.empty(), "getSourceId: " + source);
-    narrator.expect("getCurrentSessionId", client.getCurrentSessionId(), "");
-    narrator.check(!client.getPersistedLoginData().getRememberMe(),
+    narrator.expect("getCurrentSessionId", detail->getCurrentSessionId(), "");
+    narrator.check(!detail->getPersistedLoginData().getRememberMe(),
                    "getPersistedLoginData: nothing is remembered");
     narrator.expect("getLoginInfoAndLogTELX",
-                    nameOf(client.getLoginInfoAndLogTELX("demo", LoginInfo::Level::SignedIn, "start")),
+                    nameOf(detail->getLoginInfoAndLogTELX("demo", LoginInfo::Level::SignedIn, "start")),
                     "nobody");
-    narrator.expect("isLogoutVetoed", yesNo(client.isLogoutVetoed()), "no");
-    narrator.check(client.negotiateLogout({}).accepted, "negotiateLogout: everybody accepts");
-    narrator.expect("shouldVetoSignIn", yesNo(client.shouldVetoSignIn()), "no");
+    narrator.expect("isLogoutVetoed", yesNo(detail->isLogoutVetoed()), "no");
+    narrator.check(detail->negotiateLogout({}).accepted, "negotiateLogout: everybody accepts");
+    narrator.expect("shouldVetoSignIn", yesNo(vetoer->shouldVetoSignIn()), "no");
 }
 
-void impersonate(Narrator& narrator, Client& client) {
+void impersonate(Narrator& narrator, const Services& services) {
+    const auto& [login, detail, vetoer] = services;
     narrator.chapter("Signing in, tokens, and being remembered");
-    client.vetoSignIn(true);
-    narrator.expect("vetoSignIn(true), then shouldVetoSignIn", yesNo(client.shouldVetoSignIn()), "yes");
+    vetoer->vetoSignIn(true);
+    narrator.expect("vetoSignIn(true), then shouldVetoSignIn", yesNo(vetoer->shouldVetoSignIn()), "yes");
     try {
-        client.impersonate(login::AccessToken(kToken), ada());
+        login->impersonate(login::AccessToken(kToken), ada());
         narrator.check(false, "impersonate went through a veto");
     } catch (const std::exception& refusal) {
         narrator.check(true, std::string("impersonate is refused: ") + refusal.what());
     }
-    client.vetoSignIn(false);
-    client.impersonate(login::AccessToken(kToken), ada());
+    vetoer->vetoSignIn(false);
+    login->impersonate(login::AccessToken(kToken), ada());
     narrator.expect("impersonate, then getLoginInfo",
-                    nameOf(client.getLoginInfo("demo", LoginInfo::Level::SignedIn)), "Ada Lovelace");
-    narrator.expect("isLoggedIn", yesNo(client.isLoggedIn("demo", LoginInfo::Level::SignedIn)), "yes");
-    const auto token = client.requestAccessToken("demo", LoginInfo::Level::SignedIn);
+                    nameOf(login->getLoginInfo("demo", LoginInfo::Level::SignedIn)), "Ada Lovelace");
+    narrator.expect("isLoggedIn", yesNo(login->isLoggedIn("demo", LoginInfo::Level::SignedIn)), "yes");
+    const auto token = login->requestAccessToken("demo", LoginInfo::Level::SignedIn);
     narrator.check(token && token->getTokenString() == kToken, "requestAccessToken: the token, not shown");
-    narrator.check(client.getAccessToken().getTokenString() == kToken,
+    narrator.check(login->getAccessToken().getTokenString() == kToken,
                    "getAccessToken: the token, not shown");
-    narrator.check(!client.getCurrentSessionId().empty(),
-                   "getCurrentSessionId: " + client.getCurrentSessionId());
+    narrator.check(!detail->getCurrentSessionId().empty(),
+                   "getCurrentSessionId: " + detail->getCurrentSessionId());
 
     login::detail::LoginData data;
     data.refreshToken = "demo-refresh-token";
     data.info = ada();
     data.rememberMe = true;
-    client.persistIdentity(data);
-    narrator.check(client.getPersistedLoginData() == data,
+    detail->persistIdentity(data);
+    narrator.check(detail->getPersistedLoginData() == data,
                    "persistIdentity, then getPersistedLoginData: the same data");
 }
 
-void waitForDaemon(Narrator& narrator, Host& host, hshd::DaemonProcess& daemon) {
-    narrator.chapter("No daemon: a call waits for one, up to its service timeout");
+void askFromShell(Narrator& narrator, const std::filesystem::path& program, hshd::DaemonProcess& daemon,
+                  const std::filesystem::path& socketDirectory) {
+    narrator.chapter("From a shell: the program zelkorlogin, with a daemon and without one");
+    const auto run = [&](std::vector<std::string> arguments, int wantedExitCode) {
+        std::string line = "$ zelkorlogin";
+        for (const auto& argument : arguments)
+            line += ' ' + argument;
+        narrator.say(line);
+        arguments.insert(arguments.end(), {"--socket-dir", socketDirectory.string()});
+        const auto command = ShellCommand::run(program, arguments);
+        std::istringstream output(command.output);
+        for (std::string text; std::getline(output, text);)
+            narrator.say("  " + text);
+        narrator.expect("exit code", std::to_string(command.exitCode), std::to_string(wantedExitCode));
+    };
+    run({"status"}, 0);
+    run({"token", "--level", "confirmed"}, 1);
     narrator.expect("SIGTERM to the daemon: exit code", std::to_string(daemon.stop()), "0");
-    host.awaitDaemonGone();
-    const auto impatient = host.makeClient(1);
+    run({"status", "--timeout", "1"}, 3);
+}
+
+void waitForDaemon(Narrator& narrator, zelkor::host::Host& host, const Services& services,
+                   hshd::DaemonProcess& daemon) {
+    narrator.chapter("No daemon: a call waits for one, up to its service timeout");
+    while (host.daemonPresent())
+        pause(std::chrono::milliseconds(10));
+    const std::string key = "timeouts::service";
+    auto& detail = services.detail;
+    host.configureAll(key, 1);
     auto begin = Clock::now();
-    narrator.expect("getRelease with a service timeout of 1 s", impatient->getRelease(), "");
+    narrator.expect("getRelease, the service timeout configured to 1 s", detail->getRelease(), "");
     narrator.check(Clock::now() - begin >= std::chrono::seconds(1), "it came back after " + since(begin));
 
-    const auto patient = host.makeClient(60);
+    host.configureAll(key, 60);
     std::string release;
     begin = Clock::now();
-    std::jthread caller([&] { release = patient->getRelease(); });
-    narrator.say(
-        "getRelease with a service timeout of 60 s is called; the daemon is started half a second later");
+    std::jthread caller([&] { release = detail->getRelease(); });
+    narrator.say("getRelease, the timeout now configured to 60 s, is called; the daemon is started half a "
+                 "second later");
     pause(std::chrono::milliseconds(500));
     daemon.start();
     caller.join();
     narrator.check(!release.empty() && Clock::now() - begin < std::chrono::seconds(30),
                    "it answered " + release + " after " + since(begin));
+    host.configureAll(key, 10);
+    narrator.check(host.get<login::detail::ZelkorLogin>().service == detail.service,
+                   "all this time the service was the same object");
 }
 
-void killDuringCalls(Narrator& narrator, Client& client, hshd::DaemonProcess& daemon) {
+void killDuringCalls(Narrator& narrator, const Services& services, hshd::DaemonProcess& daemon) {
+    const auto& [login, detail, vetoer] = services;
     narrator.chapter("The daemon is killed (SIGKILL) three times while eight threads call");
-    const auto session = client.getCurrentSessionId();
+    const auto session = detail->getCurrentSessionId();
     std::atomic<int> answered{0}, empty{0}, wrong{0};
     {
         std::vector<std::jthread> callers;
         for (int i = 0; i < 8; ++i)
-            callers.emplace_back([&](std::stop_token stop) {
+            callers.emplace_back([&, &login = login](const std::stop_token& stop) {
                 while (!stop.stop_requested()) {
-                    const auto name = nameOf(client.getLoginInfo("demo", LoginInfo::Level::SignedIn));
+                    const auto name = nameOf(login->getLoginInfo("demo", LoginInfo::Level::SignedIn));
                     ++(name == "Ada Lovelace" ? answered : name == "nobody" ? empty : wrong);
                 }
             });
@@ -148,18 +181,19 @@ void killDuringCalls(Narrator& narrator, Client& client, hshd::DaemonProcess& da
     narrator.check(answered > 0 && wrong == 0,
                    std::to_string(answered) + " calls answered, " + std::to_string(empty) +
                        " ended empty with their daemon, " + std::to_string(wrong) + " wrong, none hung");
-    narrator.expect("getLoginInfo", nameOf(client.getLoginInfo("demo", LoginInfo::Level::SignedIn)),
+    narrator.expect("getLoginInfo", nameOf(login->getLoginInfo("demo", LoginInfo::Level::SignedIn)),
                     "Ada Lovelace");
-    narrator.expect("the session is the same", client.getCurrentSessionId(), session);
-    narrator.check(client.getAccessToken().getTokenString() == kToken,
+    narrator.expect("the session is the same", detail->getCurrentSessionId(), session);
+    narrator.check(login->getAccessToken().getTokenString() == kToken,
                    "getAccessToken: the token, not shown");
-    narrator.check(client.getPersistedLoginData().getRememberMe(), "getPersistedLoginData: still remembered");
+    narrator.check(detail->getPersistedLoginData().getRememberMe(),
+                   "getPersistedLoginData: still remembered");
 
-    client.completeLogout();
+    detail->completeLogout();
     narrator.expect("completeLogout, then getLoginInfo",
-                    nameOf(client.getLoginInfo("demo", LoginInfo::Level::SignedIn)), "nobody");
-    client.clearSettings();
-    narrator.check(!client.getPersistedLoginData().getRememberMe(), "clearSettings: nothing is remembered");
+                    nameOf(login->getLoginInfo("demo", LoginInfo::Level::SignedIn)), "nobody");
+    detail->clearSettings();
+    narrator.check(!detail->getPersistedLoginData().getRememberMe(), "clearSettings: nothing is remembered");
 }
 
 } // namespace demo

@@ -1,24 +1,29 @@
 #pragma once
 
-#include "demo/Host.h"
 #include "demo/Narrator.h"
+#include "demo/Services.h"
 #include "platform/daemon/process/DaemonProcess.h"
+#include "platform/host/Host.h"
+
+#include <filesystem>
 
 namespace demo {
-
-using Client = login::spf::ZelkorLogin;
 
 /// What the daemon is told to answer as its endpoint.
 inline constexpr char endpoint[] = "https://login.example.test";
 
 /// Asks everything that can be asked while nobody is signed in.
-void askEverything(Narrator& narrator, Client& client);
+void askEverything(Narrator& narrator, const Services& services);
 /// Signs somebody in, reads tokens, keeps the identity.
-void impersonate(Narrator& narrator, Client& client);
-/// A call made while there is no daemon, which ends when one appears; another which ends when its time is
-/// over.
-void waitForDaemon(Narrator& narrator, Host& host, hshd::DaemonProcess& daemon);
+void impersonate(Narrator& narrator, const Services& services);
+/// What a shell sees: the program zelkorlogin beside a daemon and, at the end, without one.
+void askFromShell(Narrator& narrator, const std::filesystem::path& program, hshd::DaemonProcess& daemon,
+                  const std::filesystem::path& socketDirectory);
+/// A call made while there is no daemon, which ends when its time is over; another which ends when one
+/// appears.
+void waitForDaemon(Narrator& narrator, zelkor::host::Host& host, const Services& services,
+                   hshd::DaemonProcess& daemon);
 /// Kills the daemon while calls are under way, starts it again: what it held is still there.
-void killDuringCalls(Narrator& narrator, Client& client, hshd::DaemonProcess& daemon);
+void killDuringCalls(Narrator& narrator, const Services& services, hshd::DaemonProcess& daemon);
 
 } // namespace demo

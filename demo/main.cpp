@@ -1,6 +1,7 @@
 // Walks the main job with real processes: this one is the host, hshd is started as a process of its own.
 
 #include "demo/Chapters.h"
+#include "platform/host/ModuleFile.h"
 
 #include <foundation/log/setup.h>
 
@@ -35,7 +36,7 @@ private:
     std::filesystem::path path_;
 };
 
-int run(const std::filesystem::path& program) {
+int run(const std::filesystem::path& program, const std::filesystem::path& zelkorlogin) {
     demo::Narrator narrator;
     const Workplace workplace;
     hshd::DaemonProcess daemon({.program = program,
@@ -47,12 +48,18 @@ int run(const std::filesystem::path& program) {
     narrator.say("hshd runs as process " + std::to_string(daemon.pid()) + ", this host as " +
                  std::to_string(::getpid()));
     {
-        demo::Host host(workplace.path() / "run");
-        const auto client = host.makeClient(10);
-        demo::askEverything(narrator, *client);
-        demo::impersonate(narrator, *client);
-        demo::waitForDaemon(narrator, host, daemon);
-        demo::killDuringCalls(narrator, *client, daemon);
+        zelkor::host::HostOptions options;
+        options.module = zelkor::host::findModule(zelkorlogin.parent_path());
+        options.connector.socketDirectory = workplace.path() / "run";
+        options.connector.clientId = "demo";
+        zelkor::host::Host host(options);
+        const demo::Services services(host);
+        narrator.say("the services come from " + services.login.component);
+        demo::askEverything(narrator, services);
+        demo::impersonate(narrator, services);
+        demo::askFromShell(narrator, zelkorlogin, daemon, workplace.path() / "run");
+        demo::waitForDaemon(narrator, host, services, daemon);
+        demo::killDuringCalls(narrator, services, daemon);
     }
     narrator.expect("SIGTERM to the daemon: exit code", std::to_string(daemon.stop()), "0");
     if (narrator.failures() == 0)
@@ -65,10 +72,13 @@ int run(const std::filesystem::path& program) {
 } // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Shows the login client at work against a daemon of its own.");
-    std::filesystem::path hshd;
+    CLI::App app("Shows the login module at work against a daemon of its own.");
+    std::filesystem::path hshd, zelkorlogin;
     std::string level = "off";
     app.add_option("--hshd", hshd, "The daemon's program")->required()->check(CLI::ExistingFile);
+    app.add_option("--zelkorlogin", zelkorlogin, "The program zelkorlogin, with the module beside it")
+        ->required()
+        ->check(CLI::ExistingFile);
     app.add_option("--log-level", level, "What of the module's log goes to the error stream")
         ->capture_default_str();
     CLI11_PARSE(app, argc, argv);
@@ -76,7 +86,7 @@ int main(int argc, char** argv) {
         foundation::log::Options log;
         log.console = foundation::log::SeverityFilter::parse(level);
         foundation::log::setup(log);
-        return run(hshd);
+        return run(hshd, zelkorlogin);
     } catch (const std::exception& error) {
         std::cerr << "zelkor-demo: " << error.what() << std::endl;
         return EXIT_FAILURE;

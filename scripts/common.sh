@@ -33,7 +33,7 @@ job_count() {
 source_files() {
     local folder
     local -a folders=()
-    for folder in manifest runtime records spf v1 platform demo tests bench fuzz; do
+    for folder in manifest runtime records spf v1 platform demo examples tests bench fuzz; do
         if [[ -d $root/$folder ]]; then folders+=("$folder"); fi
     done
     (cd "$root" && find "${folders[@]}" -type f \( -name '*.h' -o -name '*.hpp' -o -name '*.cpp' \) | sort)

@@ -1,0 +1,55 @@
+# What is installed: the module, the programs, and what an application that loads the module is built with.
+# As a CMake package (find_package(zelkor), target zelkor::host, variable ZELKOR_MODULE) and for pkg-config
+# (package zelkor, variable module).
+
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+# In the order in which a linker wants them.
+set(ZELKOR_HOST_LIBRARIES
+    zelkor_login zelkor_spf_client zelkor_spf_wire zelkor_runtime_core zelkor_cppmicroservices zelkor_records
+    halvorin_foundation)
+set(ZELKOR_MODULE_DIR "${CMAKE_INSTALL_LIBDIR}/zelkor")
+set(include_dir "${CMAKE_INSTALL_INCLUDEDIR}/zelkor")
+
+# Everything a host links, under one name; the same in this build and in the package.
+add_library(zelkor_host INTERFACE)
+add_library(zelkor::host ALIAS zelkor_host)
+target_link_libraries(zelkor_host INTERFACE
+  zelkor::login zelkor::connector zelkor::spf_client cppmicroservices::framework cppmicroservices::runtime_bundles
+  halvorin::foundation)
+set_target_properties(zelkor_host PROPERTIES EXPORT_NAME host)
+
+install(TARGETS zelkor_host zelkor_connector zelkor_runtime_bundles ${ZELKOR_HOST_LIBRARIES}
+  EXPORT zelkor
+  ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+  INCLUDES DESTINATION "${include_dir}")
+install(TARGETS zelkorloginclient LIBRARY DESTINATION "${ZELKOR_MODULE_DIR}")
+install(TARGETS hshd zelkorlogin RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+
+foreach(dir IN ITEMS foundation cppmicroservices login connector spf)
+  if(NOT (dir STREQUAL "cppmicroservices" AND ZELKOR_FRAMEWORK STREQUAL "system"))
+    install(DIRECTORY "${PROJECT_SOURCE_DIR}/platform/${dir}/include/" DESTINATION "${include_dir}")
+  endif()
+endforeach()
+foreach(dir IN ITEMS records runtime/core)
+  install(DIRECTORY "${PROJECT_SOURCE_DIR}/${dir}/" DESTINATION "${include_dir}/${dir}" FILES_MATCHING PATTERN "*.h")
+endforeach()
+
+set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/zelkor")
+install(EXPORT zelkor NAMESPACE zelkor:: DESTINATION "${package_dir}" FILE zelkorTargets.cmake)
+configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/zelkorConfig.cmake.in"
+  "${PROJECT_BINARY_DIR}/zelkorConfig.cmake"
+  INSTALL_DESTINATION "${package_dir}" PATH_VARS ZELKOR_MODULE_DIR)
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/zelkorConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/zelkorConfig.cmake" "${PROJECT_BINARY_DIR}/zelkorConfigVersion.cmake"
+  DESTINATION "${package_dir}")
+
+# Static libraries tell pkg-config nothing about what they need: the list is spelled out. A build for an installed
+# framework has it through CMake only, for that framework knows no pkg-config.
+if(ZELKOR_FRAMEWORK STREQUAL "embedded")
+  list(TRANSFORM ZELKOR_HOST_LIBRARIES PREPEND "-l" OUTPUT_VARIABLE pc_libraries)
+  list(JOIN pc_libraries " " pc_libraries)
+  configure_file("${CMAKE_CURRENT_LIST_DIR}/zelkor.pc.in" "${PROJECT_BINARY_DIR}/zelkor.pc" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/zelkor.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endif()

@@ -1,0 +1,142 @@
+#include "platform/host/Host.h"
+
+#include "runtime/core/Invokable.h"
+#include "runtime/core/ServiceProperties.h"
+
+#include <cppmicroservices/FrameworkEvent.h>
+#include <cppmicroservices/FrameworkFactory.h>
+#include <cppmicroservices/LDAPFilter.h>
+#include <cppmicroservices/ServiceTracker.h>
+#include <cppmicroservices/cm/ConfigurationAdmin.hpp>
+#include <foundation/log/diagnostic_logger.h>
+#include <zelkorconnector/serviceprocess/HasDesktopServices.h>
+
+#include <exception>
+#include <sstream>
+#include <utility>
+
+namespace zelkor::host {
+
+namespace {
+
+using agent::spf::core::Invokable;
+using cppmicroservices::service::cm::ConfigurationAdmin;
+using zelkorconnector::serviceprocess::HasDesktopServices;
+
+class DesktopServices final : public HasDesktopServices {};
+
+std::string loginServiceFilter() {
+    return std::string("(") + agent::spf::core::properties::serviceName + "=ZelkorLogin)";
+}
+
+cppmicroservices::Bundle startBundle(cppmicroservices::BundleContext context,
+                                     const std::filesystem::path& file) {
+    try {
+        auto bundles = context.InstallBundles(file.string());
+        if (bundles.empty())
+            throw std::runtime_error("there is no bundle in it");
+        for (auto& bundle : bundles)
+            bundle.Start();
+        return bundles.front();
+    } catch (const std::exception& error) {
+        throw ConfigurationError("the bundle " + file.string() + " cannot be loaded: " + error.what());
+    }
+}
+
+void guarded(const char* what, const auto& step) noexcept {
+    try {
+        step();
+    } catch (const std::exception& error) {
+        foundation::log::basic_diagnostic_logger<char>("host").log(
+            foundation::log::logging_event_types::error, std::string(what) + ": " + error.what());
+    }
+}
+
+} // namespace
+
+Host::Host(HostOptions options)
+    : options_(std::move(options)), framework_(cppmicroservices::FrameworkFactory().NewFramework()) {
+    try {
+        framework_.Start();
+        context_ = framework_.GetBundleContext();
+        if (options_.desktopServices)
+            static_cast<void>(
+                context_.RegisterService<HasDesktopServices>(std::make_shared<DesktopServices>()));
+        connector_.emplace(context_, options_.connector);
+        connector_->start();
+        startBundles();
+        for (const auto& configuration : options_.configurations)
+            configure(configuration);
+    } catch (...) {
+        shutDown();
+        throw;
+    }
+}
+
+Host::~Host() {
+    shutDown();
+}
+
+void Host::startBundles() {
+    std::istringstream runtimeBundles(ZELKOR_RUNTIME_BUNDLES);
+    for (std::string file; std::getline(runtimeBundles, file, ';');)
+        startBundle(context_, file);
+    module_ = startBundle(context_, options_.module);
+}
+
+/// The clients end before what they call goes away.
+void Host::shutDown() noexcept {
+    if (module_)
+        guarded("The login module did not stop", [&] { module_->Stop(); });
+    connector_.reset();
+    guarded("The framework did not stop", [&] {
+        framework_.Stop();
+        framework_.WaitForStop(std::chrono::milliseconds::zero());
+    });
+}
+
+void Host::configure(const Configuration& configuration) {
+    const auto reference = context_.GetServiceReference<ConfigurationAdmin>();
+    const auto admin = reference ? context_.GetService(reference) : nullptr;
+    if (!admin)
+        throw ConfigurationError("the framework has no ConfigurationAdmin; install its run-time bundles");
+    admin->GetConfiguration(configuration.pid)->Update(configuration.properties).get();
+}
+
+void Host::configureAll(const std::string& key, const cppmicroservices::Any& value) {
+    for (auto& configuration : options_.configurations) {
+        configuration.properties[key] = value;
+        configure(configuration);
+    }
+}
+
+bool Host::awaitDaemon(std::chrono::milliseconds limit) {
+    cppmicroservices::ServiceTracker<Invokable> tracker(context_,
+                                                        cppmicroservices::LDAPFilter(loginServiceFilter()));
+    tracker.Open();
+    const bool present = tracker.WaitForService(limit) != nullptr;
+    tracker.Close();
+    return present;
+}
+
+bool Host::daemonPresent() {
+    return !context_.GetServiceReferences<Invokable>(loginServiceFilter()).empty();
+}
+
+void Host::failNoProvider(const std::string& interfaceName) const {
+    std::string pids;
+    for (const auto& configuration : options_.configurations)
+        pids += (pids.empty() ? "" : ", ") + configuration.pid;
+    throw ConfigurationError("no component provides " + interfaceName +
+                             ". Configured: " + (pids.empty() ? "none" : pids) +
+                             "; desktop services: " + (options_.desktopServices ? "yes" : "no") +
+                             ". The full client needs a configuration of hv.HalvorinServiceHost.ZelkorLogin, "
+                             "written with ~ and a name, and desktop services");
+}
+
+void Host::failNoObject(const std::string& interfaceName, const std::string& component) const {
+    throw ConfigurationError("the component " + component + ", which provides " + interfaceName +
+                             ", could not be made; --log-level warning may show why");
+}
+
+} // namespace zelkor::host

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "platform/host/FailureWatch.h"
+#include "platform/host/Host.h"
+#include "platform/host/NoAnswer.h"
+
+#include <chrono>
+#include <utility>
+
+namespace zelkor::host {
+
+/// What a command works with: a host, and the daemon within a time limit.
+class Session {
+public:
+    /// @param limit how long to wait for the daemon
+    Session(HostOptions options, std::chrono::seconds limit) : host_(std::move(options)), limit_(limit) {}
+
+    Host& host() { return host_; }
+
+    /// @throws NoAnswer when no daemon is found in time, saying where it was looked for and how to start it.
+    void requireDaemon();
+
+    /// Runs queries, whose answer is empty when the daemon gives none.
+    /// @throws NoAnswer when the module logged that one of them failed.
+    template <class Queries>
+    auto ask(Queries queries) {
+        const FailureWatch watch;
+        auto answer = queries();
+        if (const auto reason = watch.reason(); !reason.empty())
+            failUnanswered(reason);
+        return answer;
+    }
+    [[noreturn]] static void failUnanswered(const std::string& reason);
+
+private:
+    Host host_;
+    const std::chrono::seconds limit_;
+};
+
+} // namespace zelkor::host

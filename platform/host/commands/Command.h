@@ -1,0 +1,38 @@
+#pragma once
+
+#include "platform/host/ExitCode.h"
+#include "platform/host/Session.h"
+
+#include <foundation/json.h>
+
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace zelkor::host {
+
+struct Result {
+    ExitCode code = ExitCode::Ok;
+    std::string text;              ///< for the standard output
+    std::string note;              ///< for the standard error stream
+    foundation::json::object json; ///< instead of both, with --json
+};
+
+/// One of the program's commands.
+class Command {
+public:
+    virtual ~Command() = default;
+
+    virtual std::string name() const = 0;
+    virtual std::string description() const = 0;
+    virtual void addOptions(CLI::App&) {}
+    /// @throws ConfigurationError, NoAnswer
+    virtual Result run(Session& session) = 0;
+};
+
+/// The name under which the program asks the daemon.
+inline constexpr char requester[] = "zelkorlogin";
+
+} // namespace zelkor::host

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "platform/host/commands/Command.h"
+
+namespace zelkor::host {
+
+/// Logs out when nobody objects, or without asking.
+class LogoutCommand final : public Command {
+public:
+    std::string name() const override { return "logout"; }
+    std::string description() const override;
+    void addOptions(CLI::App& app) override;
+    Result run(Session& session) override;
+
+private:
+    bool force_ = false;
+};
+
+} // namespace zelkor::host

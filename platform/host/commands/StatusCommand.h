@@ -1,0 +1,20 @@
+#pragma once
+
+#include "platform/host/commands/Command.h"
+#include "platform/host/commands/LevelOption.h"
+
+namespace zelkor::host {
+
+/// Tells who is logged in, and how the daemon is reached.
+class StatusCommand final : public Command {
+public:
+    std::string name() const override { return "status"; }
+    std::string description() const override;
+    void addOptions(CLI::App& app) override;
+    Result run(Session& session) override;
+
+private:
+    LevelOption level_;
+};
+
+} // namespace zelkor::host

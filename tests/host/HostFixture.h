@@ -1,0 +1,55 @@
+#pragma once
+
+#include "platform/daemon/process/DaemonProcess.h"
+#include "tests/support/TempDirectory.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <sys/wait.h>
+
+namespace zelkor::test {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+/// What a program did.
+struct Ended {
+    int code = -1;
+    std::string out, err;
+};
+
+/// A daemon, not started yet, and programs run beside it.
+class HostFixture : public testing::Test {
+protected:
+    TempDirectory place;
+    hshd::DaemonProcess daemon{{.program = HSHD_PROGRAM,
+                                .socketDirectory = place / "zelkor",
+                                .stateDirectory = place / "state",
+                                .arguments = {"--signed-in", "ada:2"},
+                                .errorFile = place / "hshd.log"}};
+
+    /// A shell command in which programs find the daemon by themselves.
+    Ended run(const std::string& command) const {
+        const auto status =
+            std::system(("XDG_RUNTIME_DIR='" + place.path().string() + "' " + command + " >'" +
+                         (place / "out").string() + "' 2>'" + (place / "err").string() + "' </dev/null")
+                            .c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(place / "out"),
+                contentOf(place / "err")};
+    }
+    Ended zelkorlogin(const std::string& arguments) const {
+        return run(std::string(ZELKORLOGIN_PROGRAM) + ' ' + arguments);
+    }
+    /// Run with this configuration file.
+    Ended configured(const std::string& json, const std::string& arguments = "status --timeout 1") const {
+        std::ofstream(place / "host.json") << json;
+        return zelkorlogin(arguments + " --config '" + (place / "host.json").string() + "'");
+    }
+};
+
+} // namespace zelkor::test

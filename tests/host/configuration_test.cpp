@@ -1,0 +1,70 @@
+#include "tests/host/HostFixture.h"
+
+#include <filesystem>
+
+namespace {
+
+using namespace zelkor::test;
+
+class HostConfiguration : public HostFixture {};
+
+TEST_F(HostConfiguration, WhatCannotBeUsedIsNamedWithItsFileAndPlace) {
+    const auto complain = [&](const std::string& json, const std::string& complaint) {
+        const auto ended = configured(json);
+        EXPECT_EQ(ended.code, 2) << json;
+        EXPECT_THAT(ended.out, IsEmpty());
+        EXPECT_THAT(ended.err, HasSubstr((place / "host.json").string())) << json;
+        EXPECT_THAT(ended.err, HasSubstr(complaint)) << json;
+    };
+    complain("", "line 1");
+    complain("{\"clientId\":\n \"canary\" x}", "line 2");
+    complain("[]", "must hold one JSON object");
+    complain(R"({"socketDir": "x"})", "'socketDir' is no key of this file; the keys are bundle, ");
+    complain(R"({"socketDirectory": 1})", "'socketDirectory' must be a text");
+    complain(R"({"clientId": ""})", "'clientId' must be a text, and not empty");
+    complain(R"({"desktopServices": "yes"})", "'desktopServices' must be true or false");
+    complain(R"({"configurations": ["pid"]})", "'configurations' must be an object");
+    complain(R"({"configurations": {"a~": {}}})", "'configurations' > 'a~' is no pid");
+    complain(R"({"configurations": {"a~b": 1}})", "'configurations' > 'a~b' must be an object");
+    complain(R"({"configurations": {"a~b": {"k": [1, null]}}})",
+             "'configurations' > 'a~b' > 'k' > '1' is null");
+    complain(R"({"configurations": {"a~b": {"k": 2147483648}}})", "'k' is too large");
+    complain(R"({"configurations": {"a~b": {"k": 1, "K": 2}}})", "'K' is there twice");
+}
+
+TEST_F(HostConfiguration, WhatCannotBeSetUpIsAConfigurationErrorAndSaysWhatToDo) {
+    const auto complain = [&](const Ended& ended, const std::string& complaint) {
+        EXPECT_EQ(ended.code, 2);
+        EXPECT_THAT(ended.out, IsEmpty());
+        EXPECT_THAT(ended.err, HasSubstr(complaint));
+    };
+    complain(zelkorlogin(""), "A subcommand is required");
+    complain(zelkorlogin("status --timeout 0"), "--timeout");
+    complain(zelkorlogin("status --level high"), "--level");
+    complain(zelkorlogin("status --log-level loud"), "loud");
+    complain(zelkorlogin("status --config /nowhere.json"), "/nowhere.json: cannot be read: No such file");
+    complain(zelkorlogin("status --bundle nowhere.so"), "nowhere.so");
+    complain(configured(R"({"bundle": "host.json"})"), (place / "host.json").string());
+    complain(configured(R"({"configurations": {}})"), "no component provides login::ZelkorLogin");
+    complain(configured(R"({"desktopServices": false})"), "desktop services: no");
+    std::filesystem::create_directory(place / "zelkor");
+    std::filesystem::permissions(place / "zelkor", std::filesystem::perms::all);
+    complain(zelkorlogin("status"), "chmod 700");
+}
+
+TEST_F(HostConfiguration, AFileIsUsedAndTheCommandLineStandsAboveIt) {
+    daemon.start();
+    const std::string file = R"({
+        "bundle": ")" MODULE_FILE R"(", "clientId": "from-file", "desktopServices": true,
+        "socketDirectory": "elsewhere",
+        "configurations": {"hv.HalvorinServiceHost.ZelkorLogin~mine": {"a": [1, 1.5, "x", true, {"b": 2}]}}})";
+    auto ended = configured(file);
+    EXPECT_EQ(ended.code, 3);
+    EXPECT_THAT(ended.err, HasSubstr((place / "elsewhere/hshd.sock").string()));
+    ended = configured(file, "status --timeout 60 --socket-dir '" + (place / "zelkor").string() + "'");
+    EXPECT_EQ(ended.code, 0) << ended.err;
+    EXPECT_THAT(ended.out, HasSubstr("hv.HalvorinServiceHost.ZelkorLogin~mine"));
+    EXPECT_THAT(contentOf(place / "hshd.log"), HasSubstr("from-file"));
+}
+
+} // namespace

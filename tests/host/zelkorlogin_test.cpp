@@ -1,0 +1,111 @@
+#include "platform/host/Host.h"
+#include "runtime/core/Errors.h"
+#include "tests/host/HostFixture.h"
+
+#include <foundation/json.h>
+#include <login/ZelkorLogin.h>
+#include <login/control/LoginVetoer.h>
+
+#include <csignal>
+
+namespace {
+
+using namespace zelkor::test;
+using foundation::json::parse;
+
+class Zelkorlogin : public HostFixture {};
+
+// One framework in a process: this is the only test with a host of its own.
+TEST_F(Zelkorlogin, ShowsAndEndsALoginThatAnotherProcessMadeAndDefends) {
+    daemon.start();
+    zelkor::host::HostOptions options;
+    options.module = MODULE_FILE;
+    options.connector.socketDirectory = place / "zelkor";
+    zelkor::host::Host host(options);
+    const auto login = host.get<login::ZelkorLogin>();
+    const std::string canary = "CaNaRy-4711";
+    login::LoginInfo info;
+    info.userId = u"grace";
+    info.displayName = u"Grace \"Amazing\" Höpper";
+    info.level = login::LoginInfo::Level::SignedIn;
+    const auto vetoer = host.get<login::control::LoginVetoer>();
+    vetoer->vetoSignIn(true); // what the module throws has a type of this program
+    EXPECT_THROW(login->impersonate(login::AccessToken(canary), info), agent::spf::core::InvocationError);
+    vetoer->vetoSignIn(false);
+    login->impersonate(login::AccessToken(canary), info);
+    const auto negotiator = login->addLogoutNegotiator(
+        {"editor", [](const auto&) {
+             return login::NegotiatorResponse{login::Negotiator::Position::Object, u"unsaved\x1bwork"};
+         }});
+
+    auto ended = zelkorlogin("status");
+    EXPECT_EQ(ended.code, 0) << ended.err;
+    EXPECT_THAT(ended.out, HasSubstr("Grace \"Amazing\" Höpper is logged in, level signed-in (2)"));
+    ended = zelkorlogin("--json status");
+    const auto status = parse(ended.out);
+    EXPECT_EQ(status.at("user").at("id").as_string(), "grace");
+    EXPECT_EQ(status.at("user").at("name").as_string(), "Grace \"Amazing\" Höpper");
+    EXPECT_EQ(status.at("daemon").at("generation").as_string(), host.connection().generation.c_str());
+    EXPECT_EQ(status.at("component").as_string(), login.component.c_str());
+    EXPECT_FALSE(status.at("sessionId").as_string().empty());
+    EXPECT_EQ(zelkorlogin("status --level confirmed").code, 1);
+
+    ended = zelkorlogin("token --log-level debug");
+    EXPECT_EQ(ended.code, 0);
+    EXPECT_EQ(ended.out, canary + "\n");
+    EXPECT_THAT(ended.err, HasSubstr("requestAccessToken")); // it did log
+    EXPECT_THAT(ended.err + contentOf(place / "hshd.log"), Not(HasSubstr(canary)));
+    EXPECT_EQ(parse(zelkorlogin("token --json").out).at("token").as_string(), canary.c_str());
+    ended = zelkorlogin("token --level confirmed");
+    EXPECT_EQ(ended.code, 1);
+    EXPECT_THAT(ended.out, IsEmpty());
+
+    ended = zelkorlogin("logout");
+    EXPECT_EQ(ended.code, 4);
+    EXPECT_THAT(ended.err, HasSubstr("objects: unsaved\ufffdwork"));
+    EXPECT_EQ(parse(zelkorlogin("logout --json").out).at("objections").at(0).as_string(), "unsaved\x1bwork");
+    EXPECT_EQ(zelkorlogin("status").code, 0);
+    ended = zelkorlogin("logout --force");
+    EXPECT_EQ(ended.code, 0);
+    EXPECT_THAT(ended.out, HasSubstr("Höpper is logged out"));
+    EXPECT_EQ(zelkorlogin("status").code, 1);
+    EXPECT_EQ(zelkorlogin("token").code, 1);
+    EXPECT_TRUE(login->removeLogoutNegotiator(negotiator));
+    ended = zelkorlogin("logout");
+    EXPECT_EQ(ended.code, 0) << ended.err;
+    EXPECT_THAT(ended.out, HasSubstr("Nobody was logged in"));
+}
+
+TEST_F(Zelkorlogin, AnAbsentOrSilentDaemonIsToldFromALoggedOutUser) {
+    const auto socket = (place / "zelkor/hshd.sock").string();
+    const auto expectAbsent = [&](const Ended& ended) {
+        EXPECT_EQ(ended.code, 3);
+        EXPECT_THAT(ended.out, IsEmpty());
+        EXPECT_THAT(ended.err, HasSubstr(socket));
+        EXPECT_THAT(ended.err, HasSubstr("hshd --socket-dir '" + (place / "zelkor").string() + "'"));
+    };
+    for (const auto* command : {"status --timeout 1", "logout --force --timeout 1"})
+        expectAbsent(zelkorlogin(command));
+    const auto json = parse(zelkorlogin("token --timeout 1 --json").out);
+    EXPECT_EQ(json.at("exitCode").as_int64(), 3);
+    EXPECT_THAT(std::string(json.at("error").as_string()), HasSubstr(socket));
+
+    daemon.start();
+    for (const auto* command : {"status", "token", "logout", "logout --force"}) {
+        // No time for an answer, as with a daemon that hangs.
+        const auto ended = configured(
+            R"({"configurations": {"hv.HalvorinServiceHost.ZelkorLogin~x": {"timeouts::call": 0}}})",
+            command);
+        EXPECT_EQ(ended.code, 3) << command;
+        EXPECT_THAT(ended.out, IsEmpty());
+        EXPECT_THAT(ended.err, HasSubstr("did not answer"));
+    }
+    EXPECT_EQ(zelkorlogin("status").code, 0); // nobody was logged out by that
+    ASSERT_EQ(::kill(daemon.pid(), SIGSTOP), 0);
+    EXPECT_EQ(zelkorlogin("status --timeout 1").code, 3);
+    ASSERT_EQ(::kill(daemon.pid(), SIGCONT), 0);
+    daemon.kill();
+    expectAbsent(zelkorlogin("status --timeout 1"));
+}
+
+} // namespace

@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# What integrators get: installs a build into an empty prefix, builds the example host against nothing but that prefix,
+# by CMake and by pkg-config, and runs it beside the installed daemon.
+# usage: installed_package_test.sh BUILD_DIR SOURCE_DIR
+set -euo pipefail
+build=$1 source=$2
+place=$(mktemp -d)
+hshd=
+trap '[[ -z $hshd ]] || kill "$hshd" 2>/dev/null; rm -rf "$place"' EXIT
+prefix=$place/prefix
+
+cmake --install "$build" --prefix "$prefix" --strip >/dev/null
+export XDG_RUNTIME_DIR=$place/run
+mkdir -m 700 "$XDG_RUNTIME_DIR"
+"$prefix/bin/hshd" --state-dir "$place/state" --signed-in ada:2 2>"$place/hshd.log" &
+hshd=$!
+
+# The prefix may lie elsewhere than where the build was told.
+export PKG_CONFIG_PATH
+PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name zelkor.pc)")
+module=$(pkg-config --define-variable=prefix="$prefix" --variable=module zelkor)
+
+run() { # PROGRAM: says who is logged in
+    local output
+    output=$("$1" "$module") || { echo "$1 ended with $?: $output"; exit 1; }
+    [[ $output == *ada* ]] || { echo "$1 does not know who is logged in: $output"; exit 1; }
+}
+
+cmake -S "$source/examples" -B "$place/by-cmake" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build "$place/by-cmake" >/dev/null
+run "$place/by-cmake/minimal_host"
+
+read -ra flags < <(pkg-config --define-variable=prefix="$prefix" --cflags --libs zelkor)
+g++ -std=c++20 "$source/examples/minimal_host.cpp" -o "$place/by-pkg-config" "${flags[@]}"
+run "$place/by-pkg-config"
+
+"$prefix/bin/zelkorlogin" status
