@@ -1,7 +1,6 @@
 #pragma once
 
 #include "FrameworkTest.h"
-#include "tests/support/Eventually.h"
 
 #include <cppmicroservices/cm/ConfigurationAdmin.hpp>
 

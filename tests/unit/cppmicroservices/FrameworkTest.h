@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TestServices.h"
+#include "tests/support/Eventually.h"
 
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/Framework.h>
@@ -10,11 +11,8 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <condition_variable>
-#include <memory>
+#include <atomic>
 #include <mutex>
-#include <string>
 
 namespace test {
 
@@ -57,25 +55,15 @@ protected:
 /// A value that threads wait for.
 class Progress {
 public:
-    void Advance() {
-        const std::lock_guard lock(mutex_);
-        ++value_;
-        changed_.notify_all();
-    }
+    void Advance() { ++value_; }
     /// \return false after a generous time
     bool Reached(int value) {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, 60s, [&] { return value_ >= value; });
+        return zelkor::test::eventually([&] { return value_ >= value; });
     }
-    int Value() {
-        const std::lock_guard lock(mutex_);
-        return value_;
-    }
+    int Value() const { return value_; }
 
 private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    int value_ = 0;
+    std::atomic<int> value_ = 0;
 };
 
 } // namespace test

@@ -1,4 +1,5 @@
 #include "FrameworkTest.h"
+#include "tests/support/TempDirectory.h"
 
 #include <cppmicroservices/BundleEvent.h>
 
@@ -10,16 +11,10 @@
 
 using namespace cppmicroservices;
 using namespace test;
+using zelkor::test::contentOf;
 namespace fs = std::filesystem;
 
 namespace {
-
-const std::string kName = "cppmicroservices_test_bundle";
-
-std::string ReadFile(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 void WriteFile(const fs::path& path, const std::string& bytes) {
     fs::create_directories(path.parent_path());
@@ -29,12 +24,6 @@ void WriteFile(const fs::path& path, const std::string& bytes) {
 /// A directory for bundle files of one's own.
 class BundleFile : public FrameworkTest {
 protected:
-    BundleFile() {
-        std::string pattern = fs::temp_directory_path() / "zelkor-bundle-XXXXXX";
-        directory = ::mkdtemp(pattern.data());
-    }
-    ~BundleFile() override { fs::remove_all(directory); }
-
     /// The bytes of an archive of these files.
     std::string Zip(const std::vector<std::pair<std::string, std::string>>& files) {
         const auto tree = directory / "tree", zip = directory / "x.zip";
@@ -44,7 +33,7 @@ protected:
         const std::string command =
             "cd " + tree.string() + " && " CMAKE_COMMAND " -E tar cf " + zip.string() + " --format=zip -- *";
         EXPECT_EQ(std::system(command.c_str()), 0);
-        return ReadFile(zip);
+        return contentOf(zip);
     }
     std::string Write(const std::string& bytes) {
         const auto path = directory / ("bundle" + std::to_string(++files_) + ".so");
@@ -61,7 +50,7 @@ protected:
         }
     }
 
-    fs::path directory;
+    zelkor::test::TempDirectory directory;
 
 private:
     int files_ = 0;
@@ -71,14 +60,14 @@ const std::string kManifest = R"({"bundle.symbolic_name": "other", "n": 7, "d": 
     "list": [1, "x"], "nested": {"a": "b"}})";
 
 TEST_F(BundleFile, IsInstalledFromASectionAndLoadedOnlyWhenNeeded) {
-    const auto loaded = [] { return dlopen(TEST_BUNDLE_PATH, RTLD_NOW | RTLD_NOLOAD) != nullptr; };
+    const auto loaded = [] { return dlopen(COMPONENT_BUNDLE_PATH, RTLD_NOW | RTLD_NOLOAD) != nullptr; };
     const bool before = loaded(); // by another case in this process
-    auto bundles = context.InstallBundles(TEST_BUNDLE_PATH);
+    auto bundles = context.InstallBundles(COMPONENT_BUNDLE_PATH);
     ASSERT_EQ(bundles.size(), 1u);
     auto& bundle = bundles[0];
-    EXPECT_EQ(bundle.GetSymbolicName(), kName);
-    EXPECT_EQ(bundle.GetLocation(), TEST_BUNDLE_PATH);
-    EXPECT_EQ(context.InstallBundles(TEST_BUNDLE_PATH).at(0), bundle) << "installed once";
+    EXPECT_EQ(bundle.GetSymbolicName(), "component_bundle");
+    EXPECT_EQ(bundle.GetLocation(), COMPONENT_BUNDLE_PATH);
+    EXPECT_EQ(context.InstallBundles(COMPONENT_BUNDLE_PATH).at(0), bundle) << "installed once";
     EXPECT_FALSE(bundle.GetBundleContext());
     bundle.Start();
     EXPECT_EQ(bundle.GetState(), Bundle::STATE_ACTIVE);
@@ -98,12 +87,12 @@ TEST_F(BundleFile, IsInstalledFromASectionAndLoadedOnlyWhenNeeded) {
     bundle.Uninstall();
     EXPECT_EQ(bundle.GetState(), Bundle::STATE_UNINSTALLED);
     EXPECT_THROW(bundle.Start(), std::logic_error);
-    EXPECT_EQ(context.GetBundles(TEST_BUNDLE_PATH).size(), 0u);
+    EXPECT_EQ(context.GetBundles(COMPONENT_BUNDLE_PATH).size(), 0u);
 }
 
 TEST_F(BundleFile, MayHaveItsArchiveAppendedOrBeAnArchive) {
     const auto zip = Zip({{"other/manifest.json", kManifest}, {"other/text.txt", "more"}});
-    auto bundle = context.InstallBundles(Write(ReadFile("/proc/self/exe").substr(0, 5000) + zip)).at(0);
+    auto bundle = context.InstallBundles(Write(contentOf("/proc/self/exe").substr(0, 5000) + zip)).at(0);
     const auto headers = bundle.GetHeaders();
     EXPECT_EQ(any_cast<int>(headers.at("n")), 7);
     EXPECT_EQ(any_cast<double>(headers.at("d")), 1.0);
@@ -123,8 +112,8 @@ TEST_F(BundleFile, IsRefusedWhenItIsNotLaidOutAsABundle) {
         << "a directory without";
     EXPECT_NE(Fault(Zip({{"other/manifest.json", "{\"bundle.symbolic_name\": \"other\","}})), "");
     EXPECT_EQ(context.GetBundles().size(), 1u) << "nothing is left of them";
-    context.InstallBundles(TEST_BUNDLE_PATH);
-    const auto copy = Write(ReadFile(TEST_BUNDLE_PATH));
+    context.InstallBundles(COMPONENT_BUNDLE_PATH);
+    const auto copy = Write(contentOf(COMPONENT_BUNDLE_PATH));
     EXPECT_THROW(context.InstallBundles(copy), std::runtime_error) << "the name is taken";
 }
 
@@ -133,7 +122,7 @@ TEST_F(BundleFile, FaultsAreNamedWithTheFile) {
     const auto says = [&](const std::string& bytes, const std::string& text) {
         const auto fault = Fault(bytes);
         EXPECT_NE(fault.find(text), std::string::npos) << fault;
-        EXPECT_NE(fault.find(directory.string()), std::string::npos) << fault;
+        EXPECT_NE(fault.find(directory.path().string()), std::string::npos) << fault;
     };
     says("no archive", "neither an ELF section .us_resources nor an appended zip");
     says(Zip({{"manifest.json", kManifest}}), "'manifest.json' stands at the root");
@@ -152,7 +141,7 @@ TEST_F(BundleFile, FaultsAreNamedWithTheFile) {
 }
 
 TEST_F(BundleFile, StartAndStopByTheThreadThatIsAtItFail) {
-    auto bundle = context.InstallBundles(TEST_BUNDLE_PATH).at(0);
+    auto bundle = context.InstallBundles(COMPONENT_BUNDLE_PATH).at(0);
     int refused = 0;
     context.AddBundleListener([&](const BundleEvent& event) {
         if (event.GetBundle() != bundle)

@@ -153,6 +153,40 @@ TEST_F(Components, WhatIsHeldOutlivesTheFramework) {
     EXPECT_EQ(Counts::Now().objects, 1);
 }
 
+TEST_F(Components, EveryObjectMadeUnderLoadIsDeletedOnce) {
+    Configure("test.dependent");
+    bundle.Start();
+    auto source = Offer("source", 1);
+    std::atomic<int> greetings = 0;
+    auto callers = zelkor::test::startThreads(8, [&](std::stop_token stop, int) {
+        while (!stop.stop_requested()) {
+            try {
+                for (const auto& reference : context.GetServiceReferences<Greeter>()) {
+                    if (const auto greeter = context.GetService(reference))
+                        greetings += greeter->Greet().empty() ? 0 : 1;
+                }
+            } catch (const std::exception&) { // unregistered in between, or the framework has stopped
+            }
+        }
+    });
+    for (int round = 0; round < 20; ++round) {
+        Configure("test.factory~x", {{"round", round}});
+        Configure("test.rebuilt", {{"round", round}});
+        source.SetProperties({{"good", Any(round % 2)}});
+        RemoveConfiguration("test.factory~x");
+        if (embedded) {
+            bundle.Stop();
+            bundle.Start();
+        }
+        const int before = greetings;
+        EXPECT_TRUE(eventually([&] { return greetings > before; }));
+    }
+    StopFramework();
+    callers.clear();
+    EXPECT_EQ(Counts::Now().created, Counts::Now().deleted);
+    EXPECT_EQ(Counts::Now().objects, 0);
+}
+
 #ifdef ZELKOR_EMBEDDED_FRAMEWORK
 TEST_F(Components, FaultsAreReportedWithBundleAndComponent) {
     std::vector<std::string> faults;

@@ -1,12 +1,10 @@
 #include "FrameworkTest.h"
-#include "tests/support/Eventually.h"
 
 #include <cppmicroservices/Constants.h>
 #include <cppmicroservices/ServiceFactory.h>
 #include <cppmicroservices/ServiceTracker.h>
 
 #include <array>
-#include <atomic>
 #include <functional>
 #include <set>
 
