@@ -8,6 +8,7 @@
 #include <cppmicroservices/Framework.h>
 #include <cppmicroservices/FrameworkEvent.h>
 #include <cppmicroservices/FrameworkFactory.h>
+#include <cppmicroservices/ServiceEvent.h>
 
 namespace zelkor::test {
 
