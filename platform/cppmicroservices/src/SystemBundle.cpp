@@ -58,18 +58,26 @@ void SystemBundle::Init() {
 void SystemBundle::Start(std::uint32_t) {
     Init();
     const auto core = Core();
+    const auto self = shared_from_this();
     BundleContext context;
     {
         const foundation::MutexLock lock(mutex_);
+        if (state_ != Bundle::STATE_STARTING || std::exchange(starting_, true))
+            return;
+        context = MakeBundleContext(context_);
+    }
+    // Bundles can be started only afterwards, and a stop waits for it.
+    core->Tell(self, [&](detail::FrameworkExtension& extension) { extension.FrameworkStarting(context); });
+    {
+        const foundation::MutexLock lock(mutex_);
+        starting_ = false;
+        stopped_.notify_all();
         if (state_ != Bundle::STATE_STARTING)
             return;
         state_ = Bundle::STATE_ACTIVE;
-        context = MakeBundleContext(context_);
     }
-    core->Tell(shared_from_this(),
-               [&](detail::FrameworkExtension& extension) { extension.FrameworkStarting(context); });
-    core->Fire(BundleEvent::BUNDLE_STARTED, shared_from_this());
-    core->Report(FrameworkEvent::FRAMEWORK_STARTED, shared_from_this(), "The framework has started.");
+    core->Fire(BundleEvent::BUNDLE_STARTED, self);
+    core->Report(FrameworkEvent::FRAMEWORK_STARTED, self, "The framework has started.");
 }
 
 bool SystemBundle::BeginStop() {
@@ -106,8 +114,10 @@ void SystemBundle::StopNow() {
 void SystemBundle::RunStop(const std::shared_ptr<detail::FrameworkCore>& core) {
     std::shared_ptr<BundleContextPrivate> context;
     {
-        const foundation::MutexLock lock(mutex_);
+        foundation::MutexLock lock(mutex_);
         stopping_ = std::this_thread::get_id();
+        while (starting_)
+            stopped_.wait(lock);
         context = context_;
     }
     const auto self = shared_from_this();

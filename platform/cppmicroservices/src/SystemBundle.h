@@ -41,7 +41,8 @@ private:
     void StopOthers(detail::FrameworkCore& core, const std::function<void(BundlePrivate&)>& stop);
     void RunStop(const std::shared_ptr<detail::FrameworkCore>& core) EXCLUDES(mutex_);
 
-    std::condition_variable_any stopped_;
+    std::condition_variable_any stopped_;      ///< or no longer starting
+    bool starting_ GUARDED_BY(mutex_) = false; ///< a thread is telling the extensions
     std::thread stopper_ GUARDED_BY(mutex_);
     std::thread::id stopping_ GUARDED_BY(mutex_); ///< the thread in RunStop, stopper_ or another
 };

@@ -43,7 +43,7 @@ FileBundle::FileBundle(const std::shared_ptr<FrameworkCore>& core, Identity iden
 
 std::shared_ptr<FrameworkCore> FileBundle::RunningCore() const {
     auto core = Core();
-    if (!core || !core->System().Context())
+    if (!core || core->System().State() != Bundle::STATE_ACTIVE)
         throw std::runtime_error("The framework is not running; start it before the bundle '" +
                                  Id().symbolicName + "'.");
     return core;
@@ -55,8 +55,8 @@ void FileBundle::SetState(Bundle::State state) {
 }
 
 void FileBundle::Start(std::uint32_t) {
-    const auto core = RunningCore();
     const Turn turn(*this, "started");
+    const auto core = RunningCore(); // a stop that begins now waits for the turn
     const auto before = State();
     if (before == Bundle::STATE_ACTIVE)
         return;

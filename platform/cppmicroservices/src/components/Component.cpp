@@ -95,6 +95,7 @@ std::vector<std::shared_ptr<ComponentConfiguration>> Component::All() const {
 
 void Component::Refresh() {
     std::vector<std::shared_ptr<ComponentConfiguration>> touched;
+    std::vector<PropertiesPtr> replaced; // to die unlocked
     {
         // Reading what is wanted and noting it is one step, so that of two threads the later one has the last
         // word.
@@ -113,7 +114,8 @@ void Component::Refresh() {
             auto& configuration = configurations_[pid];
             if (!configuration)
                 configuration = Make(pid);
-            configuration->SetProperties(Complete(std::move(properties), pid, configuration->Properties()));
+            replaced.push_back(configuration->ExchangeProperties(
+                Complete(std::move(properties), pid, configuration->Properties())));
             touched.push_back(configuration);
         }
     }

@@ -19,9 +19,9 @@ ComponentConfiguration::ComponentConfiguration(std::shared_ptr<const ComponentDe
                                                ComponentEnvironment environment)
     : description_(std::move(description)), environment_(std::move(environment)) {}
 
-void ComponentConfiguration::SetProperties(PropertiesPtr properties) {
+PropertiesPtr ComponentConfiguration::ExchangeProperties(PropertiesPtr properties) {
     const foundation::MutexLock lock(mutex_);
-    wanted_.swap(properties);
+    return std::exchange(wanted_, std::move(properties));
 }
 
 PropertiesPtr ComponentConfiguration::Properties() const {

@@ -37,8 +37,8 @@ public:
     ComponentConfiguration(std::shared_ptr<const ComponentDescription> description,
                            ComponentEnvironment environment);
 
-    /// From now on; takes effect with the next Settle.
-    void SetProperties(PropertiesPtr properties) EXCLUDES(mutex_);
+    /// From now on; takes effect with the next Settle. \return those before
+    PropertiesPtr ExchangeProperties(PropertiesPtr properties) EXCLUDES(mutex_);
     PropertiesPtr Properties() const EXCLUDES(mutex_);
     /// For good; takes effect with the next Settle.
     void Dispose() EXCLUDES(mutex_);
