@@ -7,7 +7,6 @@
 
 #include <agent/spf/transport/Connector.h>
 #include <cppmicroservices/FrameworkFactory.h>
-#include <cppmicroservices/ServiceTracker.h>
 #include <cppmicroservices/cm/ConfigurationAdmin.hpp>
 #include <login/detail/ZelkorLogin.h>
 
@@ -83,12 +82,13 @@ void untilFirstAnswer(const std::string& module, const std::filesystem::path& so
     bundles.at(0).Start();
     watch.mark();
 
-    ServiceTracker<login::detail::ZelkorLogin> tracker(context);
-    tracker.Open();
     const auto admin = context.GetService(context.GetServiceReference<service::cm::ConfigurationAdmin>());
     admin->GetConfiguration("hv.HalvorinServiceHost.ZelkorLoginDetail~bench")
-        ->Update(AnyMap(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS));
-    const auto reference = (tracker.WaitForService(std::chrono::seconds(30)), tracker.GetServiceReference());
+        ->Update(AnyMap(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS))
+        .get();
+    auto reference = context.GetServiceReference<login::detail::ZelkorLogin>();
+    while (!reference) // an installed framework goes on in the background
+        reference = context.GetServiceReference<login::detail::ZelkorLogin>();
     watch.mark();
     const auto login = context.GetService(reference);
     if (!login)
@@ -97,7 +97,6 @@ void untilFirstAnswer(const std::string& module, const std::filesystem::path& so
     if (login->getRelease().empty())
         throw std::runtime_error("the daemon did not answer");
     watch.mark();
-    tracker.Close();
     std::cout << std::endl;
     std::_Exit(EXIT_SUCCESS); // the end is not what is measured
 }
