@@ -6,6 +6,7 @@
 #include <cppmicroservices/FrameworkEvent.h>
 #include <cppmicroservices/FrameworkFactory.h>
 #include <cppmicroservices/LDAPFilter.h>
+#include <cppmicroservices/ServiceEvent.h>
 #include <cppmicroservices/ServiceTracker.h>
 #include <cppmicroservices/cm/ConfigurationAdmin.hpp>
 #include <foundation/log/diagnostic_logger.h>
@@ -121,6 +122,24 @@ bool Host::awaitDaemon(std::chrono::milliseconds limit) {
 
 bool Host::daemonPresent() {
     return !context_.GetServiceReferences<Invokable>(loginServiceFilter()).empty();
+}
+
+cppmicroservices::ListenerToken Host::onDaemon(std::function<void(const std::string& generation)> told) {
+    using cppmicroservices::ServiceEvent;
+    return context_.AddServiceListener(
+        [told = std::move(told)](const ServiceEvent& event) {
+            if (event.GetType() == ServiceEvent::SERVICE_REGISTERED)
+                told(event.GetServiceReference()
+                         .GetProperty(agent::spf::core::properties::generation)
+                         .ToStringNoExcept());
+            else if (event.GetType() == ServiceEvent::SERVICE_UNREGISTERING)
+                told({});
+        },
+        "(&(objectclass=" + us_service_interface_iid<Invokable>() + ")" + loginServiceFilter() + ")");
+}
+
+void Host::stopTelling(cppmicroservices::ListenerToken token) {
+    context_.RemoveListener(std::move(token));
 }
 
 void Host::failNoProvider(const std::string& interfaceName) const {

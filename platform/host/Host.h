@@ -7,9 +7,11 @@
 #include <cppmicroservices/Bundle.h>
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/Framework.h>
+#include <cppmicroservices/ListenerToken.h>
 #include <cppmicroservices/ServiceInterface.h>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -62,6 +64,10 @@ public:
     bool awaitDaemon(std::chrono::milliseconds limit);
     /// Whether it is there now.
     bool daemonPresent();
+    /// Calls \p told with the daemon's generation when its login service comes, and with an empty text when
+    /// it goes, on the connector's threads. A call that has begun may still be running after stopTelling.
+    cppmicroservices::ListenerToken onDaemon(std::function<void(const std::string& generation)> told);
+    void stopTelling(cppmicroservices::ListenerToken token);
 
     agent::spf::transport::Connector::Status connection() const { return connector_->status(); }
     cppmicroservices::BundleContext context() const { return context_; }

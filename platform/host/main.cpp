@@ -2,8 +2,10 @@
 
 #include "platform/host/CommandLine.h"
 #include "platform/host/commands/LogoutCommand.h"
+#include "platform/host/commands/NegotiateCommand.h"
 #include "platform/host/commands/StatusCommand.h"
 #include "platform/host/commands/TokenCommand.h"
+#include "platform/host/commands/WatchCommand.h"
 
 #include <foundation/log/setup.h>
 
@@ -60,13 +62,13 @@ Result failed(ExitCode code, const std::exception& error) {
             .json = {{"error", error.what()}}};
 }
 
-Result run(const CommandLine& line, Command& command) {
+Result run(const CommandLine& line, Command& command, const Output& output) {
     try {
         foundation::log::Options log;
         log.console = line.logFilter();
         foundation::log::setup(log);
         Session session(line.hostOptions(), line.daemonLimit());
-        return command.run(session);
+        return command.run(session, output);
     } catch (const NoAnswer& error) {
         return failed(ExitCode::NoAnswer, error);
     } catch (const std::exception& error) {
@@ -96,6 +98,8 @@ int main(int argc, char** argv) {
     commands.push_back(std::make_unique<StatusCommand>());
     commands.push_back(std::make_unique<TokenCommand>());
     commands.push_back(std::make_unique<LogoutCommand>());
+    commands.push_back(std::make_unique<NegotiateCommand>());
+    commands.push_back(std::make_unique<WatchCommand>());
 
     CommandLine line;
     CLI::App app("Asks this user's login daemon through the login module.", "zelkorlogin");
@@ -114,5 +118,8 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::Configuration);
     }
-    return print(run(line, *chosen), line.json);
+    const Output output{std::cout, line.json};
+    const auto result = run(line, *chosen, output);
+    // One that went on has said all it has to say.
+    return result.json.empty() ? static_cast<int>(result.code) : print(result, line.json);
 }

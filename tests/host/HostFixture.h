@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/daemon/process/DaemonProcess.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/TempDirectory.h"
 
 #include <gmock/gmock.h>

@@ -60,6 +60,7 @@ TEST_F(Zelkorlogin, ShowsAndEndsALoginThatAnotherProcessMadeAndDefends) {
     EXPECT_EQ(ended.code, 1);
     EXPECT_THAT(ended.out, IsEmpty());
 
+    EXPECT_EQ(zelkorlogin("negotiate").code, 4);
     ended = zelkorlogin("logout");
     EXPECT_EQ(ended.code, 4);
     EXPECT_THAT(ended.err, HasSubstr("objects: unsaved\ufffdwork"));
@@ -74,6 +75,27 @@ TEST_F(Zelkorlogin, ShowsAndEndsALoginThatAnotherProcessMadeAndDefends) {
     ended = zelkorlogin("logout");
     EXPECT_EQ(ended.code, 0) << ended.err;
     EXPECT_THAT(ended.out, HasSubstr("Nobody was logged in"));
+}
+
+TEST_F(Zelkorlogin, WatchesThroughTheEndOfTheDaemonUntilItIsInterrupted) {
+    daemon.start();
+    run("sh -c 'cd " + place.path().string() +
+        "; (" ZELKORLOGIN_PROGRAM " watch --json >watch & echo $! >pid; wait $!; echo ended $? >>watch) &'");
+    const auto awaitLine = [&](const std::string& part) {
+        EXPECT_TRUE(eventually([&] { return contentOf(place / "watch").find(part) != std::string::npos; }))
+            << part << " in\n"
+            << contentOf(place / "watch");
+    };
+    awaitLine(R"("reason":"state","level":2,"user":{"id":"ada")");
+    EXPECT_EQ(zelkorlogin("negotiate").code, 0);
+    EXPECT_EQ(zelkorlogin("logout").code, 0);
+    awaitLine(R"("reason":"logged out","level":0)");
+    daemon.kill();
+    awaitLine(R"("reason":"daemon gone")");
+    daemon.start(); // with somebody signed in
+    awaitLine(R"("reason":"logged in","level":2)");
+    EXPECT_EQ(run("kill -TERM $(cat " + (place / "pid").string() + ")").code, 0);
+    awaitLine("ended 0");
 }
 
 TEST_F(Zelkorlogin, AnAbsentOrSilentDaemonIsToldFromALoggedOutUser) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/host/ExitCode.h"
+#include "platform/host/Output.h"
 #include "platform/host/Session.h"
 
 #include <foundation/json.h>
@@ -29,7 +30,8 @@ public:
     virtual std::string description() const = 0;
     virtual void addOptions(CLI::App&) {}
     /// @throws ConfigurationError, NoAnswer
-    virtual Result run(Session& session) = 0;
+    /// @param output for a command that goes on; others return all they have to say
+    virtual Result run(Session& session, const Output& output) = 0;
 };
 
 /// The name under which the program asks the daemon.

@@ -10,7 +10,7 @@ public:
     std::string name() const override { return "logout"; }
     std::string description() const override;
     void addOptions(CLI::App& app) override;
-    Result run(Session& session) override;
+    Result run(Session& session, const Output& output) override;
 
 private:
     bool force_ = false;

@@ -77,7 +77,7 @@ void StatusCommand::addOptions(CLI::App& app) {
     level_.addTo(app);
 }
 
-Result StatusCommand::run(Session& session) {
+Result StatusCommand::run(Session& session, const Output&) {
     auto& host = session.host();
     const auto login = host.get<login::ZelkorLogin>();
     const auto detail = host.get<login::detail::ZelkorLogin>();

@@ -11,7 +11,7 @@ public:
     std::string name() const override { return "status"; }
     std::string description() const override;
     void addOptions(CLI::App& app) override;
-    Result run(Session& session) override;
+    Result run(Session& session, const Output& output) override;
 
 private:
     LevelOption level_;

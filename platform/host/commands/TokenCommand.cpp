@@ -14,7 +14,7 @@ void TokenCommand::addOptions(CLI::App& app) {
     level_.addTo(app);
 }
 
-Result TokenCommand::run(Session& session) {
+Result TokenCommand::run(Session& session, const Output&) {
     const auto login = session.host().get<login::ZelkorLogin>();
     session.requireDaemon();
     const auto answer =
