@@ -1,5 +1,10 @@
 #pragma once
 
+#include "runtime/clientutils/RemoteMethod.h"
+#include "runtime/core/Invokable.h"
+
+#include <foundation/thread_annotations.h>
+
 #include <boost/uuid/uuid.hpp>
 
 #include <atomic>
@@ -20,20 +25,48 @@ struct Registered {
     std::atomic<bool> active{true}; ///< cleared at removal; looked at right before each call
 };
 
-/// One kind of registrations, by the caller's ids, which never change; what the daemon knows them by changes
-/// with every daemon. Not thread-safe: guarded by the client's state lock.
+/// One kind of registrations, by the caller's ids, which never change; what a daemon knows them by changes
+/// with every daemon. Not thread-safe: guarded by the client's state lock, but for what is on its way in.
 template <class Id, class Value>
 class Registry {
 public:
+    using Removal = agent::spf::cppmsclientutils::RemoteMethod<bool(boost::uuids::uuid)>;
+    using Item = std::shared_ptr<Registered<Value>>;
+
     struct Entry {
-        std::shared_ptr<Registered<Value>> registered;
-        std::optional<Id> daemonId; ///< nothing while no daemon knows of it
+        /// The daemon's knowledge of it.
+        struct Known {
+            Id id;
+            std::weak_ptr<agent::spf::core::Invokable> daemon;
+        };
+
+        Item registered;
+        std::optional<Known> known; ///< nothing while no daemon knows of it
         boost::uuids::uuid callbackId{};
     };
     using Entries = std::unordered_map<Id, Entry, typename Id::Hasher>;
 
-    static Entry makeEntry(Value value) {
-        return {std::make_shared<Registered<Value>>(std::move(value)), std::nullopt, {}};
+    /// @param removal the remote method that takes a registration back.
+    explicit Registry(const Removal& removal) : removal_(removal) {}
+
+    const Removal& removal() const noexcept { return removal_; }
+
+    /// An item that is going to be added under this id. Thread-safe.
+    void announce(const Id& id, Item item) {
+        const foundation::MutexLock lock(incomingMutex_);
+        incoming_.emplace(id, std::move(item));
+    }
+    /// An announced item; null when there is none. Thread-safe.
+    Item announced(const Id& id) const {
+        const foundation::MutexLock lock(incomingMutex_);
+        const auto found = incoming_.find(id);
+        return found == incoming_.end() ? nullptr : found->second;
+    }
+    /// Takes an announced item back; null when there is none. Thread-safe.
+    Item takeAnnounced(const Id& id) {
+        const foundation::MutexLock lock(incomingMutex_);
+        auto node = incoming_.extract(id);
+        return node ? std::move(node.mapped()) : nullptr;
     }
 
     void add(const Id& id, Entry entry) { entries_.emplace(id, std::move(entry)); }
@@ -43,22 +76,31 @@ public:
         auto node = entries_.extract(id);
         if (node.empty())
             return std::nullopt;
-        node.mapped().registered->active = false;
         return std::move(node.mapped());
+    }
+
+    /// The item under the id; null when there is none.
+    Item find(const Id& id) const {
+        const auto found = entries_.find(id);
+        return found == entries_.end() ? nullptr : found->second.registered;
     }
 
     Entries& entries() noexcept { return entries_; }
 
-    std::vector<std::shared_ptr<Registered<Value>>> all() const {
-        std::vector<std::shared_ptr<Registered<Value>>> values;
-        values.reserve(entries_.size());
+    std::vector<Item> all() const {
+        std::vector<Item> items;
+        items.reserve(entries_.size());
         for (const auto& [id, entry] : entries_)
-            values.push_back(entry.registered);
-        return values;
+            items.push_back(entry.registered);
+        return items;
     }
 
 private:
+    const Removal& removal_;
     Entries entries_;
+
+    mutable foundation::Mutex incomingMutex_; // a leaf
+    std::unordered_map<Id, Item, typename Id::Hasher> incoming_ GUARDED_BY(incomingMutex_);
 };
 
 } // namespace login::spf

@@ -27,7 +27,8 @@ ZelkorLogin::ZelkorLogin(
     const std::shared_ptr<cppmicroservices::AnyMap>& configuration,
     std::shared_ptr<zelkorconnector::serviceprocess::HasDesktopServices> /*desktopServices*/,
     foundation::concurrent::threadpool::Executor& executor)
-    : InvokableTrackingService(TrackedServiceInfo("ZelkorLogin", 2, 1), logger(), executor) {
+    : InvokableTrackingService(TrackedServiceInfo("ZelkorLogin", 2, 1), logger(), executor),
+      statusListeners_(remote::removeStatusListener), negotiators_(remote::removeLogoutNegotiator) {
     if (configuration) {
         tracker().updateServiceProperties(*configuration);
         tracker().updateTimeouts(*configuration);

@@ -81,15 +81,26 @@ private:
     using Negotiators = Registry<LogoutNegotiatorId, Negotiator>;
 
     // Registrations.cpp
-    void makeKnown(ExclusiveLock& lock, StatusListeners::Entry& entry);
-    void makeKnown(ExclusiveLock& lock, Negotiators::Entry& entry);
     template <class Entry>
-    void makeKnownOrLog(ExclusiveLock& lock, Entry& entry);
+    struct OnItsWay;
+    PendingCall<boost::uuids::uuid> tellDaemon(ExclusiveLock& lock, StatusListeners::Entry& entry);
+    PendingCall<boost::uuids::uuid> tellDaemon(ExclusiveLock& lock, Negotiators::Entry& entry);
+    template <class Entry>
+    OnItsWay<Entry> startMakingKnown(ExclusiveLock& lock, Entry& entry);
+    template <class Id, class Value>
+    void finishMakingKnown(ExclusiveLock& lock, const Registry<Id, Value>& registry,
+                           OnItsWay<typename Registry<Id, Value>::Entry>& onItsWay);
+    template <class Entry>
+    void giveUp(ExclusiveLock& lock, Entry& entry);
     template <class Id, class Value>
     Id add(Registry<Id, Value>& registry, Value value);
     template <class Id, class Value>
-    bool remove(Registry<Id, Value>& registry, const Id& id,
-                const agent::spf::cppmsclientutils::RemoteMethod<bool(boost::uuids::uuid)>& method);
+    void enter(ExclusiveLock& lock, Registry<Id, Value>& registry, const Id& id);
+    template <class Id, class Value>
+    bool remove(Registry<Id, Value>& registry, const Id& id);
+    template <class Id, class Value>
+    void forget(ExclusiveLock& lock, const Registry<Id, Value>& registry,
+                typename Registry<Id, Value>::Entry entry);
     template <class Id, class Value>
     void replay(ExclusiveLock& lock, Registry<Id, Value>& registry);
     void refreshStatusListeners();

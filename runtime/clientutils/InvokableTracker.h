@@ -4,6 +4,7 @@
 #include "runtime/clientutils/ModuleContext.h"
 #include "runtime/clientutils/detail/ServiceTracker.h"
 
+#include <functional>
 #include <memory>
 #include <utility>
 
@@ -43,6 +44,9 @@ private:
     void found(const std::shared_ptr<Invokable>& invokable) { handleFound(invokable); }
     void removed(const std::shared_ptr<Invokable>& invokable) { handleRemoved(invokable); }
     void stopTracking() override { tracker_.reset(); }
+    void post(const boost::uuids::uuid& queue, std::function<void()> work) override {
+        executor_.post(queue, std::move(work), false);
+    }
 
     foundation::concurrent::threadpool::Executor& executor_;
     Logger& logger_;

@@ -1,6 +1,8 @@
 #include "runtime/clientutils/InvokableTrackerBase.h"
 
+#include "records/NotifierUuid.h"
 #include "runtime/clientutils/WaitDeadline.h"
+#include "runtime/core/CallbackScope.h"
 #include "runtime/core/Errors.h"
 #include "runtime/core/ServiceProperties.h"
 
@@ -17,7 +19,8 @@ namespace agent::spf::cppmsclientutils {
 using foundation::log::logging_event_types;
 
 InvokableTrackerBase::InvokableTrackerBase(TrackedServiceInfo info, ServiceProps props, Logger& logger)
-    : info_(std::move(info)), logger_(logger), props_(std::move(props)) {}
+    : info_(std::move(info)), logger_(logger), exclusiveQueue_(login::detail::createUuid()),
+      deliveryQueue_(login::detail::createUuid()), props_(std::move(props)) {}
 
 InvokableTrackerBase::~InvokableTrackerBase() = default;
 
@@ -128,6 +131,31 @@ void InvokableTrackerBase::runPendingWork(ExclusiveLock& lock) {
     }
 }
 
+void InvokableTrackerBase::exclusively(std::function<void(ExclusiveLock&)> work) {
+    if (!core::CallbackScope::active()) {
+        ExclusiveHold hold(state_);
+        work(hold.lock());
+    } else if (state_.try_lock()) {
+        ExclusiveHold hold(state_, std::adopt_lock);
+        work(hold.lock());
+    } else {
+        post(exclusiveQueue_, [weak = weak_from_this(), work = std::move(work)] {
+            const auto self = weak.lock();
+            if (!self)
+                return;
+            ExclusiveHold hold(self->state_);
+            self->runCallback(self->findingGate_, [&] { work(hold.lock()); });
+        });
+    }
+}
+
+void InvokableTrackerBase::deliver(std::function<void()> work) {
+    post(deliveryQueue_, [weak = weak_from_this(), work = std::move(work)] {
+        if (const auto self = weak.lock())
+            self->runCallback(self->deliveryGate_, work);
+    });
+}
+
 // --- reactions to registry events
 
 void InvokableTrackerBase::handleFound(std::shared_ptr<core::Invokable> invokable) {
@@ -172,6 +200,7 @@ void InvokableTrackerBase::close() {
     stopTracking();
     findingGate_.close();
     callbackGate_.close();
+    deliveryGate_.close();
     // Not under the state lock, which calls in flight may hold for long: who is just about to wait misses it,
     // and looks again within a second.
     found_.notify_all();
@@ -251,6 +280,11 @@ core::ExportedCallback InvokableTrackerBase::exportCallback(ExclusiveLock& lock,
     };
     return callbackManager_->makeExportedCallback({std::move(whileOpen), function.signature}, callLimit,
                                                   std::nullopt, false);
+}
+
+std::shared_ptr<core::Invokable> InvokableTrackerBase::held(ExclusiveLock& lock) const {
+    state_.verify(lock);
+    return held_;
 }
 
 void InvokableTrackerBase::removeCallback(ExclusiveLock& lock, const boost::uuids::uuid& id) {

@@ -39,9 +39,9 @@ using Logger = foundation::log::basic_diagnostic_logger<char>;
 /// destroyed with calls in flight, from inside its own callbacks too. Queued reactions to registry events
 /// hold it weakly.
 ///
-/// Lock order: callback lock, state lock, finding gate. Registry events come under no lock of this class. A
-/// parameter `lock` means that the caller holds the state lock with it; other members take what they need
-/// themselves.
+/// Lock order: callback lock, state lock, finding gate; the delivery gate before all of them. Registry events
+/// come under no lock of this class. A parameter `lock` means that the caller holds the state lock with it;
+/// other members take what they need themselves.
 class InvokableTrackerBase : public std::enable_shared_from_this<InvokableTrackerBase> {
 public:
     using ExclusiveLock = std::unique_lock<std::shared_mutex>;
@@ -72,6 +72,17 @@ public:
     /// Queues work until an Invokable is found; it then runs once, under the exclusive lock, in the order
     /// queued.
     void runWhenFound(std::function<void()> work);
+
+    /// Runs `work` under the exclusive lock: at once, or, when this thread is inside an exported callback and
+    /// would have to wait for the lock, soon and on the executor, unless this is closed before. The lock's
+    /// holder may be a call that the daemon answers when that callback has ended.
+    void exclusively(std::function<void(ExclusiveLock&)> work);
+    /// Runs `work`, in the order delivered, on the executor and outside the state lock, unless this is closed
+    /// before. However long it takes, found and removed reactions go on.
+    void deliver(std::function<void()> work);
+
+    /// The Invokable that calls go to now; null when there is none.
+    std::shared_ptr<core::Invokable> held(ExclusiveLock& lock) const;
 
     void removeCallback(ExclusiveLock& lock, const boost::uuids::uuid& id);
     void removeAllCallbacks(ExclusiveLock& lock);
@@ -114,6 +125,8 @@ protected:
 
     /// Ends registry events. Called once, from close(), by the most derived class's type.
     virtual void stopTracking() = 0;
+    /// Appends to a queue of the executor.
+    virtual void post(const boost::uuids::uuid& queue, std::function<void()> work) = 0;
 
 private:
     template <class Lock>
@@ -142,6 +155,10 @@ private:
     CallbackGate findingGate_; // runs the finding callback; taken under the state lock
     CallbackGate
         callbackGate_; // the callback lock: runs the found and lost callbacks, which may take the state lock
+    CallbackGate deliveryGate_; // runs what is delivered; no lock is held meanwhile
+
+    const boost::uuids::uuid exclusiveQueue_;
+    const boost::uuids::uuid deliveryQueue_;
 
     mutable foundation::Mutex propsLock_;
     ServiceProps props_ GUARDED_BY(propsLock_);

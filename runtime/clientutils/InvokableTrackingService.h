@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <variant>
@@ -48,6 +49,32 @@ protected:
     /// First in the destructor of a class that has members which its found and finding callbacks use.
     void closeTracking() { tracker_->close(); }
 
+    /// A call on its way, made by a thread that holds the state lock and keeps it until it has the answer.
+    template <class R>
+    class PendingCall {
+    public:
+        PendingCall(const Tracker& tracker, std::string_view method, core::Invokable& invokable,
+                    core::StartedCall<R> started)
+            : tracker_(&tracker), method_(method), invokable_(&invokable), started_(std::move(started)) {}
+
+        /// Waits for the answer. Once. @throws whatever the call failed with.
+        R get() {
+            try {
+                invokable_->help(started_.id);
+                return started_.result.get();
+            } catch (const std::exception& failure) {
+                tracker_->logFailure(method_, failure.what());
+                throw;
+            }
+        }
+
+    private:
+        const Tracker* tracker_;
+        std::string_view method_; // of a RemoteMethod, which are constants
+        core::Invokable* invokable_;
+        core::StartedCall<R> started_;
+    };
+
     template <class R, class... Args>
     R call(const RemoteMethod<R(Args...)>& method, Unchanged<Args>... args) const {
         const std::shared_ptr<Tracker> tracker = tracker_;
@@ -57,6 +84,12 @@ protected:
     template <class R, class... Args>
     R call(ExclusiveLock& lock, const RemoteMethod<R(Args...)>& method, Unchanged<Args>... args) const {
         return invoke(*tracker_, lock, method, std::move(args)...);
+    }
+    /// As call(), in two steps, so that several calls can be on their way at once.
+    template <class R, class... Args>
+    PendingCall<R> begin(ExclusiveLock& lock, const RemoteMethod<R(Args...)>& method,
+                         Unchanged<Args>... args) const {
+        return start(*tracker_, lock, method, std::move(args)...);
     }
 
     /// The answer, or nothing when the call failed in whichever way.
@@ -76,17 +109,22 @@ protected:
 
 private:
     template <class Lock, class R, class... Args>
-    static R invoke(Tracker& tracker, Lock& lock, const RemoteMethod<R(Args...)>& method, Args&&... args) {
+    static PendingCall<R> start(Tracker& tracker, Lock& lock, const RemoteMethod<R(Args...)>& method,
+                                Args&&... args) {
         auto& invokable = tracker.invokableFor(method.name, lock);
         try {
-            auto started = invokable.template startCall<R>(
-                tracker.callTimeout(method.timeout), std::string(method.name), std::forward<Args>(args)...);
-            invokable.help(started.id);
-            return started.result.get();
+            return {tracker, method.name, invokable,
+                    invokable.template startCall<R>(tracker.callTimeout(method.timeout),
+                                                    std::string(method.name), std::forward<Args>(args)...)};
         } catch (const std::exception& failure) {
             tracker.logFailure(method.name, failure.what());
             throw;
         }
+    }
+
+    template <class Lock, class R, class... Args>
+    static R invoke(Tracker& tracker, Lock& lock, const RemoteMethod<R(Args...)>& method, Args&&... args) {
+        return start(tracker, lock, method, std::forward<Args>(args)...).get();
     }
 
     const std::shared_ptr<Tracker> tracker_;

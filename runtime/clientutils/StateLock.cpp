@@ -12,9 +12,20 @@ void StateLock::lock() {
         ++exclusiveWaiters_;
     }
     mutex_.lock();
+    startPhase(1);
+}
+
+bool StateLock::try_lock() {
+    if (!mutex_.try_lock())
+        return false;
+    startPhase(0);
+    return true;
+}
+
+void StateLock::startPhase(unsigned waiters) {
     {
         const foundation::MutexLock gate(gate_);
-        --exclusiveWaiters_;
+        exclusiveWaiters_ -= waiters;
         ++phase_;
     }
     phaseChanged_.notify_all();
@@ -60,6 +71,9 @@ ExclusiveHold::ExclusiveHold(StateLock& state) : state_(state) {
     state.lock();
     lock_ = std::unique_lock(state.native(), std::adopt_lock);
 }
+
+ExclusiveHold::ExclusiveHold(StateLock& state, std::adopt_lock_t)
+    : state_(state), lock_(state.native(), std::adopt_lock) {}
 
 ExclusiveHold::~ExclusiveHold() {
     state_.verify(lock_);

@@ -26,6 +26,8 @@ namespace agent::spf::cppmsclientutils {
 class CAPABILITY("shared_mutex") StateLock {
 public:
     void lock() ACQUIRE();
+    /// Not from a thread that shares the lock.
+    bool try_lock() TRY_ACQUIRE(true);
     void unlock() RELEASE();
     void lock_shared() ACQUIRE_SHARED();
     void unlock_shared() RELEASE_SHARED();
@@ -50,6 +52,9 @@ public:
     void verify(const std::shared_lock<std::shared_mutex>& held) const ASSERT_SHARED_CAPABILITY(this);
 
 private:
+    /// An exclusive holder is in, and waits no longer.
+    void startPhase(unsigned waiters);
+
     std::shared_mutex mutex_;
     std::vector<std::shared_ptr<const void>> deferred_; // guarded by mutex_, exclusively
 
@@ -63,6 +68,8 @@ private:
 class SCOPED_CAPABILITY ExclusiveHold {
 public:
     explicit ExclusiveHold(StateLock& state) ACQUIRE(state);
+    /// Takes over what the caller holds.
+    ExclusiveHold(StateLock& state, std::adopt_lock_t) REQUIRES(state);
     ~ExclusiveHold() RELEASE();
     ExclusiveHold(const ExclusiveHold&) = delete;
     ExclusiveHold& operator=(const ExclusiveHold&) = delete;

@@ -1,18 +1,7 @@
 #include "ModuleHost.h"
-
-#include <cstdlib>
+#include "tests/support/Rounds.h"
 
 namespace zelkor::test {
-
-namespace {
-
-/// ZELKOR_RACE_ROUNDS asks for more than the everyday number.
-int rounds() {
-    const char* wanted = std::getenv("ZELKOR_RACE_ROUNDS");
-    return wanted ? std::atoi(wanted) : 60;
-}
-
-} // namespace
 
 TEST_F(ModuleHost, CallersMeetEveryChangeOfConfigurationBundleAndFramework) {
     daemon.appear();
@@ -38,7 +27,7 @@ TEST_F(ModuleHost, CallersMeetEveryChangeOfConfigurationBundleAndFramework) {
         const auto before = answers.load();
         EXPECT_TRUE(eventually([&] { return answers > before; }));
     };
-    for (int round = 0; round < rounds(); ++round) {
+    for (int round = 0; round < rounds(60); ++round) {
         configure(fullPid, {{"timeouts::service", 0}, {"round", round}});
         answersCome();
         admin->GetConfiguration(detailPid)->Remove().get();
