@@ -69,6 +69,7 @@ private:
 
     void run();
     void findDaemon();
+    void watchDirectory();
     /// Returns when the daemon is lost or the connector stops.
     void serve(Dialled dialled);
     Registrations registerServices(const std::vector<Dialled::Service>& services,
@@ -84,6 +85,7 @@ private:
     static constexpr std::chrono::milliseconds forEver{-1};
     static constexpr std::chrono::milliseconds firstRetry{50};
     static constexpr std::chrono::milliseconds lastRetry{5'000};
+    static constexpr std::chrono::milliseconds unwatchedRetry{1'000};
 
     cppmicroservices::BundleContext context_;
     const ConnectorOptions options_;
@@ -94,6 +96,7 @@ private:
     std::atomic<bool> stopping_ = false;
     std::minstd_rand random_{std::random_device{}()}; // the thread's
     std::chrono::milliseconds retry_ = firstRetry;    // the thread's
+    bool watching_ = true;                            // the thread's
 
     mutable foundation::Mutex mutex_; // a leaf
     Status status_ GUARDED_BY(mutex_);
@@ -114,13 +117,14 @@ void Connector::Impl::run() {
 }
 
 void Connector::Impl::findDaemon() {
-    watch_.rearm();
+    watchDirectory();
     wakeUp_->reset(); // an earlier connection's loss must not end this attempt
     if (stopping_)
         return;
     try {
         auto dialled = dial(options_.socketDirectory, options_.clientId, options_.limits, wakeUp_->fd());
         retry_ = firstRetry;
+        watch_.disarm();
         serve(std::move(dialled));
         // Its successor is found by every client at once: spread them.
         sleep(jitter(), false);
@@ -131,12 +135,23 @@ void Connector::Impl::findDaemon() {
             log_.log(logging_event_types::info, std::string("No daemon yet: ") + error.what());
         setError(error.what());
         if (error.nobodyThere()) {
-            if (sleep(forEver, true) && status().connections > 0)
+            if (sleep(watching_ ? forEver : unwatchedRetry, true) && status().connections > 0)
                 sleep(jitter(), false);
         } else {
             sleep(retry_ + jitter(), true);
             retry_ = std::min(2 * retry_, lastRetry);
         }
+    }
+}
+
+void Connector::Impl::watchDirectory() {
+    try {
+        watch_.arm();
+        watching_ = true;
+    } catch (const std::exception& error) {
+        if (std::exchange(watching_, false))
+            log_.log(logging_event_types::warning, std::string("The daemon's coming goes unnoticed: ") +
+                                                       error.what() + ". Looking for it once a second");
     }
 }
 

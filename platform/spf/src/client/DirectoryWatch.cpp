@@ -18,9 +18,26 @@ constexpr std::uint32_t changes =
 } // namespace
 
 DirectoryWatch::DirectoryWatch(std::filesystem::path directory)
-    : directory_(std::filesystem::absolute(directory)), inotify_(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
-    if (!inotify_)
-        fail("inotify is not available (raise fs.inotify.max_user_instances)");
+    : directory_(std::filesystem::absolute(directory)) {}
+
+void DirectoryWatch::arm() {
+    if (!inotify_) {
+        inotify_ = wire::UniqueFd(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+        if (!inotify_)
+            fail("inotify is not available (raise fs.inotify.max_user_instances)");
+    }
+    drain();
+    try {
+        watchNearest();
+    } catch (...) {
+        disarm();
+        throw;
+    }
+}
+
+void DirectoryWatch::disarm() noexcept {
+    inotify_ = wire::UniqueFd();
+    watch_ = -1;
 }
 
 std::filesystem::path DirectoryWatch::nearest() const {
@@ -37,13 +54,12 @@ void DirectoryWatch::drain() const noexcept {
     }
 }
 
-void DirectoryWatch::rearm() {
-    drain();
+void DirectoryWatch::watchNearest() {
     for (;;) {
         const auto path = nearest();
         const int watch = ::inotify_add_watch(inotify_.get(), path.c_str(), changes);
         if (watch < 0 && errno != ENOENT && errno != ENOTDIR)
-            fail("The directory " + path.string() + " cannot be watched");
+            fail("The directory " + path.string() + " cannot be watched (raise fs.inotify.max_user_watches)");
         if (watch < 0)
             continue; // vanished just now
         if (const int previous = std::exchange(watch_, watch); previous >= 0 && previous != watch)

@@ -10,18 +10,21 @@ namespace agent::spf::transport {
 /// thread-safe.
 class DirectoryWatch {
 public:
-    /// @throws std::system_error without inotify instances.
     explicit DirectoryWatch(std::filesystem::path directory);
 
-    /// Readable after a change.
+    /// Readable after a change; -1 unless armed.
     int fd() const noexcept { return inotify_.get(); }
     /// Forgets the changes so far and watches what is there now. What changes after this makes fd() readable,
-    /// so look at the directory after this, not before. @throws std::system_error
-    void rearm();
+    /// so look at the directory after this, not before.
+    /// @throws std::system_error when the system has no means left to watch it; it is not armed then.
+    void arm();
+    /// Gives the system's means back, of which a user has few (128 by default, for all programs).
+    void disarm() noexcept;
 
 private:
     std::filesystem::path nearest() const;
     void drain() const noexcept;
+    void watchNearest();
 
     const std::filesystem::path directory_;
     wire::UniqueFd inotify_;
