@@ -4,8 +4,10 @@
 #include "bench/support/Memory.h"
 
 #include "bench/support/Daemon.h"
+#include "bench/support/HostProcess.h"
 #include "bench/support/Process.h"
 #include "bench/support/Report.h"
+#include "bench/support/Signal.h"
 #include "client/Dial.h"
 
 #include <CLI/CLI.hpp>
@@ -16,54 +18,15 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
-#include <poll.h>
-#include <stdexcept>
 #include <string>
 #include <unistd.h>
 #include <vector>
 
 namespace zelkor::bench {
 
-/// Tells from one process to another that it is ready.
-class Signal {
-public:
-    Signal() { check(::pipe(ends_) == 0, "pipe"); }
-    ~Signal() {
-        ::close(ends_[0]);
-        ::close(ends_[1]);
-    }
-    Signal(const Signal&) = delete;
-    Signal& operator=(const Signal&) = delete;
-
-    void give() const { check(::write(ends_[1], "", 1) == 1, "write"); }
-    /// Whatever this process writes to its standard output is the signal.
-    void giveByOutput() const { check(::dup2(ends_[1], STDOUT_FILENO) >= 0, "dup2"); }
-    void await() const {
-        pollfd readable{ends_[0], POLLIN, 0};
-        char byte = 0;
-        if (::poll(&readable, 1, 30'000) != 1 || ::read(ends_[0], &byte, 1) != 1)
-            throw std::runtime_error("a client process did not connect");
-    }
-
-private:
-    int ends_[2]{};
-};
-
 [[noreturn]] void idle() {
     for (;;)
         ::pause();
-}
-
-/// An application's process, as a program of its own: what a fork would share with this one must count.
-std::unique_ptr<Child> applicationAt(const std::filesystem::path& program, const Daemon& daemon) {
-    const Signal ready;
-    auto child = std::make_unique<Child>([&] {
-        ready.giveByOutput();
-        ::execl(program.c_str(), program.c_str(), daemon.socketDirectory().c_str(), nullptr);
-        check(false, "execl");
-    });
-    ready.await();
-    return child;
 }
 
 /// A process that is to the daemon what an application's is, and is light itself: it has said hello and was
@@ -92,7 +55,7 @@ void run(const std::filesystem::path& host, const std::string& hshd, int connect
     std::vector<std::unique_ptr<Child>> clients;
     const Daemon daemon(hshd);
     const auto alone = Memory::of(daemon.pid());
-    clients.push_back(applicationAt(host, daemon));
+    clients.push_back(startHost(host, daemon.socketDirectory()));
     const auto application = Memory::of(clients.front()->pid());
     const auto withOne = Memory::of(daemon.pid());
     while (static_cast<int>(clients.size()) < connections)

@@ -37,4 +37,9 @@ Daemon::Daemon(const std::filesystem::path& program)
     }
 }
 
+void Daemon::restart() {
+    process_.kill();
+    process_.start();
+}
+
 } // namespace zelkor::bench

@@ -27,6 +27,8 @@ public:
 
     std::filesystem::path socketDirectory() const { return workplace_.path() / "run"; }
     pid_t pid() const noexcept { return process_.pid(); }
+    /// Ends it without warning and starts its successor; returns when that is ready.
+    void restart();
 
 private:
     Workplace workplace_;

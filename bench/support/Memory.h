@@ -12,6 +12,8 @@ struct Memory {
 
     /// @throws std::runtime_error when the process is gone.
     static Memory of(pid_t process);
+    /// The most that was resident at any time. @throws as of()
+    static long peakOf(pid_t process);
 };
 
 } // namespace zelkor::bench
