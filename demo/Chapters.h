@@ -26,4 +26,7 @@ void waitForDaemon(Narrator& narrator, zelkor::host::Host& host, const Services&
 /// Kills the daemon while calls are under way, starts it again: what it held is still there.
 void killDuringCalls(Narrator& narrator, const Services& services, hshd::DaemonProcess& daemon);
 
+/// Registrations made once, which each daemon learns of; a logout that is vetoed, then not, then done.
+void keepRegistrations(Narrator& narrator, const Services& services, hshd::DaemonProcess& daemon);
+
 } // namespace demo

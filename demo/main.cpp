@@ -60,6 +60,7 @@ int run(const std::filesystem::path& program, const std::filesystem::path& zelko
         demo::askFromShell(narrator, zelkorlogin, daemon, workplace.path() / "run");
         demo::waitForDaemon(narrator, host, services, daemon);
         demo::killDuringCalls(narrator, services, daemon);
+        demo::keepRegistrations(narrator, services, daemon);
     }
     narrator.expect("SIGTERM to the daemon: exit code", std::to_string(daemon.stop()), "0");
     if (narrator.failures() == 0)
