@@ -51,7 +51,7 @@ ZelkorLogin::PendingCall<boost::uuids::uuid> ZelkorLogin::tellDaemon(ExclusiveLo
     std::function<NegotiatorResponse(const NegotiationTerms&)> asked =
         [negotiator = entry.registered](const NegotiationTerms& terms) {
             if (!negotiator->active)
-                throw agent::spf::core::RefusedError("The negotiator was removed");
+                throw agent::spf::core::WithdrawnError("The negotiator was removed");
             return negotiator->value.negotiate(terms);
         };
     const auto callback = tracker().exportCallback(lock, exportFunction(std::move(asked)), std::nullopt);

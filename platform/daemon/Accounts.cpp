@@ -1,5 +1,6 @@
 #include "platform/daemon/Accounts.h"
 
+#include "platform/daemon/JsonObject.h"
 #include "records/Utf.h"
 
 #include <foundation/json.h>
@@ -16,55 +17,11 @@ namespace {
 
 namespace json = foundation::json;
 
-/// One account's object and how to complain about it.
-class Reader {
-public:
-    Reader(const json::object& object, std::string place) : object_(object), place_(std::move(place)) {}
-
-    std::string text(std::string_view key) const {
-        const json::value* value = object_.if_contains(key);
-        if (!value)
-            return {};
-        if (!value->is_string())
-            fail(key, "must be a string");
-        return std::string(std::string_view(value->get_string()));
-    }
-    std::u16string text16(std::string_view key) const { return login::toUtf16(text(key)); }
-
-    std::int32_t integer(std::string_view key, std::int32_t missing, std::int32_t least,
-                         std::int32_t most) const {
-        const json::value* value = object_.if_contains(key);
-        if (!value)
-            return missing;
-        if (!value->is_int64() || value->get_int64() < least || value->get_int64() > most)
-            fail(key, "must be an integer from " + std::to_string(least) + " to " + std::to_string(most));
-        return static_cast<std::int32_t>(value->get_int64());
-    }
-
-    void onlyKnownKeys() const {
-        static constexpr std::string_view known[] = {"name",  "displayName", "givenName", "familyName",
-                                                     "email", "locale",      "level",     "accountType"};
-        for (const auto& member : object_) {
-            const std::string_view key = member.key();
-            if (std::find(std::begin(known), std::end(known), key) == std::end(known))
-                fail(key,
-                     "is not a known key; known are name, displayName, givenName, familyName, email, locale, "
-                     "level, accountType");
-        }
-    }
-
-    [[noreturn]] void fail(std::string_view key, const std::string& problem) const {
-        throw std::runtime_error(place_ + "." + std::string(key) + " " + problem);
-    }
-
-private:
-    const json::object& object_;
-    std::string place_;
-};
-
 Account readAccount(const json::object& object, const std::string& place) {
-    const Reader reader(object, place);
-    reader.onlyKnownKeys();
+    const JsonObject reader(object, place);
+    reader.onlyKnownKeys(
+        {"name", "displayName", "givenName", "familyName", "email", "locale", "level", "accountType"});
+    const auto text16 = [&](std::string_view key) { return login::toUtf16(reader.text(key)); };
     Account account;
     account.name = reader.text("name");
     if (account.name.empty())
@@ -73,16 +30,17 @@ Account readAccount(const json::object& object, const std::string& place) {
         reader.fail("name", "must not hold a colon");
     login::LoginInfo& info = account.info;
     info.userId = login::toUtf16(account.name);
-    info.displayName = reader.text16("displayName");
+    info.displayName = text16("displayName");
     if (info.displayName.empty())
         info.displayName = info.userId;
-    info.givenName = reader.text16("givenName");
-    info.familyName = reader.text16("familyName");
-    info.email = reader.text16("email");
+    info.givenName = text16("givenName");
+    info.familyName = text16("familyName");
+    info.email = text16("email");
     info.locale = reader.text("locale");
     info.level = static_cast<login::LoginInfo::Level>(reader.integer("level", 2, 1, 3));
     using Limits = std::numeric_limits<std::int32_t>;
-    info.accountType = reader.integer("accountType", 0, Limits::min(), Limits::max());
+    info.accountType =
+        static_cast<std::int32_t>(reader.integer("accountType", 0, Limits::min(), Limits::max()));
     return account;
 }
 

@@ -2,6 +2,7 @@
 
 #include "platform/daemon/Accounts.h"
 #include "platform/daemon/Log.h"
+#include "platform/daemon/script/ScriptedService.h"
 #include "records/Utf.h"
 
 #include <stdexcept>
@@ -40,18 +41,35 @@ std::vector<OfferedService> offered(const std::shared_ptr<LoginServiceV2>& v2) {
     return {{LoginServiceV2::name, LoginServiceV2::version, LoginServiceV2::revision, 0, v2}};
 }
 
+std::optional<Script> scriptOf(const Options& options) {
+    if (options.script.empty())
+        return std::nullopt;
+    auto script = Script::fromFile(options.script);
+    checkServices(script, offered(nullptr));
+    logger().log(Severity::warning, "hshd misbehaves on purpose, by the script " + options.script.string());
+    return script;
+}
+
 } // namespace
 
-Daemon::Daemon(const Options& options) : Daemon(options, startIdentity(options)) {}
+/// What the options refer to, read before anything is made: a mistake leaves nothing behind.
+struct Daemon::Prepared {
+    std::optional<login::LoginInfo> identity;
+    std::optional<Script> script;
+};
 
-Daemon::Daemon(const Options& options, std::optional<login::LoginInfo> startIdentity)
+Daemon::Daemon(const Options& options) : Daemon(options, {startIdentity(options), scriptOf(options)}) {}
+
+Daemon::Daemon(const Options& options, Prepared prepared)
     : store_(options.stateDirectory), notifier_(statusListeners_, options.listenerTimeout),
       state_(store_, options.endpoint, [this](const StatusChange& change) { notifier_.notify(change); }),
       loginServiceV2_(std::make_shared<LoginServiceV2>(LoginServiceV2::Parts{
           state_, stateThread_, statusListeners_, negotiators_, options.negotiationTimeout})),
-      server_({options.socketDirectory, {}}, offered(loginServiceV2_)) {
-    if (startIdentity)
-        state_.signIn(std::move(*startIdentity));
+      server_({options.socketDirectory, {}}, prepared.script
+                                                 ? scripted(*prepared.script, offered(loginServiceV2_))
+                                                 : offered(loginServiceV2_)) {
+    if (prepared.identity)
+        state_.signIn(std::move(*prepared.identity));
 }
 
 Daemon::~Daemon() {

@@ -12,7 +12,6 @@
 
 #include <filesystem>
 #include <memory>
-#include <optional>
 
 namespace hshd {
 
@@ -34,7 +33,8 @@ public:
     std::filesystem::path socketPath() const { return server_.socketPath(); }
 
 private:
-    Daemon(const Options& options, std::optional<login::LoginInfo> startIdentity);
+    struct Prepared;
+    Daemon(const Options& options, Prepared prepared);
 
     // In the order of use: each is destroyed before those it uses.
     StateStore store_;

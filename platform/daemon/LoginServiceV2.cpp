@@ -207,7 +207,7 @@ void LoginServiceV2::negotiateLogout(NegotiationTerms terms, LaterAnswer<Negotia
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(answer.deadline() -
                                                                             std::chrono::steady_clock::now());
     const auto limit = std::min(parts_.negotiationTimeout, left * 9 / 10);
-    Negotiation::start(parts_.negotiators.all(), terms, limit, std::move(answer));
+    Negotiation::start(parts_.negotiators, terms, limit, std::move(answer));
 }
 
 } // namespace hshd

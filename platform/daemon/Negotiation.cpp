@@ -27,10 +27,9 @@ std::string outcomeText(Position decision) {
 
 } // namespace
 
-void Negotiation::start(std::vector<Registrations::Entry> parties, login::NegotiationTerms terms,
+void Negotiation::start(Registrations& negotiators, login::NegotiationTerms terms,
                         std::chrono::milliseconds limit, Done done) {
-    const std::shared_ptr<Negotiation> negotiation(
-        new Negotiation(std::move(parties), terms, std::move(done)));
+    const std::shared_ptr<Negotiation> negotiation(new Negotiation(negotiators, terms, std::move(done)));
     const std::size_t count = negotiation->parties_.size();
     for (std::size_t party = 0; party < count; ++party)
         negotiation->ask(party, limit);
@@ -38,9 +37,9 @@ void Negotiation::start(std::vector<Registrations::Entry> parties, login::Negoti
         negotiation->finish();
 }
 
-Negotiation::Negotiation(std::vector<Registrations::Entry> parties, login::NegotiationTerms terms, Done done)
-    : parties_(std::move(parties)), terms_(terms), done_(std::move(done)), answers_(parties_.size()),
-      missing_(parties_.size()) {}
+Negotiation::Negotiation(Registrations& negotiators, login::NegotiationTerms terms, Done done)
+    : negotiators_(negotiators), parties_(negotiators.all()), terms_(terms), done_(std::move(done)),
+      answers_(parties_.size()), missing_(parties_.size()) {}
 
 void Negotiation::ask(std::size_t party, std::chrono::milliseconds limit) {
     parties_[party].client->callBack(parties_[party].callback, GenericPayload::of(terms_), limit,
@@ -65,6 +64,7 @@ void Negotiation::answered(std::size_t party, GenericPayload payload) {
 }
 
 void Negotiation::failed(std::size_t party, const std::exception_ptr& error) {
+    negotiators_.dropIfGone(parties_[party], error);
     settle(party, std::nullopt, "gave no answer that counts, " + failureText(error));
 }
 

@@ -31,13 +31,14 @@ public:
     /// Never blocks.
     /// @param limit the time that each negotiator has.
     /// @param done called once, with no lock held: on this thread or on that of the last answer.
-    static void start(std::vector<Registrations::Entry> parties, login::NegotiationTerms terms,
+    /// @param negotiators all of them are asked; outlives the connections of their clients.
+    static void start(Registrations& negotiators, login::NegotiationTerms terms,
                       std::chrono::milliseconds limit, Done done);
 
 private:
     using Answer = std::optional<login::NegotiatorResponse>; // empty: none that counts
 
-    Negotiation(std::vector<Registrations::Entry> parties, login::NegotiationTerms terms, Done done);
+    Negotiation(Registrations& negotiators, login::NegotiationTerms terms, Done done);
 
     void ask(std::size_t party, std::chrono::milliseconds limit);
     void answered(std::size_t party, agent::spf::core::GenericPayload payload);
@@ -45,6 +46,7 @@ private:
     void settle(std::size_t party, Answer answer, const std::string& outcome);
     void finish();
 
+    Registrations& negotiators_;
     const std::vector<Registrations::Entry> parties_;
     const login::NegotiationTerms terms_;
     const std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();

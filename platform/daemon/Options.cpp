@@ -92,6 +92,9 @@ Options parseOptions(int argc, const char* const* argv) {
         ->check(CLI::Range(0.001, 3600.0).description(""))
         ->type_name("SECONDS")
         ->capture_default_str();
+    app.add_option("--script", options.script,
+                   "JSON file that tells how to misbehave, for testing clients; see docs/daemon.md")
+        ->type_name("FILE");
     app.add_option("--log-level", logLevel,
                    "Least severity to log: debug, info, warning, notice, error, severe, all or off")
         ->type_name("LEVEL")

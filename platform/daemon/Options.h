@@ -24,6 +24,8 @@ struct Options {
     };
     std::optional<SignIn> signedIn;
 
+    std::filesystem::path script; ///< empty: the daemon behaves
+
     std::string endpoint;
     std::chrono::milliseconds negotiationTimeout{5'000};
     std::chrono::milliseconds listenerTimeout{10'000};

@@ -1,5 +1,6 @@
 #include "platform/daemon/Registrations.h"
 
+#include "platform/daemon/Log.h"
 #include "records/NotifierUuid.h"
 #include "runtime/core/Errors.h"
 
@@ -62,6 +63,18 @@ void Registrations::drop(const agent::spf::transport::ClientSession& client) {
                                                 [&](const Entry& entry) { return entry.owner != owner; });
     released.assign(std::make_move_iterator(ofClient), std::make_move_iterator(entries_.end()));
     entries_.erase(ofClient, entries_.end());
+}
+
+void Registrations::dropIfGone(const Entry& entry, const std::exception_ptr& error) {
+    try {
+        std::rethrow_exception(error);
+    } catch (const RefusedError&) {
+        if (remove(entry.id, *entry.client))
+            logger().log(Severity::info,
+                         "A registration is dropped: " + entry.describe() + " no longer has the function");
+    } catch (...) {
+        // It may well work the next time.
+    }
 }
 
 std::vector<Registrations::Entry> Registrations::all() const {

@@ -7,6 +7,7 @@
 #include <boost/uuid/uuid_hash.hpp>
 
 #include <cstddef>
+#include <exception>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -42,6 +43,10 @@ public:
     void drop(const agent::spf::transport::ClientSession& client);
 
     std::vector<Entry> all() const;
+
+    /// Removes an entry whose function could not be called, when the client no longer knows it: it would be
+    /// called in vain for ever. @param error why it could not.
+    void dropIfGone(const Entry& entry, const std::exception_ptr& error);
 
 private:
     const std::size_t limitPerClient_;

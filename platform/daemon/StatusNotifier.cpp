@@ -15,10 +15,11 @@ void StatusNotifier::notify(const StatusChange& change) const noexcept {
     try {
         for (Registrations::Entry& listener : listeners_.all()) {
             const auto client = listener.client;
-            // The handler owns what it needs: it may run when this object is gone.
-            const auto failed = [listener](const std::exception_ptr& error) {
+            // The registrations outlive every connection, and so every handler; this object need not.
+            const auto failed = [&listeners = listeners_, listener](const std::exception_ptr& error) {
                 logger().log(Severity::warning, "A status listener of " + listener.describe() +
                                                     " was not told of a change: " + failureText(error));
+                listeners.dropIfGone(listener, error);
             };
             client->callBack(listener.callback, GenericPayload::of(change.current, change.previous), limit_,
                              {[](const GenericPayload&) {}, failed});

@@ -13,14 +13,14 @@ namespace hshd {
 class StatusNotifier {
 public:
     /// @param limit the time a listener has for one change.
-    StatusNotifier(const Registrations& listeners, std::chrono::milliseconds limit)
+    StatusNotifier(Registrations& listeners, std::chrono::milliseconds limit)
         : listeners_(listeners), limit_(limit) {}
 
     /// Never blocks and does not throw.
     void notify(const StatusChange& change) const noexcept;
 
 private:
-    const Registrations& listeners_;
+    Registrations& listeners_;
     const std::chrono::milliseconds limit_;
 };
 

@@ -275,7 +275,7 @@ core::ExportedCallback InvokableTrackerBase::exportCallback(ExclusiveLock& lock,
                          core::GenericPayload arguments) {
         const auto alive = tracker.lock();
         if (!alive || alive->closed_)
-            throw core::RefusedError("The client that exported this callback is gone");
+            throw core::WithdrawnError("The client that exported this callback is gone");
         return inner(stop, std::move(arguments));
     };
     return callbackManager_->makeExportedCallback({std::move(whileOpen), function.signature}, callLimit,

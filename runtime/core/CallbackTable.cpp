@@ -47,7 +47,7 @@ GenericPayload CallbackTable::invoke(const boost::uuids::uuid& id,
                                      GenericPayload arguments) {
     const auto function = claim(id);
     if (!function)
-        throw RefusedError("No callback with the id " + to_string(id) + " is exported on this connection");
+        throw WithdrawnError("No callback with the id " + to_string(id) + " is exported on this connection");
     const CallbackScope scope;
     return function->function(stop, std::move(arguments));
 }

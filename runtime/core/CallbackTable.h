@@ -35,7 +35,7 @@ public:
     [[nodiscard]] Withdrawn remove(const std::vector<boost::uuids::uuid>& ids);
 
     /// Calls the function on this thread, inside a CallbackScope.
-    /// @throws RefusedError for an unknown id, and whatever the function throws.
+    /// @throws WithdrawnError for an unknown id, and whatever the function throws.
     GenericPayload invoke(const boost::uuids::uuid& id,
                           const foundation::concurrent::threadpool::stop_token& stop,
                           GenericPayload arguments);

@@ -49,6 +49,12 @@ public:
     explicit RefusedError(const std::string& text) : InvocationError(ErrorKind::Refused, text) {}
 };
 
+/// An exported function is gone: it was withdrawn, or never exported on this connection.
+class WithdrawnError : public RefusedError {
+public:
+    using RefusedError::RefusedError;
+};
+
 /// An exception of the type that belongs to `kind`.
 std::exception_ptr makeInvocationError(ErrorKind kind, const std::string& text);
 

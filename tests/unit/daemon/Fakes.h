@@ -98,6 +98,7 @@ public:
     std::chrono::steady_clock::time_point deadline() const noexcept override { return deadline_; }
     void reply(GenericPayload result) override { end({std::nullopt, "", std::move(result)}); }
     void fail(ErrorKind kind, const std::string& text) override { end({kind, text, {}}); }
+    void breakOff() override { end({ErrorKind::Disconnected, "broken off", {}}); }
 
     std::future<Outcome> outcome() { return outcome_.get_future(); }
 

@@ -104,8 +104,9 @@ TEST_F(HshdProcess, MistakesAreExplained) {
     const std::string accounts = directory / "accounts.json";
     const auto list = [](const std::string& text) { return R"({"accounts": [)" + text + "]}"; };
     const std::vector<std::string> withAccounts{"--accounts", accounts};
+    const std::vector<std::string> scripted{"--script", accounts};
     const struct {
-        std::string accounts;
+        std::string accounts; // or script
         std::vector<std::string> arguments;
         int exitCode;
         const char* text;
@@ -124,6 +125,17 @@ TEST_F(HshdProcess, MistakesAreExplained) {
         {list(R"({"name": "a", "email": 1})"), withAccounts, 1, "[0].email must be a string"},
         {list(R"({"name": "a"}, {"name": "a"})"), withAccounts, 1, "accounts[1].name repeats 'a'"},
         {list(R"({"name": "a", "lvl": 1})"), withAccounts, 1, "accounts[0].lvl is not a known key"},
+        {"", {"--script", accounts + "-missing"}, 1, "cannot read the script"},
+        {R"({"rules": [{"method": "*", "do": "never"}, {"method": "*"}]})", scripted, 1,
+         "rules[1].do must be one of call-back-first, cut-frame, error, exit, kill, late, never, wrong-type"},
+        {R"({"rules": [{"do": "never"}]})", scripted, 1, "rules[0].method is missing"},
+        {R"({"rules": [{"method": "*", "do": "never", "ms": 1}]})", scripted, 1,
+         R"(rules[0].ms belongs to "do": "late")"},
+        {R"({"rules": [{"method": "*", "do": "never", "from": 3, "to": 2}]})", scripted, 1,
+         "rules[0].to must be an integer from 3"},
+        {R"({"announce": [{"service": "Zelkor"}]})", scripted, 1,
+         "'Zelkor', which is not offered; offered are ZelkorLogin (version 2)"},
+        {R"({"rule": []})", scripted, 1, "the script.rule is not a known key; known are rules, announce"},
         {list(R"({"name": "a"})"), {"--accounts", accounts, "--signed-in", "b"}, 1, "no account 'b'"},
     };
     for (const auto& mistake : cases) {
@@ -138,4 +150,65 @@ TEST_F(HshdProcess, MistakesAreExplained) {
     ASSERT_THAT(good.start(), HasSubstr("ready"));
     EXPECT_THAT(errors(), HasSubstr("user: \"a\", name: \"A\u00e9\", level: 1"));
     EXPECT_EQ(good.stop(SIGINT), 0);
+}
+
+TEST_F(HshdProcess, AScriptMakesItMisbehave) {
+    const std::string script = directory / "script.json";
+    std::ofstream(script) << R"({
+        "rules": [
+            {"method": "getRelease", "on": 1, "do": "late", "ms": 20},
+            {"method": "getRelease", "on": 2, "do": "error", "kind": "refused", "text": "come back later"},
+            {"method": "getRelease", "on": 3, "do": "wrong-type"},
+            {"method": "getEndpoint", "service": "ZelkorLogin", "version": 2, "do": "never"},
+            {"method": "addStatusListener", "do": "call-back-first"},
+            {"method": "getSourceId", "on": 1, "do": "cut-frame"},
+            {"method": "getSourceId", "from": 2, "do": "exit", "code": 7}
+        ],
+        "announce": [{"service": "ZelkorLogin"}, {"service": "ZelkorLogin", "version": 2, "ranking": 5}]})";
+    auto scripted = daemon({"--script", script, "--log-level", "all"});
+    scripted.start();
+    ConnectedClient client(here);
+    Remote remote{client.found()};
+    const auto all = [&] { return client.context().GetServiceReferences<core::Invokable>(); };
+    ASSERT_TRUE(eventually([&] { return all().size() == 3; }));
+    EXPECT_EQ(client.context().GetServiceReference<core::Invokable>().GetProperty("service.ranking"),
+              cppmicroservices::Any(5));
+
+    const auto release = remote.call<std::string>("getRelease");
+    EXPECT_FALSE(release.empty());
+    EXPECT_THROW(remote.call<std::string>("getRelease"), core::RefusedError);
+    EXPECT_THROW(remote.call<std::string>("getRelease"), std::exception);
+    EXPECT_EQ(remote.call<std::string>("getRelease"), release);
+    auto never = remote.service->startCall<std::string>(std::chrono::seconds(1), "getEndpoint");
+    EXPECT_THROW(never.result.get(), core::TimeoutError);
+
+    std::atomic<int> called{0};
+    const auto listener =
+        remote.exported<void(const LoginInfo&, const LoginInfo&)>([&](auto&, auto&) { ++called; });
+    remote.call<uuid>("addStatusListener", listener);
+    EXPECT_EQ(called, 1) << "before the reply";
+
+    EXPECT_THROW(remote.call<std::string>("getSourceId"), core::DisconnectedError);
+    Remote again{client.found(remote.service)};
+    EXPECT_THROW(again.call<std::string>("getSourceId"), core::DisconnectedError);
+    EXPECT_EQ(scripted.stop(), 7) << errors();
+}
+
+TEST_F(HshdProcess, AFunctionThatItsClientNoLongerHasIsForgotten) {
+    auto process = daemon();
+    process.start();
+    ConnectedClient client(here);
+    Remote remote{client.found()};
+    const auto gone = remote.exported<NegotiatorResponse(const NegotiationTerms&)>(
+        [](auto&) { return NegotiatorResponse(); });
+    const auto throwing = remote.exported<NegotiatorResponse(const NegotiationTerms&)>(
+        [](auto&) -> NegotiatorResponse { throw core::RefusedError("its own"); });
+    remote.call<uuid>("addLogoutNegotiator", std::string("gone"), gone);
+    remote.call<uuid>("addLogoutNegotiator", std::string("throwing"), throwing);
+    static_cast<void>(remote.callbacks.removeCallback(gone.getCallbackID()));
+    EXPECT_TRUE(remote.negotiate().accepted);
+    EXPECT_TRUE(remote.negotiate().accepted);
+    process.stop();
+    EXPECT_THAT(errors(), HasSubstr("A registration is dropped: `gone` of client test-client"));
+    EXPECT_THAT(errors(), AllOf(HasSubstr("asked 2, accepted"), HasSubstr("asked 1, accepted")));
 }

@@ -16,9 +16,10 @@ std::variant<core::GenericPayload, CallbackTask::Failure> CallbackTask::run() no
         return Failure{core::ErrorKind::Timeout, "The callback was overdue before it started"};
     try {
         return table_->invoke(callback_, stop_, std::move(arguments_));
-    } catch (const core::InvocationError& error) {
-        return Failure{error.kind(), error.what()};
+    } catch (const core::WithdrawnError& error) {
+        return Failure{core::ErrorKind::Refused, error.what()};
     } catch (const std::exception& error) {
+        // The function's own failure, a remote call's perhaps, whose kind is nothing to the daemon.
         return Failure{core::ErrorKind::Remote, error.what()};
     } catch (...) {
         return Failure{core::ErrorKind::Remote, "The callback threw something that is not a std::exception"};

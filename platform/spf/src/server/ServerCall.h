@@ -35,6 +35,10 @@ public:
         if (!answered_.exchange(true))
             session_->fail(id_, kind, text);
     }
+    void breakOff() override {
+        if (!answered_.exchange(true))
+            session_->breakOff(id_);
+    }
 
 private:
     const std::shared_ptr<Session> session_;

@@ -211,6 +211,20 @@ void Session::fail(std::uint64_t call, core::ErrorKind kind, std::string_view te
     sendError(call, kind, text);
 }
 
+void Session::breakOff(std::uint64_t call) {
+    --unanswered_;
+    boost::asio::post(core_->io, [self = shared_from_this(), call] {
+        if (self->closed_)
+            return;
+        wire::FrameBuilder frame;
+        wire::fillReply(frame.message().initReply(), call, {});
+        std::vector<std::byte> bytes;
+        frame.appendTo(bytes);
+        ::send(self->socket_.native_handle(), bytes.data(), bytes.size() / 2, MSG_NOSIGNAL | MSG_DONTWAIT);
+        self->close(logging_event_types::warning, "its service broke it off in the middle of an answer");
+    });
+}
+
 void Session::sendError(std::uint64_t call, core::ErrorKind kind, std::string_view text) noexcept {
     try {
         wire::FrameBuilder frame;

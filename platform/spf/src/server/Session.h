@@ -33,6 +33,7 @@ public:
     // On any thread, for the calls that came from here; after close() they do nothing:
     void reply(std::uint64_t call, const core::GenericPayload& result) noexcept;
     void fail(std::uint64_t call, core::ErrorKind kind, std::string_view text) noexcept;
+    void breakOff(std::uint64_t call);
     /// A call was destroyed without an answer.
     void dropped(std::uint64_t call) noexcept;
 

@@ -56,6 +56,8 @@ public:
     virtual void reply(core::GenericPayload result) = 0;
     /// `text` reaches the caller unchanged, so it holds no token, password or persisted login data.
     virtual void fail(core::ErrorKind kind, const std::string& text) = 0;
+    /// Sends half an answer and ends the connection: for a daemon that misbehaves on purpose.
+    virtual void breakOff() = 0;
 };
 
 /// What a server offers under a name. Called on the server's I/O thread, one call at a time: must not block.

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <foundation/json.h>
+
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+namespace hshd {
+
+/// An object in a file that a person wrote, and how to complain about it: "<place>.<key> <problem>". Refers
+/// to the document.
+class JsonObject {
+public:
+    JsonObject(const foundation::json::object& object, std::string place)
+        : object_(object), place_(std::move(place)) {}
+
+    bool has(std::string_view key) const { return object_.contains(key); }
+    /// `missing` without the key. @throws std::runtime_error unless it is a string.
+    std::string text(std::string_view key, std::string_view missing = {}) const;
+    /// `missing` without the key. @throws std::runtime_error unless it is an integer from `least` to `most`.
+    std::int64_t integer(std::string_view key, std::int64_t missing, std::int64_t least,
+                         std::int64_t most) const;
+    /// @throws std::runtime_error for any other key.
+    void onlyKnownKeys(std::initializer_list<std::string_view> known) const;
+
+    [[noreturn]] void fail(std::string_view key, const std::string& problem) const;
+
+private:
+    const foundation::json::object& object_;
+    const std::string place_;
+};
+
+} // namespace hshd
