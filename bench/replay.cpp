@@ -101,16 +101,20 @@ private:
     const std::shared_ptr<login::spf::ZelkorLogin> client_ = host_.makeClient();
 };
 
+Milliseconds timeOf(RawPair& raw, int roundTrips) {
+    const auto begin = Clock::now();
+    for (int i = 0; i < roundTrips; ++i)
+        raw.roundTrip();
+    return Clock::now() - begin;
+}
+
 void measureReplay(const Settings& settings, RawPair& raw) {
     Daemon daemon(settings.hshd);
     ReplayedClient client(daemon, settings.registrations);
     std::vector<double> ratios;
     std::vector<double> times;
     for (int round = -1; round < settings.rounds; ++round) {
-        const auto begin = Clock::now();
-        for (int i = 0; i < settings.registrations; ++i)
-            raw.roundTrip();
-        const Milliseconds reference = Clock::now() - begin;
+        const auto reference = timeOf(raw, settings.registrations);
         const Milliseconds replay = client.restart();
         if (round < 0)
             continue; // warms up
@@ -131,10 +135,9 @@ void measureReturn(const Settings& settings, RawPair& raw, const std::filesystem
         signal.await();
     }
     const int total = settings.processes * settings.registrationsEach;
-    const auto referenceBegin = Clock::now();
-    for (int i = 0; i < total; ++i)
-        raw.roundTrip();
-    const Milliseconds reference = Clock::now() - referenceBegin;
+    std::vector<double> references;
+    for (int round = 0; round < settings.rounds; ++round)
+        references.push_back(timeOf(raw, total).count());
     daemon.restart();
     const auto begin = Clock::now();
     signal.await(settings.processes);
@@ -145,7 +148,7 @@ void measureReturn(const Settings& settings, RawPair& raw, const std::filesystem
     const auto what = std::to_string(settings.processes) + " processes with " +
                       std::to_string(settings.registrationsEach) + " registrations each";
     report::ratio(what + ": all made again after a restart / as many raw round trips",
-                  fixed(elapsed / reference, 1));
+                  fixed(elapsed.count() / median(references), 1));
     report::absolute(what + ": all made again after the daemon is ready", fixed(elapsed.count(), 0) + " ms");
     report::absolute(what + ": processor time of the daemon, its start included",
                      fixed(processor.count(), 0) + " ms");

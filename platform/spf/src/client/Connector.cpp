@@ -124,7 +124,6 @@ void Connector::Impl::findDaemon() {
     try {
         auto dialled = dial(options_.socketDirectory, options_.clientId, options_.limits, wakeUp_->fd());
         retry_ = firstRetry;
-        watch_.disarm();
         serve(std::move(dialled));
         // Its successor is found by every client at once: spread them.
         sleep(jitter(), false);
@@ -176,6 +175,7 @@ void Connector::Impl::serve(Dialled dialled) {
     log_.log(logging_event_types::info, "Connected to the daemon, generation " + generation);
     connection->start();
     auto registrations = registerServices(services, generation, connection);
+    watch_.disarm(); // not earlier: the kernel takes many milliseconds for it
     while (!*lost && sleep(forEver, false)) {
     }
     connection->disconnect("the connector was stopped");
