@@ -7,7 +7,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <sstream>
 #include <thread>
 #include <vector>
 
@@ -74,25 +73,13 @@ void impersonate(Narrator& narrator, const Services& services) {
                    "persistIdentity, then getPersistedLoginData: the same data");
 }
 
-void askFromShell(Narrator& narrator, const std::filesystem::path& program, hshd::DaemonProcess& daemon,
-                  const std::filesystem::path& socketDirectory) {
+void askFromShell(Narrator& narrator, const Shell& shell, hshd::DaemonProcess& daemon) {
     narrator.chapter("From a shell: the program zelkorlogin, with a daemon and without one");
-    const auto run = [&](std::vector<std::string> arguments, int wantedExitCode) {
-        std::string line = "$ zelkorlogin";
-        for (const auto& argument : arguments)
-            line += ' ' + argument;
-        narrator.say(line);
-        arguments.insert(arguments.end(), {"--socket-dir", socketDirectory.string()});
-        const auto command = ShellCommand::run(program, arguments);
-        std::istringstream output(command.output);
-        for (std::string text; std::getline(output, text);)
-            narrator.say("  " + text);
-        narrator.expect("exit code", std::to_string(command.exitCode), std::to_string(wantedExitCode));
-    };
-    run({"status"}, 0);
-    run({"token", "--level", "confirmed"}, 1);
+    shell.run({"status"}, 0);
+    shell.run({"status", "--all"}, 0);
+    shell.run({"token", "--level", "confirmed"}, 1);
     narrator.expect("SIGTERM to the daemon: exit code", std::to_string(daemon.stop()), "0");
-    run({"status", "--timeout", "1"}, 3);
+    shell.run({"status", "--timeout", "1"}, 3);
 }
 
 void waitForDaemon(Narrator& narrator, zelkor::host::Host& host, const Services& services,
@@ -119,7 +106,8 @@ void waitForDaemon(Narrator& narrator, zelkor::host::Host& host, const Services&
     narrator.check(!release.empty() && Clock::now() - begin < std::chrono::seconds(30),
                    "it answered " + release + " after " + since(begin));
     host.configureAll(key, 10);
-    narrator.check(host.get<login::detail::ZelkorLogin>().service == detail.service,
+    narrator.check(host.get<login::detail::ZelkorLogin>(zelkor::host::among::daemonClients).service ==
+                       detail.service,
                    "all this time the service was the same object");
 }
 

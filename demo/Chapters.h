@@ -2,10 +2,9 @@
 
 #include "demo/Narrator.h"
 #include "demo/Services.h"
+#include "demo/ShellCommand.h"
 #include "platform/daemon/process/DaemonProcess.h"
 #include "platform/host/Host.h"
-
-#include <filesystem>
 
 namespace demo {
 
@@ -17,8 +16,7 @@ void askEverything(Narrator& narrator, const Services& services);
 /// Signs somebody in, reads tokens, keeps the identity.
 void impersonate(Narrator& narrator, const Services& services);
 /// What a shell sees: the program zelkorlogin beside a daemon and, at the end, without one.
-void askFromShell(Narrator& narrator, const std::filesystem::path& program, hshd::DaemonProcess& daemon,
-                  const std::filesystem::path& socketDirectory);
+void askFromShell(Narrator& narrator, const Shell& shell, hshd::DaemonProcess& daemon);
 /// A call made while there is no daemon, which ends when its time is over; another which ends when one
 /// appears.
 void waitForDaemon(Narrator& narrator, zelkor::host::Host& host, const Services& services,
@@ -28,5 +26,8 @@ void killDuringCalls(Narrator& narrator, const Services& services, hshd::DaemonP
 
 /// Registrations made once, which each daemon learns of; a logout that is vetoed, then not, then done.
 void keepRegistrations(Narrator& narrator, const Services& services, hshd::DaemonProcess& daemon);
+
+/// The session of this process, joined with the daemon, and the sessions of other processes beside it.
+void liveASession(Narrator& narrator, zelkor::host::Host& host, const Shell& shell);
 
 } // namespace demo

@@ -10,9 +10,9 @@ namespace demo {
 
 /// The login services, as an application gets them: from the registry, by their interfaces.
 struct Services {
-    explicit Services(zelkor::host::Host& host)
-        : login(host.get<login::ZelkorLogin>()), detail(host.get<login::detail::ZelkorLogin>()),
-          vetoer(host.get<login::control::LoginVetoer>()) {}
+    explicit Services(zelkor::host::Host& host, const char* filter)
+        : login(host.get<login::ZelkorLogin>(filter)), detail(host.get<login::detail::ZelkorLogin>(filter)),
+          vetoer(host.get<login::control::LoginVetoer>(filter)) {}
 
     zelkor::host::Provided<login::ZelkorLogin> login;
     zelkor::host::Provided<login::detail::ZelkorLogin> detail;

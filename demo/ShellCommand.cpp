@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <sstream>
 #include <stdexcept>
 #include <sys/wait.h>
 
@@ -33,6 +34,19 @@ ShellCommand ShellCommand::run(const std::filesystem::path& program,
     const int status = ::pclose(pipe);
     command.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     return command;
+}
+
+void Shell::run(std::vector<std::string> arguments, int wantedExitCode) const {
+    std::string line = "$ zelkorlogin";
+    for (const auto& argument : arguments)
+        line += ' ' + argument;
+    narrator_.say(line);
+    arguments.insert(arguments.end(), {"--socket-dir", socketDirectory_.string()});
+    const auto command = ShellCommand::run(program_, arguments);
+    std::istringstream output(command.output);
+    for (std::string text; std::getline(output, text);)
+        narrator_.say("  " + text);
+    narrator_.expect("exit code", std::to_string(command.exitCode), std::to_string(wantedExitCode));
 }
 
 } // namespace demo

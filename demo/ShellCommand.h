@@ -1,7 +1,10 @@
 #pragma once
 
+#include "demo/Narrator.h"
+
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace demo {
@@ -13,6 +16,22 @@ struct ShellCommand {
 
     /// @throws std::runtime_error when there is no shell to run it.
     static ShellCommand run(const std::filesystem::path& program, const std::vector<std::string>& arguments);
+};
+
+/// The program zelkorlogin as a person runs it: shows the command, what it prints, and its exit code, which
+/// should be `wantedExitCode`.
+class Shell {
+public:
+    Shell(Narrator& narrator, std::filesystem::path zelkorlogin, std::filesystem::path socketDirectory)
+        : narrator_(narrator), program_(std::move(zelkorlogin)),
+          socketDirectory_(std::move(socketDirectory)) {}
+
+    void run(std::vector<std::string> arguments, int wantedExitCode) const;
+
+private:
+    Narrator& narrator_;
+    const std::filesystem::path program_;
+    const std::filesystem::path socketDirectory_;
 };
 
 } // namespace demo

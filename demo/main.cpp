@@ -53,14 +53,16 @@ int run(const std::filesystem::path& program, const std::filesystem::path& zelko
         options.connector.socketDirectory = workplace.path() / "run";
         options.connector.clientId = "demo";
         zelkor::host::Host host(options);
-        const demo::Services services(host);
+        const demo::Services services(host, zelkor::host::among::daemonClients);
         narrator.say("the services come from " + services.login.component);
         demo::askEverything(narrator, services);
         demo::impersonate(narrator, services);
-        demo::askFromShell(narrator, zelkorlogin, daemon, workplace.path() / "run");
+        const demo::Shell shell(narrator, zelkorlogin, workplace.path() / "run");
+        demo::askFromShell(narrator, shell, daemon);
         demo::waitForDaemon(narrator, host, services, daemon);
         demo::killDuringCalls(narrator, services, daemon);
         demo::keepRegistrations(narrator, services, daemon);
+        demo::liveASession(narrator, host, shell);
     }
     narrator.expect("SIGTERM to the daemon: exit code", std::to_string(daemon.stop()), "0");
     if (narrator.failures() == 0)

@@ -2,10 +2,12 @@
 // pair for each. The build fails when a pair is missing, and exports nothing else.
 
 #include "spf/ZelkorLogin.h"
+#include "spf/session/ZelkorLogin.h"
 
 #include <cppmicroservices/GlobalConfig.h>
 #include <cppmicroservices/servicecomponent/detail/ComponentInstanceImpl.hpp>
 
+#include <algorithm>
 #include <array>
 #include <new>
 #include <string>
@@ -35,19 +37,41 @@ std::shared_ptr<Binder<Class>> binderFor(const std::string& reference) {
     return std::make_shared<DynamicBinder<Class, Interface>>(reference, nothing, nothing);
 }
 
+/// References of a component: their names in the manifest, with their interfaces.
+template <class... Interfaces>
+struct References {
+    std::array<const char*, sizeof...(Interfaces)> names;
+
+    template <class Class>
+    std::vector<std::shared_ptr<Binder<Class>>> binders() const {
+        [[maybe_unused]] std::size_t next = 0;
+        return {binderFor<Class, Interfaces>(names[next++])...};
+    }
+};
+
 /// Null when memory is exhausted.
-template <class Class, class Interfaces, class... References>
-ComponentInstance* newInstance(const std::array<std::string, sizeof...(References)>& references) noexcept {
-    static_assert(takesModifications<Class>);
+/// @param injected the references that the constructor takes, in its order.
+/// @param awaited those that the component only waits for.
+template <class Class, class Interfaces, class... Injected, class... Awaited>
+ComponentInstance* newInstance(References<Injected...> injected, References<Awaited...> awaited) noexcept {
     try {
-        std::size_t next = 0;
-        const std::vector<std::shared_ptr<Binder<Class>>> binders{
-            binderFor<Class, References>(references[next++])...};
+        std::array<std::string, sizeof...(Injected)> names;
+        std::copy(injected.names.begin(), injected.names.end(), names.begin());
+        auto binders = injected.template binders<Class>();
+        const auto further = awaited.template binders<Class>();
+        binders.insert(binders.end(), further.begin(), further.end());
         return new (std::nothrow)
-            ComponentInstanceImpl<Class, Interfaces, std::shared_ptr<References>...>(references, binders);
+            ComponentInstanceImpl<Class, Interfaces, std::shared_ptr<Injected>...>(names, binders);
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
+}
+
+/// A remote client, which takes changes of its configuration.
+template <class Class, class Interfaces, class... Injected>
+ComponentInstance* newClient(References<Injected...> references) noexcept {
+    static_assert(takesModifications<Class>);
+    return newInstance<Class, Interfaces>(references, References<>{});
 }
 
 } // namespace
@@ -57,7 +81,7 @@ ComponentInstance* newInstance(const std::array<std::string, sizeof...(Reference
 ZELKOR_EXPORT ComponentInstance* NewInstance_login_spf_ZelkorLogin() {
     using Interfaces =
         std::tuple<login::ZelkorLogin, login::detail::ZelkorLogin, login::control::LoginVetoer>;
-    return newInstance<login::spf::ZelkorLogin, Interfaces, HasDesktopServices>({"DesktopServices"});
+    return newClient<login::spf::ZelkorLogin, Interfaces>(References<HasDesktopServices>{"DesktopServices"});
 }
 
 ZELKOR_EXPORT void DeleteInstance_login_spf_ZelkorLogin(ComponentInstance* instance) {
@@ -65,9 +89,24 @@ ZELKOR_EXPORT void DeleteInstance_login_spf_ZelkorLogin(ComponentInstance* insta
 }
 
 ZELKOR_EXPORT ComponentInstance* NewInstance_login_spf_detail_ZelkorLogin() {
-    return newInstance<login::spf::ZelkorLogin, std::tuple<login::detail::ZelkorLogin>>({});
+    return newClient<login::spf::ZelkorLogin, std::tuple<login::detail::ZelkorLogin>>(References<>{});
 }
 
 ZELKOR_EXPORT void DeleteInstance_login_spf_detail_ZelkorLogin(ComponentInstance* instance) {
+    delete instance;
+}
+
+ZELKOR_EXPORT ComponentInstance* NewInstance_login_spf_session_ZelkorLogin() {
+    using Interfaces =
+        std::tuple<login::ZelkorLogin, login::detail::ZelkorLogin, login::control::LoginVetoer>;
+    using Services = References<login::ZelkorLogin, login::control::LoginVetoer, login::detail::ZelkorLogin,
+                                login::detail::ZelkorLoginLNUSupport, login::detail::ZelkorLogin>;
+    return newInstance<login::spf::session::ZelkorLogin, Interfaces>(
+        Services{"ZelkorLogin", "LoginVetoer", "ZelkorLoginDetail", "ZelkorLoginLNUSupport",
+                 "ZelkorLoginSPFClient"},
+        References<HasDesktopServices>{"DesktopServices"});
+}
+
+ZELKOR_EXPORT void DeleteInstance_login_spf_session_ZelkorLogin(ComponentInstance* instance) {
     delete instance;
 }

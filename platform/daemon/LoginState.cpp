@@ -112,7 +112,14 @@ void LoginState::impersonate(login::AccessToken token, login::LoginInfo info) {
 }
 
 void LoginState::signIn(login::LoginInfo info) {
+    login::detail::LoginData data;
+    data.info = info;
+    data.refreshToken = newUuidText();
+    data.rememberMe = true;
     impersonate(newToken(), std::move(info));
+    PersistentState next = *snapshot();
+    next.remembered = std::move(data);
+    commit(std::move(next));
 }
 
 void LoginState::completeLogout() {

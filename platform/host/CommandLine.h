@@ -20,6 +20,7 @@ struct CommandLine {
     std::string logLevel = "off";
     std::optional<int> timeout; ///< seconds
     bool json = false;
+    bool direct = false; ///< past the session
 
     /// How long to wait for the daemon.
     std::chrono::seconds daemonLimit() const { return std::chrono::seconds(timeout.value_or(5)); }

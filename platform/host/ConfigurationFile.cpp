@@ -124,12 +124,15 @@ void take(const Place& place, const std::filesystem::path& folder, std::string_v
         if (!value.is_bool())
             inner.fail("must be true or false");
         options.desktopServices = value.get_bool();
+    } else if (key == "sessionServices") {
+        if (!value.is_bool())
+            inner.fail("must be true or false");
+        options.sessionServices = value.get_bool();
     } else if (key == "configurations") {
         options.configurations = configurationsAt(inner, value);
     } else {
-        inner.fail(
-            "is no key of this file; the keys are bundle, socketDirectory, clientId, desktopServices and "
-            "configurations");
+        inner.fail("is no key of this file; the keys are bundle, socketDirectory, clientId, desktopServices, "
+                   "sessionServices and configurations");
     }
 }
 

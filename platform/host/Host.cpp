@@ -1,5 +1,6 @@
 #include "platform/host/Host.h"
 
+#include "platform/host/session/InProcessLogin.h"
 #include "runtime/core/Invokable.h"
 #include "runtime/core/ServiceProperties.h"
 
@@ -12,8 +13,10 @@
 #include <foundation/log/diagnostic_logger.h>
 #include <zelkorconnector/serviceprocess/HasDesktopServices.h>
 
+#include <algorithm>
 #include <exception>
 #include <sstream>
+#include <string_view>
 #include <utility>
 
 namespace zelkor::host {
@@ -25,6 +28,15 @@ using cppmicroservices::service::cm::ConfigurationAdmin;
 using zelkorconnector::serviceprocess::HasDesktopServices;
 
 class DesktopServices final : public HasDesktopServices {};
+
+constexpr std::chrono::seconds negotiationLimit{5}; // for each of the session's own negotiators
+
+constexpr char fullClientPid[] = "hv.HalvorinServiceHost.ZelkorLogin";
+constexpr char detailClientPid[] = "hv.HalvorinServiceHost.ZelkorLoginDetail";
+
+std::string textOf(const cppmicroservices::Any& property) {
+    return property.Empty() ? std::string() : property.ToStringNoExcept();
+}
 
 std::string loginServiceFilter() {
     return std::string("(") + agent::spf::core::properties::serviceName + "=ZelkorLogin)";
@@ -63,6 +75,8 @@ Host::Host(HostOptions options)
         if (options_.desktopServices)
             static_cast<void>(
                 context_.RegisterService<HasDesktopServices>(std::make_shared<DesktopServices>()));
+        if (options_.sessionServices)
+            registerSessionServices();
         connector_.emplace(context_, options_.connector);
         connector_->start();
         startBundles();
@@ -76,6 +90,23 @@ Host::Host(HostOptions options)
 
 Host::~Host() {
     shutDown();
+}
+
+void Host::registerSessionServices() {
+    const auto tokenOfDaemon = [context = context_](const login::LoginInfo& identity,
+                                                    const std::string& requester,
+                                                    login::LoginInfo::Level level) mutable {
+        const auto clients = context.GetServiceReferences<login::ZelkorLogin>(among::daemonClients);
+        const auto client = clients.empty() ? nullptr : context.GetService(clients.front());
+        // The daemon's token is for whom the daemon has signed in.
+        if (!client || client->getLoginInfo(requester, level).userId != identity.userId)
+            return login::RequestAccessTokenResponse{login::AccessToken(), 401};
+        return client->requestAccessTokenAdvanced(requester, level);
+    };
+    const auto services = std::make_shared<InProcessLogin>(tokenOfDaemon, negotiationLimit);
+    static_cast<void>(
+        context_.RegisterService<login::ZelkorLogin, login::detail::ZelkorLogin, login::control::LoginVetoer,
+                                 login::detail::ZelkorLoginLNUSupport>(services));
 }
 
 void Host::startBundles() {
@@ -109,6 +140,38 @@ void Host::configureAll(const std::string& key, const cppmicroservices::Any& val
         configuration.properties[key] = value;
         configure(configuration);
     }
+}
+
+std::vector<Provider> Host::providersOf(const std::string& interfaceName) const {
+    auto context = context_;
+    auto references = context.GetServiceReferences(interfaceName);
+    std::sort(references.rbegin(), references.rend());
+    std::vector<Provider> providers;
+    for (const auto& reference : references) {
+        const auto ranking = reference.GetProperty("service.ranking");
+        providers.push_back({ranking.Empty() ? 0 : cppmicroservices::any_cast<int>(ranking),
+                             textOf(reference.GetProperty("component.name")),
+                             textOf(reference.GetProperty("version"))});
+    }
+    return providers;
+}
+
+std::string Host::sessionProblem() const {
+    // The session keeps the first client that is there: the one that is configured first.
+    const auto indexOf = [this](std::string_view pid) {
+        const auto found = std::ranges::find_if(options_.configurations, [pid](const auto& configuration) {
+            return configuration.pid.substr(0, configuration.pid.find('~')) == pid;
+        });
+        return found - options_.configurations.begin();
+    };
+    const auto end = std::ssize(options_.configurations);
+    const auto full = indexOf(fullClientPid);
+    if (indexOf(detailClientPid) >= full)
+        return {};
+    return std::string("the session is bound to the client that only has details, for ") + detailClientPid +
+           " is configured " +
+           (full == end ? std::string("alone. Configure ") + fullClientPid + " before it"
+                        : std::string("first. Put ") + fullClientPid + " before it");
 }
 
 bool Host::awaitDaemon(std::chrono::milliseconds limit) {

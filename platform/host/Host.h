@@ -10,11 +10,13 @@
 #include <cppmicroservices/ListenerToken.h>
 #include <cppmicroservices/ServiceInterface.h>
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace zelkor::host {
 
@@ -26,6 +28,21 @@ struct Provided {
 
     Interface* operator->() const { return service.get(); }
 };
+
+/// One provider of an interface, as the registry knows it.
+struct Provider {
+    int ranking = 0;
+    std::string component; ///< empty for this process's own services
+    std::string version;
+};
+
+/// Which providers of an interface are meant.
+namespace among {
+/// The session's, or a client of the daemon: not this process's own services, which ask no daemon.
+inline constexpr char components[] = "(|(session=true)(spfLoginClient=1))";
+/// The daemon's clients, past the session.
+inline constexpr char daemonClients[] = "(&(spfLoginClient=1)(version=2))";
+} // namespace among
 
 /// An application process around the login module: a framework with the bundle loaded and its components
 /// configured, and the connector to the daemon, which may come later. Not thread-safe; the services are.
@@ -39,21 +56,27 @@ public:
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
 
-    /// The best provider of an interface.
+    /// The best provider of an interface. The session's is made at the first use, and asks the daemon then.
     /// @throws ConfigurationError when no component provides it, saying what such a component needs.
     template <class Interface>
-    Provided<Interface> get() {
+    Provided<Interface> get(const char* filter = among::components) {
+        const auto reference = best<Interface>(filter);
         auto context = context_;
-        const auto reference = context.GetServiceReference<Interface>();
-        const std::string& name = us_service_interface_iid<Interface>();
-        if (!reference)
-            failNoProvider(name);
         Provided<Interface> provided{context.GetService(reference),
                                      reference.GetProperty("component.name").ToStringNoExcept()};
         if (!provided.service)
-            failNoObject(name, provided.component);
+            failNoObject(us_service_interface_iid<Interface>(), provided.component);
         return provided;
     }
+    /// @throws ConfigurationError as get() does when there is none. Makes nothing.
+    template <class Interface>
+    void expectProvider(const char* filter = among::components) {
+        static_cast<void>(best<Interface>(filter));
+    }
+    /// All providers of an interface, in the order in which the registry would choose them.
+    std::vector<Provider> providersOf(const std::string& interfaceName) const;
+    /// Why the session is not bound as it should be; empty when it is.
+    std::string sessionProblem() const;
 
     /// Sets the properties of one configuration, or of all that the host was made with, and waits until the
     /// components have taken them.
@@ -73,6 +96,15 @@ public:
     cppmicroservices::BundleContext context() const { return context_; }
 
 private:
+    template <class Interface>
+    cppmicroservices::ServiceReference<Interface> best(const char* filter) {
+        const auto found = context_.GetServiceReferences<Interface>(filter);
+        if (found.empty())
+            failNoProvider(us_service_interface_iid<Interface>());
+        return *std::max_element(found.begin(), found.end());
+    }
+
+    void registerSessionServices();
     void startBundles();
     void shutDown() noexcept;
     [[noreturn]] void failNoProvider(const std::string& interfaceName) const;

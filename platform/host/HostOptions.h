@@ -22,6 +22,7 @@ struct HostOptions {
     std::filesystem::path module;                                        ///< the bundle's library
     std::vector<Configuration> configurations = defaultConfigurations(); ///< made in this order
     bool desktopServices = true; ///< whether this process says that it has them
+    bool sessionServices = true; ///< whether it has in-process login services, which a session needs
     agent::spf::transport::ConnectorOptions connector;
 };
 

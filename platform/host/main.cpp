@@ -35,6 +35,7 @@ std::string checkLogLevel(const std::string& text) {
 
 void addOptions(CLI::App& app, CommandLine& line) {
     app.add_flag("--json", line.json, "Print one JSON object instead of text");
+    app.add_flag("--direct", line.direct, "Ask the daemon itself, past this process's own session");
     app.add_option("--timeout", line.timeout,
                    "Wait this long for the daemon (default 5), and for each answer (default: as configured)")
         ->type_name("SECONDS")
@@ -67,7 +68,7 @@ Result run(const CommandLine& line, Command& command, const Output& output) {
         foundation::log::Options log;
         log.console = line.logFilter();
         foundation::log::setup(log);
-        Session session(line.hostOptions(), line.daemonLimit());
+        Session session(line.hostOptions(), line.daemonLimit(), line.direct);
         return command.run(session, output);
     } catch (const NoAnswer& error) {
         return failed(ExitCode::NoAnswer, error);

@@ -26,6 +26,8 @@ struct ServiceVersion {
         makeClient;
     /// What the daemon passes to a function registered by the method.
     std::function<GenericPayload(const std::string& addMethod)> argumentsFor;
+
+    friend void PrintTo(const ServiceVersion& version, std::ostream* out) { *out << version.component; }
 };
 
 /// A daemon that keeps the registrations made with it.

@@ -5,6 +5,7 @@
 #include <foundation/json.h>
 #include <login/ZelkorLogin.h>
 #include <login/control/LoginVetoer.h>
+#include <login/detail/ZelkorLogin.h>
 
 #include <csignal>
 
@@ -22,23 +23,33 @@ TEST_F(Zelkorlogin, ShowsAndEndsALoginThatAnotherProcessMadeAndDefends) {
     options.module = MODULE_FILE;
     options.connector.socketDirectory = place / "zelkor";
     zelkor::host::Host host(options);
-    const auto login = host.get<login::ZelkorLogin>();
+    namespace among = zelkor::host::among;
+    const auto login = host.get<login::ZelkorLogin>(among::daemonClients);
     const std::string canary = "CaNaRy-4711";
     login::LoginInfo info;
     info.userId = u"grace";
     info.displayName = u"Grace \"Amazing\" Höpper";
     info.level = login::LoginInfo::Level::SignedIn;
-    const auto vetoer = host.get<login::control::LoginVetoer>();
+    const auto vetoer = host.get<login::control::LoginVetoer>(among::daemonClients);
     vetoer->vetoSignIn(true); // what the module throws has a type of this program
     EXPECT_THROW(login->impersonate(login::AccessToken(canary), info), agent::spf::core::InvocationError);
     vetoer->vetoSignIn(false);
     login->impersonate(login::AccessToken(canary), info);
+    EXPECT_THAT(zelkorlogin("status --direct").out, HasSubstr("Höpper is logged in"));
+    auto ended = zelkorlogin("status"); // the session starts with whom the daemon remembers
+    EXPECT_THAT(ended.out, HasSubstr("ada is logged in"));
+    EXPECT_THAT(ended.out, HasSubstr("its login   Grace \"Amazing\" Höpper, level signed-in (2)"));
+    EXPECT_EQ(zelkorlogin("token").code, 1) << "the daemon's token is not the session's";
+    login::detail::LoginData data;
+    data.info = info;
+    data.rememberMe = true;
+    host.get<login::detail::ZelkorLogin>(among::daemonClients)->persistIdentity(data);
     const auto negotiator = login->addLogoutNegotiator(
         {"editor", [](const auto&) {
              return login::NegotiatorResponse{login::Negotiator::Position::Object, u"unsaved\x1bwork"};
          }});
 
-    auto ended = zelkorlogin("status");
+    ended = zelkorlogin("status");
     EXPECT_EQ(ended.code, 0) << ended.err;
     EXPECT_THAT(ended.out, HasSubstr("Grace \"Amazing\" Höpper is logged in, level signed-in (2)"));
     ended = zelkorlogin("--json status");
@@ -46,7 +57,9 @@ TEST_F(Zelkorlogin, ShowsAndEndsALoginThatAnotherProcessMadeAndDefends) {
     EXPECT_EQ(status.at("user").at("id").as_string(), "grace");
     EXPECT_EQ(status.at("user").at("name").as_string(), "Grace \"Amazing\" Höpper");
     EXPECT_EQ(status.at("daemon").at("generation").as_string(), host.connection().generation.c_str());
-    EXPECT_EQ(status.at("component").as_string(), login.component.c_str());
+    EXPECT_EQ(status.at("component").as_string(), "login::spf::session::ZelkorLogin");
+    const auto direct = parse(zelkorlogin("--json --direct status").out);
+    EXPECT_EQ(direct.at("component").as_string(), login.component.c_str());
     EXPECT_FALSE(status.at("sessionId").as_string().empty());
     EXPECT_EQ(zelkorlogin("status --level confirmed").code, 1);
 
@@ -75,6 +88,23 @@ TEST_F(Zelkorlogin, ShowsAndEndsALoginThatAnotherProcessMadeAndDefends) {
     ended = zelkorlogin("logout");
     EXPECT_EQ(ended.code, 0) << ended.err;
     EXPECT_THAT(ended.out, HasSubstr("Nobody was logged in"));
+}
+
+TEST_F(Zelkorlogin, ListsWhoCouldAnswerAndNamesAWrongOrder) {
+    daemon.start();
+    const auto listed = zelkorlogin("status --all");
+    EXPECT_EQ(listed.code, 0);
+    EXPECT_THAT(listed.out, HasSubstr("login::detail::ZelkorLogin\n"
+                                      "   20  login::spf::session::ZelkorLogin, version 2\n"
+                                      "   10  login::spf::ZelkorLogin_"));
+    EXPECT_THAT(listed.err, IsEmpty());
+    const std::string wrong = R"({"configurations": {"hv.HalvorinServiceHost.ZelkorLoginDetail~a": {},
+                                                     "hv.HalvorinServiceHost.ZelkorLogin~a": {}}})";
+    const std::string advice = "Put hv.HalvorinServiceHost.ZelkorLogin before it";
+    EXPECT_THAT(configured(wrong, "status").out, HasSubstr(advice));
+    EXPECT_THAT(configured(wrong, "status --all").err, HasSubstr(advice));
+    EXPECT_EQ(configured(R"({"sessionServices": false})", "--json status").out.find("session::"),
+              std::string::npos);
 }
 
 TEST_F(Zelkorlogin, WatchesThroughTheEndOfTheDaemonUntilItIsInterrupted) {

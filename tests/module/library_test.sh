@@ -13,8 +13,10 @@ expect() { # WHAT EXPECTED ACTUAL
 
 expect "exported symbols" "DeleteInstance_login_spf_ZelkorLogin
 DeleteInstance_login_spf_detail_ZelkorLogin
+DeleteInstance_login_spf_session_ZelkorLogin
 NewInstance_login_spf_ZelkorLogin
 NewInstance_login_spf_detail_ZelkorLogin
+NewInstance_login_spf_session_ZelkorLogin
 _us_set_bundle_context_instance_com_halvorin_zelkorloginclient" \
     "$(nm -D --defined-only --format=posix "$place/stripped.so" | cut -d' ' -f1 | LC_ALL=C sort)"
 

@@ -1,5 +1,6 @@
 #include "ModuleHost.h"
 #include "tests/support/RecordingLog.h"
+#include "tests/support/RecordingLogin.h"
 
 #include <foundation/log/subscription.h>
 
@@ -35,6 +36,10 @@ TEST_F(ModuleHost, DeclaresItsComponents) {
     const auto headers = bundle.GetHeaders();
     EXPECT_EQ(inWords(headers.AtCompoundKey("scr.version")), "1");
     const auto components = any_cast<std::vector<Any>>(headers.AtCompoundKey("scr.components"));
+    const auto local = [](const std::string& interface, const std::string& name) {
+        return "[interface:" + interface + "; name:" + name +
+               "; target:(&(!(spfLoginClient=1))(!(session=true))); ]";
+    };
     const std::vector<std::string> expected{
         "configuration-pid:[hv.HalvorinServiceHost.ZelkorLogin]; configuration-policy:require; "
         "factory:ZelkorLoginFactory; immediate:false; implementation-class:login::spf::ZelkorLogin; "
@@ -48,7 +53,19 @@ TEST_F(ModuleHost, DeclaresItsComponents) {
         "factory:ZelkorLoginDetailsFactory; immediate:false; implementation-class:login::spf::ZelkorLogin; "
         "inject-references:false; name:login::spf::detail::ZelkorLogin; properties:service.ranking:-10; "
         "spfLoginClient:1; timeouts::call:10; timeouts::service:10; version:2; ; "
-        "service:interfaces:[login::detail::ZelkorLogin]; scope:singleton; ; "};
+        "service:interfaces:[login::detail::ZelkorLogin]; scope:singleton; ; ",
+        "implementation-class:login::spf::session::ZelkorLogin; inject-references:true; "
+        "name:login::spf::session::ZelkorLogin; properties:service.ranking:20; session:true; version:2; ; "
+        "references:" +
+            local("login::ZelkorLogin", "ZelkorLogin") + local("login::control::LoginVetoer", "LoginVetoer") +
+            local("login::detail::ZelkorLogin", "ZelkorLoginDetail") +
+            local("login::detail::ZelkorLoginLNUSupport", "ZelkorLoginLNUSupport") +
+            "[interface:login::detail::ZelkorLogin; name:ZelkorLoginSPFClient; "
+            "target:(&(spfLoginClient=1)(version=2)); ]"
+            "[interface:zelkorconnector::serviceprocess::HasDesktopServices; name:DesktopServices; ]; "
+            "service:interfaces:[login::ZelkorLogin][login::detail::ZelkorLogin][login::control::LoginVetoer]"
+            "; "
+            "scope:singleton; ; "};
     ASSERT_EQ(components.size(), expected.size());
     for (std::size_t i = 0; i < expected.size(); ++i)
         EXPECT_EQ(inWords(components[i]), expected[i]);
@@ -79,6 +96,47 @@ TEST_F(ModuleHost, OffersItsServicesAsConfigured) {
 
     desktop.Unregister();
     EXPECT_TRUE(eventually([&] { return bestDetail() == "login::spf::detail::ZelkorLogin_" + detailPid; }));
+}
+
+TEST_F(ModuleHost, ASessionJoinsThisProcessAndTheDaemon) {
+    const auto calls = std::make_shared<Calls>();
+    const auto own = std::make_shared<RecordingLogin>("own", calls);
+    const auto offer = [&] {
+        return context.RegisterService<login::ZelkorLogin, login::detail::ZelkorLogin,
+                                       login::control::LoginVetoer, login::detail::ZelkorLoginLNUSupport>(
+            own);
+    };
+    auto offered = offer();
+    auto desktop = offerDesktopServices();
+    daemon.answer("getSourceId", std::string("source"));
+    daemon.appear();
+    EXPECT_EQ(context.GetServiceReferences<login::ZelkorLogin>("(session=true)").size(), 0u);
+    configure(fullPid);
+    configure(detailPid);
+    EXPECT_EQ(bestDetail(), "login::spf::session::ZelkorLogin");
+    EXPECT_THAT(calls->take(), testing::IsEmpty()) << "made at the first use";
+
+    own->failing = "completeLogout"; // there is no session then, and the next use tries again
+    EXPECT_EQ(context.GetService(context.GetServiceReference<login::detail::ZelkorLogin>()), nullptr);
+    own->failing.clear();
+    EXPECT_THAT(calls->take(), testing::ElementsAre("own.setSourceId(source)", "own.completeLogout"));
+    const auto session = get<login::detail::ZelkorLogin>();
+    EXPECT_EQ(session->getEndpoint(), "own");
+    EXPECT_EQ(session->getRelease(), "1.2");
+    EXPECT_EQ(get<login::ZelkorLogin>()->getLoginInfo("test", login::LoginInfo::Level::SignedIn).locale,
+              "own");
+
+    offered.Unregister(); // the session goes, and comes again with the reference
+    EXPECT_TRUE(eventually([&] { return bestDetail() == "login::spf::ZelkorLogin_" + fullPid; }));
+    calls->take();
+    const auto again = offer();
+    EXPECT_TRUE(eventually([&] { return bestDetail() == "login::spf::session::ZelkorLogin"; }));
+    EXPECT_NE(get<login::detail::ZelkorLogin>(), session);
+    EXPECT_THAT(calls->take(), testing::ElementsAre("own.setSourceId(source)", "own.completeLogout"));
+
+    configure(fullPid, {{"timeouts::service", 0}});
+    daemon.disappear();
+    EXPECT_TRUE(eventually([&] { return get<login::detail::ZelkorLogin>()->getRelease() == "own"; }));
 }
 
 TEST_F(ModuleHost, AChangeOfItsConfigurationReachesTheSameObject) {

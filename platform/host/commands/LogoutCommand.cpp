@@ -19,10 +19,8 @@ void LogoutCommand::addOptions(CLI::App& app) {
 }
 
 Result LogoutCommand::run(Session& session, const Output&) {
-    auto& host = session.host();
-    const auto login = host.get<login::ZelkorLogin>();
-    const auto detail = host.get<login::detail::ZelkorLogin>();
-    session.requireDaemon();
+    const auto login = session.service<login::ZelkorLogin>();
+    const auto detail = session.service<login::detail::ZelkorLogin>();
     const auto before =
         session.ask([&] { return login->getLoginInfo(requester, login::LoginInfo::Level::Identified); });
     if (!force_) {

@@ -7,8 +7,7 @@
 namespace zelkor::host {
 
 Result NegotiateCommand::run(Session& session, const Output&) {
-    const auto detail = session.host().get<login::detail::ZelkorLogin>();
-    session.requireDaemon();
+    const auto detail = session.service<login::detail::ZelkorLogin>();
     const auto result = session.ask([&] { return detail->negotiateLogout({}); });
     if (result.accepted)
         return {.code = ExitCode::Ok, .text = "Nobody objects.\n", .note = {}, .json = {{"accepted", true}}};

@@ -6,6 +6,8 @@
 #include <login/ZelkorLogin.h>
 #include <login/detail/ZelkorLogin.h>
 
+#include <CLI/CLI.hpp>
+
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -21,7 +23,9 @@ struct Status {
     login::LoginInfo info;
     std::string session, endpoint, source, release;
     std::chrono::duration<double, std::milli> roundTrip{};
-    std::string component; ///< that answered
+    std::string component;       ///< that answered
+    login::LoginInfo daemonInfo; ///< whom the daemon itself has signed in, at any level
+    std::string problem;         ///< with the session, if there is one
     agent::spf::transport::Connector::Status connection;
 };
 
@@ -35,18 +39,26 @@ std::string orNone(const std::string& text) {
     return text.empty() ? "(none)" : printable(text);
 }
 
+std::string inWords(login::LoginInfo::Level level) {
+    return levelName(level) + " (" + std::to_string(static_cast<int>(level)) + ")";
+}
+
+std::string inWords(const login::LoginInfo& info) {
+    return info.userId.empty() ? "nobody" : nameOf(info) + ", level " + inWords(info.getLevel());
+}
+
 std::string asText(const Status& status, login::LoginInfo::Level asked) {
     const auto email = printable(status.info.email);
     return (status.info.userId.empty()
                 ? "Nobody is logged in at the level " + levelName(asked) + ".\n"
                 : nameOf(status.info) + (email.empty() ? "" : " <" + email + ">") + " is logged in, level " +
-                      levelName(status.info.getLevel()) + " (" +
-                      std::to_string(static_cast<int>(status.info.getLevel())) + ").\n") +
+                      inWords(status.info.getLevel()) + ".\n") +
            "  session     " + orNone(status.session) + "\n  endpoint    " + orNone(status.endpoint) +
            "\n  source      " + orNone(status.source) + "\n  daemon      release " +
-           printable(status.release) + ", generation " + status.connection.generation + "\n  socket      " +
-           status.connection.socketPath.string() + "\n  round trip  " +
-           threeDigits(status.roundTrip.count()) + " ms\n  component   " + status.component + "\n";
+           printable(status.release) + ", generation " + status.connection.generation + "\n  its login   " +
+           inWords(status.daemonInfo) + "\n  socket      " + status.connection.socketPath.string() +
+           "\n  round trip  " + threeDigits(status.roundTrip.count()) + " ms\n  component   " +
+           status.component + "\n" + (status.problem.empty() ? "" : "  problem     " + status.problem + "\n");
 }
 
 foundation::json::object asJson(const Status& status) {
@@ -62,8 +74,11 @@ foundation::json::object asJson(const Status& status) {
     json["daemon"] = {{"release", status.release},
                       {"generation", status.connection.generation},
                       {"socket", status.connection.socketPath.string()},
+                      {"login", toUtf8(status.daemonInfo.userId)},
                       {"roundTripMs", std::strtod(threeDigits(status.roundTrip.count()).c_str(), nullptr)}};
     json["component"] = status.component;
+    if (!status.problem.empty())
+        json["problem"] = status.problem;
     return json;
 }
 
@@ -75,13 +90,46 @@ std::string StatusCommand::description() const {
 
 void StatusCommand::addOptions(CLI::App& app) {
     level_.addTo(app);
+    app.add_flag("--all", all_,
+                 "List every provider of each login interface instead, the one that answers first");
+}
+
+Result StatusCommand::listAll(Host& host) const {
+    Result result;
+    foundation::json::object json;
+    for (const char* name : {"login::ZelkorLogin", "login::detail::ZelkorLogin",
+                             "login::interactive::ZelkorLogin", "login::control::LoginVetoer"}) {
+        result.text += std::string(name) + "\n";
+        foundation::json::array list;
+        for (const auto& provider : host.providersOf(name)) {
+            const auto component = provider.component.empty() ? "(this process)" : provider.component;
+            const auto ranking = std::to_string(provider.ranking);
+            result.text += std::string(ranking.size() < 5 ? 5 - ranking.size() : 0, ' ') + ranking + "  " +
+                           component + (provider.version.empty() ? "" : ", version " + provider.version) +
+                           "\n";
+            list.push_back({{"ranking", provider.ranking},
+                            {"component", provider.component},
+                            {"version", provider.version}});
+        }
+        if (list.empty())
+            result.text += "       (none)\n";
+        json[name] = std::move(list);
+    }
+    if (const auto problem = host.sessionProblem(); !problem.empty()) {
+        result.note = "zelkorlogin: " + problem + "\n";
+        json["problem"] = problem;
+    }
+    result.json["providers"] = std::move(json);
+    return result;
 }
 
 Result StatusCommand::run(Session& session, const Output&) {
     auto& host = session.host();
-    const auto login = host.get<login::ZelkorLogin>();
-    const auto detail = host.get<login::detail::ZelkorLogin>();
-    session.requireDaemon();
+    if (all_)
+        return listAll(host);
+    const auto login = session.service<login::ZelkorLogin>();
+    const auto detail = session.service<login::detail::ZelkorLogin>();
+    const auto daemon = host.get<login::ZelkorLogin>(among::daemonClients);
     const auto status = session.ask([&] {
         Status answer;
         answer.info = login->getLoginInfo(requester, level_.level());
@@ -94,6 +142,8 @@ Result StatusCommand::run(Session& session, const Output&) {
         answer.release = detail->getRelease();
         answer.roundTrip = std::chrono::steady_clock::now() - begin;
         answer.component = login.component;
+        answer.daemonInfo = daemon->getLoginInfo(requester, login::LoginInfo::Level::None);
+        answer.problem = host.sessionProblem();
         answer.connection = host.connection();
         return answer;
     });

@@ -14,7 +14,10 @@ public:
     Result run(Session& session, const Output& output) override;
 
 private:
+    Result listAll(Host& host) const;
+
     LevelOption level_;
+    bool all_ = false;
 };
 
 } // namespace zelkor::host

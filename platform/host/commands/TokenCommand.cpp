@@ -15,8 +15,7 @@ void TokenCommand::addOptions(CLI::App& app) {
 }
 
 Result TokenCommand::run(Session& session, const Output&) {
-    const auto login = session.host().get<login::ZelkorLogin>();
-    session.requireDaemon();
+    const auto login = session.service<login::ZelkorLogin>();
     const auto answer =
         session.ask([&] { return login->requestAccessTokenAdvanced(requester, level_.level()); });
     if (!answer.token)

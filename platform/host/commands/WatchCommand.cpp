@@ -94,7 +94,8 @@ void WatchCommand::addOptions(CLI::App& app) {
 
 Result WatchCommand::run(Session& session, const Output& output) {
     auto& host = session.host();
-    const auto login = host.get<login::ZelkorLogin>();
+    const auto login =
+        host.get<login::ZelkorLogin>(among::daemonClients); // a session tells of its own changes only
     // Shared, for a listener that has begun may still be running when it has been removed.
     const auto events = std::make_shared<LoginEvents>();
     auto token = host.onDaemon([events](const std::string& generation) {

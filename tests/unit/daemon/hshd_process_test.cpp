@@ -189,7 +189,8 @@ TEST_F(HshdProcess, AScriptMakesItMisbehave) {
     EXPECT_EQ(called, 1) << "before the reply";
 
     EXPECT_THROW(remote.call<std::string>("getSourceId"), core::DisconnectedError);
-    Remote again{client.found(remote.service)};
+    ASSERT_TRUE(eventually([&] { return client.connector().status().connections == 2; }));
+    Remote again{client.found()};
     EXPECT_THROW(again.call<std::string>("getSourceId"), core::DisconnectedError);
     EXPECT_EQ(scripted.stop(), 7) << errors();
 }
