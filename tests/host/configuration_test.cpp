@@ -61,7 +61,8 @@ TEST_F(HostConfiguration, AFileIsUsedAndTheCommandLineStandsAboveIt) {
     auto ended = configured(file);
     EXPECT_EQ(ended.code, 3);
     EXPECT_THAT(ended.err, HasSubstr((place / "elsewhere/hshd.sock").string()));
-    ended = configured(file, "status --direct --timeout 60 --socket-dir '" + (place / "zelkor").string() + "'");
+    ended =
+        configured(file, "status --direct --timeout 60 --socket-dir '" + (place / "zelkor").string() + "'");
     EXPECT_EQ(ended.code, 0) << ended.err;
     EXPECT_THAT(ended.out, HasSubstr("hv.HalvorinServiceHost.ZelkorLogin~mine"));
     EXPECT_THAT(contentOf(place / "hshd.log"), HasSubstr("from-file"));
