@@ -1,7 +1,9 @@
 // The exported functions through which the framework makes and destroys the components of manifest.json, one
 // pair for each. The build fails when a pair is missing, and exports nothing else.
 
+#include "spf/LoginVetoerClient.h"
 #include "spf/ZelkorLogin.h"
+#include "spf/interactive/desktop/ZelkorLogin.h"
 #include "spf/session/ZelkorLogin.h"
 
 #include <cppmicroservices/GlobalConfig.h>
@@ -78,6 +80,25 @@ ComponentInstance* newClient(References<Injected...> references) noexcept {
 
 #define ZELKOR_EXPORT extern "C" US_ABI_EXPORT
 
+ZELKOR_EXPORT ComponentInstance* NewInstance_login_spf_interactive_desktop_ZelkorLogin() {
+    using Interfaces = std::tuple<login::interactive::ZelkorLogin>;
+    return newClient<login::spf::interactive::desktop::ZelkorLogin, Interfaces>(
+        References<HasDesktopServices>{"DesktopServices"});
+}
+
+ZELKOR_EXPORT void DeleteInstance_login_spf_interactive_desktop_ZelkorLogin(ComponentInstance* instance) {
+    delete instance;
+}
+
+ZELKOR_EXPORT ComponentInstance* NewInstance_login_spf_interactive_daemon_ZelkorLogin() {
+    using Interfaces = std::tuple<login::interactive::ZelkorLogin>;
+    return newClient<login::spf::interactive::ZelkorLogin, Interfaces>(References<>{});
+}
+
+ZELKOR_EXPORT void DeleteInstance_login_spf_interactive_daemon_ZelkorLogin(ComponentInstance* instance) {
+    delete instance;
+}
+
 ZELKOR_EXPORT ComponentInstance* NewInstance_login_spf_ZelkorLogin() {
     using Interfaces =
         std::tuple<login::ZelkorLogin, login::detail::ZelkorLogin, login::control::LoginVetoer>;
@@ -85,6 +106,15 @@ ZELKOR_EXPORT ComponentInstance* NewInstance_login_spf_ZelkorLogin() {
 }
 
 ZELKOR_EXPORT void DeleteInstance_login_spf_ZelkorLogin(ComponentInstance* instance) {
+    delete instance;
+}
+
+ZELKOR_EXPORT ComponentInstance* NewInstance_login_spf_LoginVetoer() {
+    using Interfaces = std::tuple<login::control::LoginVetoer>;
+    return newClient<login::spf::LoginVetoerClient, Interfaces>(References<>{});
+}
+
+ZELKOR_EXPORT void DeleteInstance_login_spf_LoginVetoer(ComponentInstance* instance) {
     delete instance;
 }
 

@@ -10,6 +10,7 @@
 #include <login/ZelkorLogin.h>
 #include <login/control/LoginVetoer.h>
 #include <login/detail/ZelkorLogin.h>
+#include <login/interactive/ZelkorLogin.h>
 #include <zelkorconnector/serviceprocess/HasDesktopServices.h>
 
 #include <gtest/gtest.h>

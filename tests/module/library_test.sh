@@ -11,11 +11,17 @@ expect() { # WHAT EXPECTED ACTUAL
     diff <(printf '%s\n' "$2") <(printf '%s\n' "$3") || { echo "^ $1: expected (<), found (>)"; exit 1; }
 }
 
-expect "exported symbols" "DeleteInstance_login_spf_ZelkorLogin
+expect "exported symbols" "DeleteInstance_login_spf_LoginVetoer
+DeleteInstance_login_spf_ZelkorLogin
 DeleteInstance_login_spf_detail_ZelkorLogin
+DeleteInstance_login_spf_interactive_daemon_ZelkorLogin
+DeleteInstance_login_spf_interactive_desktop_ZelkorLogin
 DeleteInstance_login_spf_session_ZelkorLogin
+NewInstance_login_spf_LoginVetoer
 NewInstance_login_spf_ZelkorLogin
 NewInstance_login_spf_detail_ZelkorLogin
+NewInstance_login_spf_interactive_daemon_ZelkorLogin
+NewInstance_login_spf_interactive_desktop_ZelkorLogin
 NewInstance_login_spf_session_ZelkorLogin
 _us_set_bundle_context_instance_com_halvorin_zelkorloginclient" \
     "$(nm -D --defined-only --format=posix "$place/stripped.so" | cut -d' ' -f1 | LC_ALL=C sort)"
@@ -28,6 +34,7 @@ cmp "$manifest" "$place/com_halvorin_zelkorloginclient/manifest.json"
 
 if [[ $framework == embedded ]]; then
     expect "needed libraries" "ld-linux-x86-64.so.2
+libboost_json.so.1.81.0
 libboost_log.so.1.81.0
 libc.so.6
 libgcc_s.so.1

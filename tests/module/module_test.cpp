@@ -40,32 +40,47 @@ TEST_F(ModuleHost, DeclaresItsComponents) {
         return "[interface:" + interface + "; name:" + name +
                "; target:(&(!(spfLoginClient=1))(!(session=true))); ]";
     };
+    const std::string desktop = "[interface:zelkorconnector::serviceprocess::HasDesktopServices; "
+                                "name:DesktopServices; ]";
+    const std::string inject = "inject-references:true; ";
+    const auto service = [](const std::string& interfaces) {
+        return "service:interfaces:" + interfaces + "; scope:singleton; ; ";
+    };
+    const auto client = [&](const std::string& pid, const std::string& factory, const std::string& className,
+                            const std::string& injects, const std::string& name, int ranking,
+                            const std::string& references, const std::string& interfaces) {
+        return "configuration-pid:[hv.HalvorinServiceHost." + pid +
+               "]; configuration-policy:require; factory:" + factory +
+               "; immediate:false; implementation-class:" + className + "; " + injects + "name:" + name +
+               "; properties:service.ranking:" + std::to_string(ranking) +
+               "; spfLoginClient:1; timeouts::call:10; timeouts::service:10; version:2; ; " +
+               (references.empty() ? "" : "references:" + references + "; ") + service(interfaces);
+    };
+    const std::string all = "[login::ZelkorLogin][login::detail::ZelkorLogin][login::control::LoginVetoer]";
+    const std::string interactive = "login::spf::interactive::";
     const std::vector<std::string> expected{
-        "configuration-pid:[hv.HalvorinServiceHost.ZelkorLogin]; configuration-policy:require; "
-        "factory:ZelkorLoginFactory; immediate:false; implementation-class:login::spf::ZelkorLogin; "
-        "inject-references:true; name:login::spf::ZelkorLogin; properties:service.ranking:10; "
-        "spfLoginClient:1; "
-        "timeouts::call:10; timeouts::service:10; version:2; ; "
-        "references:[interface:zelkorconnector::serviceprocess::HasDesktopServices; name:DesktopServices; ]; "
-        "service:interfaces:[login::ZelkorLogin][login::detail::ZelkorLogin][login::control::LoginVetoer]; "
-        "scope:singleton; ; ",
-        "configuration-pid:[hv.HalvorinServiceHost.ZelkorLoginDetail]; configuration-policy:require; "
-        "factory:ZelkorLoginDetailsFactory; immediate:false; implementation-class:login::spf::ZelkorLogin; "
-        "inject-references:false; name:login::spf::detail::ZelkorLogin; properties:service.ranking:-10; "
-        "spfLoginClient:1; timeouts::call:10; timeouts::service:10; version:2; ; "
-        "service:interfaces:[login::detail::ZelkorLogin]; scope:singleton; ; ",
-        "implementation-class:login::spf::session::ZelkorLogin; inject-references:true; "
-        "name:login::spf::session::ZelkorLogin; properties:service.ranking:20; session:true; version:2; ; "
-        "references:" +
+        client("PerClientV1ServiceForZELKOR", "InteractiveZelkorLoginFactory",
+               interactive + "desktop::ZelkorLogin", inject, interactive + "desktop::ZelkorLogin", 10,
+               desktop, "[login::interactive::ZelkorLogin]"),
+        client("PerClientV1Service", "InteractiveHSHDaemonLoginFactory", interactive + "ZelkorLogin", "",
+               interactive + "daemon::ZelkorLogin", -10, "", "[login::interactive::ZelkorLogin]"),
+        client("ZelkorLogin", "ZelkorLoginFactory", "login::spf::ZelkorLogin", inject,
+               "login::spf::ZelkorLogin", 10, desktop, all),
+        client("LoginVetoer", "LoginVetoerFactory", "login::spf::LoginVetoerClient", "",
+               "login::spf::LoginVetoer", 15, "", "[login::control::LoginVetoer]"),
+        client("ZelkorLoginDetail", "ZelkorLoginDetailsFactory", "login::spf::ZelkorLogin",
+               "inject-references:false; ", "login::spf::detail::ZelkorLogin", -10, "",
+               "[login::detail::ZelkorLogin]"),
+        "implementation-class:login::spf::session::ZelkorLogin; " + inject +
+            "name:login::spf::session::ZelkorLogin; properties:service.ranking:20; session:true; version:2; "
+            "; "
+            "references:" +
             local("login::ZelkorLogin", "ZelkorLogin") + local("login::control::LoginVetoer", "LoginVetoer") +
             local("login::detail::ZelkorLogin", "ZelkorLoginDetail") +
             local("login::detail::ZelkorLoginLNUSupport", "ZelkorLoginLNUSupport") +
             "[interface:login::detail::ZelkorLogin; name:ZelkorLoginSPFClient; "
-            "target:(&(spfLoginClient=1)(version=2)); ]"
-            "[interface:zelkorconnector::serviceprocess::HasDesktopServices; name:DesktopServices; ]; "
-            "service:interfaces:[login::ZelkorLogin][login::detail::ZelkorLogin][login::control::LoginVetoer]"
-            "; "
-            "scope:singleton; ; "};
+            "target:(&(spfLoginClient=1)(version=2)); ]" +
+            desktop + "; " + service(all)};
     ASSERT_EQ(components.size(), expected.size());
     for (std::size_t i = 0; i < expected.size(); ++i)
         EXPECT_EQ(inWords(components[i]), expected[i]);
@@ -137,6 +152,28 @@ TEST_F(ModuleHost, ASessionJoinsThisProcessAndTheDaemon) {
     configure(fullPid, {{"timeouts::service", 0}});
     daemon.disappear();
     EXPECT_TRUE(eventually([&] { return get<login::detail::ZelkorLogin>()->getRelease() == "own"; }));
+}
+
+TEST_F(ModuleHost, TheInteractiveClientOfADesktopWinsWhereThereIsOne) {
+    const auto best = [&] {
+        const auto found = context.GetServiceReference<login::interactive::ZelkorLogin>();
+        return found ? found.GetProperty("component.name").ToStringNoExcept() : "none";
+    };
+    const std::string prefix = "hv.HalvorinServiceHost.PerClientV1Service";
+    configure(prefix + "~test", {{"timeouts::service", 0}});
+    configure(prefix + "ForZELKOR~test", {{"timeouts::service", 0}});
+    const auto plain = "login::spf::interactive::daemon::ZelkorLogin_" + prefix + "~test";
+    EXPECT_EQ(best(), plain);
+    auto desktop = offerDesktopServices();
+    EXPECT_EQ(best(), "login::spf::interactive::desktop::ZelkorLogin_" + prefix + "ForZELKOR~test");
+    const auto login = get<login::interactive::ZelkorLogin>();
+    EXPECT_TRUE(login->supportsWebRedirect());
+    EXPECT_THROW(login->requestLogout({}), std::runtime_error);
+    desktop.Unregister();
+    EXPECT_TRUE(eventually([&] { return best() == plain; }));
+    EXPECT_TRUE(get<login::interactive::ZelkorLogin>()->supportsWebRedirect());
+    configure("hv.HalvorinServiceHost.LoginVetoer~test", {{"timeouts::service", 0}});
+    EXPECT_FALSE(get<login::control::LoginVetoer>()->shouldVetoSignIn());
 }
 
 TEST_F(ModuleHost, AChangeOfItsConfigurationReachesTheSameObject) {

@@ -1,0 +1,323 @@
+// Requests of the interactive client: each ends once, whatever becomes of the daemon, the request and the
+// client.
+
+#include "runtime/core/ExportedCallback.h"
+#include "spf/LoginVetoerClient.h"
+#include "spf/interactive/desktop/ZelkorLogin.h"
+#include "tests/support/ClientConfiguration.h"
+#include "tests/support/FakeDaemon.h"
+#include "tests/support/Rounds.h"
+#include "tests/support/TestFramework.h"
+#include "tests/support/Testing.h"
+
+#include <foundation/concurrent/threadpool/Executor.h>
+
+#include <random>
+
+namespace {
+
+using namespace login;
+using namespace zelkor::test;
+using agent::spf::core::DisconnectedError;
+using agent::spf::core::ExportedCallback;
+using agent::spf::core::GenericPayload;
+using Client = login::spf::interactive::ZelkorLogin;
+using Level = LoginInfo::Level;
+using Line = RecordingLog::Line;
+
+/// How a request ended.
+struct Ended {
+    LoginInfo info;
+    std::exception_ptr error;
+
+    std::string text() const {
+        try {
+            if (error)
+                std::rethrow_exception(error);
+        } catch (const std::exception& failure) {
+            return failure.what();
+        }
+        return {};
+    }
+};
+
+/// The endings of one request.
+class Endings {
+public:
+    void add(Ended ended) {
+        const std::scoped_lock lock(mutex_);
+        endings_.push_back(std::move(ended));
+    }
+    std::vector<Ended> all() const {
+        const std::scoped_lock lock(mutex_);
+        return endings_;
+    }
+    /// Waits for the first.
+    Ended first() const {
+        EXPECT_TRUE(eventually([this] { return !all().empty(); }));
+        return all().empty() ? Ended() : all().front();
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<Ended> endings_;
+};
+
+const std::string withdrawn =
+    "The request ended without an outcome: it was aborted, or the daemon or this client went away";
+
+/// Against a fake daemon, with an executor of one thread; the parameter: login or logout.
+class Interactive : public TestWithParam<bool> {
+protected:
+    bool login() const { return GetParam(); }
+    std::string method() const { return login() ? "requestLoginAsync" : "requestLogoutWithOptionsAsync"; }
+    std::shared_ptr<Client> makeClient(int service) {
+        return std::make_shared<Client>(configuration(10, service), executor);
+    }
+    void appear() {
+        daemon.appear();
+        settle();
+    }
+    void settle() {
+        ASSERT_TRUE(eventually([&] {
+            const auto statistics = executor.statistics();
+            return statistics.queues == 0 && statistics.waitingItems == 0;
+        }));
+    }
+    std::shared_ptr<Endings> request(
+        Client& client, const std::function<void()>& body = [] {}) const {
+        auto endings = std::make_shared<Endings>();
+        const auto ended = [endings, body](LoginInfo info, std::exception_ptr error) {
+            endings->add({std::move(info), std::move(error)});
+            body();
+        };
+        if (login())
+            client.requestLoginAsync("me", ended, Level::SignedIn, {});
+        else
+            client.requestLogoutAsync([ended](std::exception_ptr error) { ended({}, std::move(error)); }, {});
+        return endings;
+    }
+    /// The blocking form.
+    LoginInfo requestAndWait(Client& client) const {
+        if (login())
+            return client.requestLogin("me", Level::SignedIn, {});
+        client.requestLogout({});
+        return {};
+    }
+    static boost::uuids::uuid callbackOf(const FakeDaemon::Call& call) {
+        for (std::size_t i = 0; i < call.arguments.size(); ++i) {
+            if (call.arguments.type(i) == typeid(ExportedCallback))
+                return call.arguments.get<ExportedCallback>(i).getCallbackID();
+        }
+        return {};
+    }
+    /// What the daemon calls back with.
+    GenericPayload outcome(const std::string& error) const {
+        return login() ? GenericPayload::of(someone(), error) : GenericPayload::of(error);
+    }
+    /// The daemon's outcome of the request that came last.
+    void complete(const std::string& error) {
+        daemon.callbacks()->invoke(callbackOf(daemon.calls().back()), {}, outcome(error));
+    }
+
+    RecordingLog log{"login.spf.interactive.ZelkorLogin"};
+    TestFramework framework;
+    foundation::concurrent::threadpool::Executor executor{
+        {.minThreads = 1, .maxThreads = 1, .idleTimeout = 30s, .name = "test"}};
+    FakeDaemon daemon{framework.context(), {"ZelkorLoginInteractive", 2, 2}};
+};
+
+TEST_P(Interactive, TheDaemonsOutcomeEndsIt) {
+    const auto client = makeClient(10);
+    appear();
+    daemon.on(method(), [](const auto& call) { call.answer({}); });
+    auto endings = request(*client);
+    EXPECT_TRUE(endings->all().empty());
+    log.clear();
+    complete("");
+    EXPECT_EQ(endings->first().text(), "");
+    EXPECT_EQ(endings->first().info, login() ? someone() : LoginInfo());
+    if (login()) {
+        EXPECT_THAT(
+            log.linesAt(4),
+            ElementsAre(Field(&Line::text, AllOf(StartsWith("requestLoginAsync successful. LoginInfo is: "),
+                                                 HasSubstr("someone")))));
+    } else {
+        EXPECT_THAT(log.lines(), IsEmpty());
+    }
+    EXPECT_THROW(complete("again"), std::runtime_error) << "it is over";
+    endings = request(*client);
+    complete("refused by the user");
+    EXPECT_EQ(endings->first().text(), "refused by the user");
+    EXPECT_EQ(endings->first().info, LoginInfo());
+    EXPECT_THAT(log.lines(), Contains(Line(256, method() + " failed: refused by the user")));
+    EXPECT_EQ(endings->all().size(), 1u);
+
+    std::thread daemonsThread; // the outcome before the reply, and the blocking form
+    daemon.on(method(), [&](const auto& call) {
+        daemonsThread = std::thread([this, call] {
+            daemon.callbacks()->invoke(callbackOf(call), {}, outcome(""));
+            call.answer({});
+        });
+    });
+    EXPECT_EQ(requestAndWait(*client), login() ? someone() : LoginInfo());
+    daemonsThread.join();
+    EXPECT_EQ(daemon.callbacks()->size(), 0u);
+    if (login()) {
+        const auto call = daemon.calls().back();
+        EXPECT_EQ(call.arguments.get<std::string>(0), "me");
+        EXPECT_EQ(call.arguments.get<int>(2), 2);
+        EXPECT_THAT(call.arguments.get<std::string>(3), HasSubstr(R"("rememberMe":false)"));
+    }
+}
+
+TEST_P(Interactive, AFailureToStartEndsIt) {
+    const auto client = makeClient(0);
+    EXPECT_EQ(request(*client)->first().text(), "ZelkorLoginInteractive-v2.2 didn't appear.");
+    EXPECT_THROW(requestAndWait(*client), std::runtime_error);
+    if (login())
+        EXPECT_THROW(client->requestLoginAsync("me", nullptr, Level::SignedIn, {}), std::bad_function_call);
+    else
+        EXPECT_THROW(client->requestLogoutAsync(nullptr, {}), std::bad_function_call);
+    appear();
+    daemon.on(method(), [](const auto& call) { call.fail("not now"); });
+    const auto endings = request(*client);
+    EXPECT_EQ(endings->first().text(), "not now");
+    EXPECT_EQ(daemon.callbacks()->size(), 0u) << "the daemon did not take it";
+    daemon.on(method(), [this](const auto& call) { // an outcome, then a failure
+        daemon.callbacks()->invoke(callbackOf(call), {}, outcome(""));
+        call.fail("late");
+    });
+    EXPECT_EQ(request(*client)->all().size(), 1u);
+}
+
+TEST_P(Interactive, WhatIsWithdrawnEndsToo) {
+    daemon.on(method(), [](const auto& call) { call.answer({}); });
+    const std::vector<std::function<void(std::shared_ptr<Client>&)>> ways{
+        [this](auto&) { daemon.disappear(); },
+        [](auto& client) { client->abort(); }, // the daemon knows no abort: that is not told
+        [](auto& client) { client.reset(); },
+        [this](auto&) { // what cannot be read
+            EXPECT_THROW(daemon.callbacks()->invoke(callbackOf(daemon.calls()[0]), {}, GenericPayload::of(7)),
+                         std::exception);
+        }};
+    for (const auto& end : ways) {
+        auto client = makeClient(10);
+        appear();
+        daemon.forgetCalls();
+        const auto endings = request(*client);
+        end(client);
+        EXPECT_EQ(endings->first().text(), withdrawn);
+        EXPECT_THROW(std::rethrow_exception(endings->first().error), DisconnectedError);
+        settle();
+        EXPECT_EQ(endings->all().size(), 1u);
+        daemon.disappear();
+        settle();
+    }
+    auto client = makeClient(10); // the blocking form, and a handler that ends the client
+    appear();
+    daemon.forgetCalls();
+    auto waiting = std::async(std::launch::async, [&] { return requestAndWait(*client); });
+    ASSERT_TRUE(daemon.waitForCalls(method()));
+    daemon.disappear();
+    ASSERT_TRUE(comes(waiting));
+    EXPECT_THROW(waiting.get(), DisconnectedError);
+    appear();
+    const auto endings = request(*client, [&client] { client.reset(); });
+    daemon.disappear();
+    EXPECT_EQ(endings->first().text(), withdrawn);
+    ASSERT_TRUE(eventually([&] { return client == nullptr; }));
+    settle();
+}
+
+TEST_P(Interactive, EachOfManyRequestsEndsOnceInWhicheverOrderThingsHappen) {
+    std::minstd_rand random(4711);
+    const auto chance = [&](int in) { return static_cast<int>(random() % static_cast<unsigned>(in)) == 0; };
+    foundation::concurrent::threadpool::Executor several{
+        {.minThreads = 1, .maxThreads = 4, .idleTimeout = 30s, .name = "several"}};
+    daemon.answer("abort");
+    const int count = rounds(300);
+    for (int round = 0; round < count; ++round) {
+        const bool early = chance(4), refuse = chance(4), abort = chance(3), gone = chance(3),
+                   die = chance(3);
+        auto client = std::make_shared<Client>(configuration(10, 0), several);
+        daemon.appear();
+        ASSERT_TRUE(eventually([&] { return several.statistics().queues == 0; }));
+        std::vector<std::jthread> beside;
+        daemon.on(method(), [&](const auto& call) {
+            const auto outcomeComes = [this, call, callbacks = daemon.callbacks()] {
+                try {
+                    callbacks->invoke(callbackOf(call), {}, outcome(""));
+                } catch (const std::exception&) {
+                    // withdrawn before
+                }
+            };
+            if (early)
+                outcomeComes();
+            else
+                beside.emplace_back(outcomeComes);
+            refuse ? call.fail("refused") : call.answer({});
+        });
+        const auto endings = request(*client);
+        if (abort)
+            beside.emplace_back([client] { client->abort(); });
+        if (gone)
+            beside.emplace_back([this] { daemon.disappear(); });
+        if (die)
+            client.reset();
+        endings->first();
+        beside.clear();
+        client.reset();
+        daemon.disappear();
+        daemon.forgetCalls();
+        ASSERT_TRUE(eventually([&] { return several.statistics().queues == 0; }));
+        ASSERT_EQ(endings->all().size(), 1u) << "round " << round;
+        log.clear();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Requests, Interactive, Bool(),
+                         [](const auto& request) { return request.param ? "Login" : "Logout"; });
+
+class InteractiveClient : public Test {
+protected:
+    TestFramework framework;
+    FakeDaemon daemon{framework.context(), {"ZelkorLoginInteractive", 2, 2}};
+};
+
+TEST_F(InteractiveClient, WebRedirectIsTakenForSupportedUnlessTheDaemonSaysNo) {
+    login::spf::interactive::desktop::ZelkorLogin client(
+        configuration(10, 0), std::make_shared<zelkorconnector::serviceprocess::HasDesktopServices>());
+    login::interactive::ZelkorLogin& interface = client;
+    EXPECT_TRUE(interface.supportsWebRedirect());
+    daemon.answer("supportsWebRedirect", false);
+    daemon.appear();
+    EXPECT_TRUE(eventually([&] { return !interface.supportsWebRedirect(); }));
+    const std::pair<std::function<void()>, const char*> retired[] = {
+        {[&] { interface.requestLoginAsyncInternal({}, {}, {}, {}, {}); },
+         "`requestLoginAsyncInternal` shouldn't be used in the SPF client."},
+        {[&] { interface.getLoginInfo({}, {}, {}); },
+         "`getLoginInfo` shouldn't be used in the interactive SPF client."},
+        {[&] { interface.requestLogoutAsyncInternal({}, {}); },
+         "`requestLogoutAsyncInternal` shouldn't be used in the SPF client."},
+        {[&] { interface.logTELXData({}, {}); }, "`logTELXData` shouldn't be used in the SPF client."}};
+    for (const auto& [call, text] : retired)
+        EXPECT_THAT(call, ThrowsMessage<std::runtime_error>(text));
+}
+
+TEST(LoginVetoerClient, VetoesNothingWithoutADaemonAndWhatTheDaemonSaysOtherwise) {
+    TestFramework framework;
+    FakeDaemon daemon(framework.context());
+    login::spf::LoginVetoerClient client(configuration(10, 0));
+    EXPECT_FALSE(client.shouldVetoSignIn());
+    EXPECT_NO_THROW(client.vetoSignIn(true));
+    daemon.answer("shouldVetoSignIn", true);
+    daemon.appear();
+    EXPECT_TRUE(eventually([&] { return client.shouldVetoSignIn(); }));
+    RecordingLog log("login.spf.LoginVetoerClient");
+    EXPECT_NO_THROW(client.vetoSignIn(true));
+    EXPECT_EQ(log.linesAt(256), std::vector<Line>({{256, "`vetoSignIn` on `ZelkorLogin-v2.1` failed: "
+                                                         "no behaviour for vetoSignIn"}}));
+}
+
+} // namespace
