@@ -30,4 +30,7 @@ void keepRegistrations(Narrator& narrator, const Services& services, hshd::Daemo
 /// The session of this process, joined with the daemon, and the sessions of other processes beside it.
 void liveASession(Narrator& narrator, zelkor::host::Host& host, const Shell& shell);
 
+/// A person signs in and out, whose answers come from a file.
+void signInAndOut(Narrator& narrator, zelkor::host::Host& host, const Shell& shell);
+
 } // namespace demo

@@ -2,6 +2,8 @@
 #include "demo/Story.h"
 #include "records/Utf.h"
 
+#include <login/interactive/ZelkorLogin.h>
+
 #include <atomic>
 
 namespace demo {
@@ -77,6 +79,23 @@ void liveASession(Narrator& narrator, zelkor::host::Host& host, const Shell& she
     narrator.expect("shouldVetoSignIn", yesNo(vetoer->shouldVetoSignIn()), "yes");
     vetoer->vetoSignIn(false);
     detail->completeLogout();
+}
+
+void signInAndOut(Narrator& narrator, zelkor::host::Host& host, const Shell& shell) {
+    narrator.chapter("Signing in and out with a person's part in it; the answers come from a file here");
+    shell.run({"login", "--remember"}, 0);
+    shell.run({"login", "--again", "--level", "confirmed"}, 4);
+    const auto interactive = host.get<login::interactive::ZelkorLogin>();
+    narrator.say("the same from this process, by " + interactive.component);
+    narrator.expect("supportsWebRedirect, in a terminal", yesNo(interactive->supportsWebRedirect()), "no");
+    narrator.expect("requestLogin",
+                    nameOf(interactive->requestLogin("demo", login::LoginInfo::Level::SignedIn, {})),
+                    "Ada Lovelace");
+    auto pending = interactive->requestLogoutAsync({});
+    pending.get();
+    const auto client = host.get<login::ZelkorLogin>(zelkor::host::among::daemonClients);
+    narrator.expect("requestLogoutAsync, then getLoginInfo of the daemon",
+                    nameOf(client->getLoginInfo("demo", login::LoginInfo::Level::SignedIn)), "nobody");
 }
 
 } // namespace demo

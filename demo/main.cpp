@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <unistd.h>
 
@@ -36,14 +37,30 @@ private:
     std::filesystem::path path_;
 };
 
+/// An account with a password, and a person who knows it.
+void writeAccount(const std::filesystem::path& place, const std::filesystem::path& hshd) {
+    auto made = demo::ShellCommand::run(
+        "/bin/sh", {"-c", "echo demo-password | '" + hshd.string() + "' --hash-password"});
+    while (!made.output.empty() && made.output.back() == '\n')
+        made.output.pop_back();
+    std::ofstream(place / "accounts.json")
+        << R"({"accounts": [{"name": "ada", "displayName": "Ada Lovelace", "email": "ada@example.test",)"
+        << R"("passwordHash": ")" << made.output << R"("}]})";
+    std::ofstream(place / "answers.json")
+        << R"({"account": "ada", "password": "demo-password", "consent": true})";
+}
+
 int run(const std::filesystem::path& program, const std::filesystem::path& zelkorlogin) {
     demo::Narrator narrator;
     const Workplace workplace;
-    hshd::DaemonProcess daemon({.program = program,
-                                .socketDirectory = workplace.path() / "run",
-                                .stateDirectory = workplace.path() / "state",
-                                .arguments = {"--endpoint", demo::endpoint},
-                                .errorFile = workplace.path() / "hshd.log"});
+    writeAccount(workplace.path(), program);
+    hshd::DaemonProcess daemon(
+        {.program = program,
+         .socketDirectory = workplace.path() / "run",
+         .stateDirectory = workplace.path() / "state",
+         .arguments = {"--endpoint", demo::endpoint, "--accounts", workplace.path() / "accounts.json",
+                       "--unattended", workplace.path() / "answers.json"},
+         .errorFile = workplace.path() / "hshd.log"});
     daemon.start();
     narrator.say("hshd runs as process " + std::to_string(daemon.pid()) + ", this host as " +
                  std::to_string(::getpid()));
@@ -63,6 +80,7 @@ int run(const std::filesystem::path& program, const std::filesystem::path& zelko
         demo::killDuringCalls(narrator, services, daemon);
         demo::keepRegistrations(narrator, services, daemon);
         demo::liveASession(narrator, host, shell);
+        demo::signInAndOut(narrator, host, shell);
     }
     narrator.expect("SIGTERM to the daemon: exit code", std::to_string(daemon.stop()), "0");
     if (narrator.failures() == 0)

@@ -14,6 +14,7 @@ declare -A package_reason=(
     [capnproto]="compiles the wire schema"
     [libcapnp-dev]="encodes wire messages"
     [libsqlite3-dev]="the daemon's state"
+    [libsodium-dev]="password hashes of the daemon's accounts"
     [libcli11-dev]="command lines"
     [libgtest-dev]="tests"
     [libgmock-dev]="tests"
@@ -28,7 +29,7 @@ declare -A package_reason=(
 build_packages=(
     g++ cmake ninja-build ccache pkg-config
     libboost1.81-dev libboost-log1.81-dev libboost-json1.81-dev libboost-thread1.81-dev
-    capnproto libcapnp-dev libsqlite3-dev libcli11-dev
+    capnproto libcapnp-dev libsqlite3-dev libsodium-dev libcli11-dev
     libgtest-dev libgmock-dev libbenchmark-dev libzip-dev libelf-dev
 )
 clang_packages=(clang libclang-rt-14-dev)

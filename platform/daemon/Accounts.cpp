@@ -1,6 +1,7 @@
 #include "platform/daemon/Accounts.h"
 
 #include "platform/daemon/JsonObject.h"
+#include "platform/daemon/interactive/PasswordHash.h"
 #include "records/Utf.h"
 
 #include <foundation/json.h>
@@ -19,8 +20,8 @@ namespace json = foundation::json;
 
 Account readAccount(const json::object& object, const std::string& place) {
     const JsonObject reader(object, place);
-    reader.onlyKnownKeys(
-        {"name", "displayName", "givenName", "familyName", "email", "locale", "level", "accountType"});
+    reader.onlyKnownKeys({"name", "displayName", "givenName", "familyName", "email", "locale", "level",
+                          "accountType", "passwordHash"});
     const auto text16 = [&](std::string_view key) { return login::toUtf16(reader.text(key)); };
     Account account;
     account.name = reader.text("name");
@@ -41,6 +42,9 @@ Account readAccount(const json::object& object, const std::string& place) {
     using Limits = std::numeric_limits<std::int32_t>;
     info.accountType =
         static_cast<std::int32_t>(reader.integer("accountType", 0, Limits::min(), Limits::max()));
+    account.passwordHash = reader.text("passwordHash");
+    if (!account.passwordHash.empty() && !password::isHash(account.passwordHash))
+        reader.fail("passwordHash", "is no hash of a password; hshd --hash-password makes one");
     return account;
 }
 

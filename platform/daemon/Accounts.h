@@ -12,7 +12,8 @@ namespace hshd {
 /// A test account that somebody can be signed in as.
 struct Account {
     std::string name;
-    login::LoginInfo info; ///< with the level that the account signs in at
+    login::LoginInfo info;    ///< with the level that the account signs in at
+    std::string passwordHash; ///< empty: nobody signs in with a password
 };
 
 /// The accounts of a JSON file:
@@ -20,8 +21,8 @@ struct Account {
 ///     { "accounts": [ { "name": "ada", "displayName": "Ada Lovelace", "level": 2 }, ... ] }
 ///
 /// "name" is required and unique. "displayName" (the name when missing), "givenName", "familyName", "email",
-/// "locale" are strings; "level" is 1 to 3 (2 when missing); "accountType" is an integer. Other keys are an
-/// error.
+/// "locale" are strings; "level" is 1 to 3 (2 when missing); "accountType" is an integer;
+/// "passwordHash" is what hshd --hash-password prints. Other keys are an error.
 class Accounts {
 public:
     /// No accounts.

@@ -1,7 +1,9 @@
 #include "platform/daemon/Daemon.h"
 
-#include "platform/daemon/Accounts.h"
 #include "platform/daemon/Log.h"
+#include "platform/daemon/interactive/PromptFront.h"
+#include "platform/daemon/interactive/PromptService.h"
+#include "platform/daemon/interactive/UnattendedFront.h"
 #include "platform/daemon/script/ScriptedService.h"
 #include "records/Utf.h"
 
@@ -15,15 +17,12 @@ namespace {
 
 using agent::spf::transport::OfferedService;
 
-/// Whom to sign in at the start. Reads the accounts in any case: a mistake in them shows now, not at the
-/// first sign-in.
-std::optional<login::LoginInfo> startIdentity(const Options& options) {
-    const bool anyName = options.accountsFile.empty();
-    const Accounts accounts = anyName ? Accounts() : Accounts::fromFile(options.accountsFile);
+/// Whom to sign in at the start.
+std::optional<login::LoginInfo> startIdentity(const Options& options, const Accounts& accounts) {
     if (!options.signedIn)
         return std::nullopt;
     login::LoginInfo info;
-    if (anyName) {
+    if (options.accountsFile.empty()) { // any name will do
         info.userId = info.displayName = login::toUtf16(options.signedIn->account);
         info.level = login::LoginInfo::Level::SignedIn;
     } else if (const Account* account = accounts.find(options.signedIn->account)) {
@@ -37,15 +36,30 @@ std::optional<login::LoginInfo> startIdentity(const Options& options) {
     return info;
 }
 
-std::vector<OfferedService> offered(const std::shared_ptr<LoginServiceV2>& v2) {
-    return {{LoginServiceV2::name, LoginServiceV2::version, LoginServiceV2::revision, 0, v2}};
+/// Who answers for the person at a client.
+std::unique_ptr<SignInFront> frontOf(const Options& options, Registrations& prompts) {
+    if (options.unattended.empty())
+        return std::make_unique<PromptFront>(prompts, options.promptTimeout);
+    logger().log(Severity::warning, "Questions are answered unattended, from " + options.unattended.string());
+    return std::make_unique<UnattendedFront>(UnattendedFront::fromFile(options.unattended));
+}
+
+template <class Service>
+OfferedService offer(std::shared_ptr<Service> service) {
+    return {Service::name, Service::version, Service::revision, 0, std::move(service)};
+}
+
+std::vector<OfferedService> offered(const std::shared_ptr<LoginServiceV2>& v2,
+                                    const std::shared_ptr<InteractiveService>& interactive,
+                                    const std::shared_ptr<PromptService>& prompts) {
+    return {offer(v2), offer(interactive), offer(prompts)};
 }
 
 std::optional<Script> scriptOf(const Options& options) {
     if (options.script.empty())
         return std::nullopt;
     auto script = Script::fromFile(options.script);
-    checkServices(script, offered(nullptr));
+    checkServices(script, offered(nullptr, nullptr, nullptr));
     logger().log(Severity::warning, "hshd misbehaves on purpose, by the script " + options.script.string());
     return script;
 }
@@ -54,22 +68,37 @@ std::optional<Script> scriptOf(const Options& options) {
 
 /// What the options refer to, read before anything is made: a mistake leaves nothing behind.
 struct Daemon::Prepared {
+    explicit Prepared(const Options& options)
+        : accounts(options.accountsFile.empty() ? Accounts() : Accounts::fromFile(options.accountsFile)),
+          identity(startIdentity(options, accounts)), script(scriptOf(options)),
+          prompts(std::make_unique<Registrations>(promptsPerClient)), front(frontOf(options, *prompts)) {}
+
+    static constexpr std::size_t promptsPerClient = 8;
+    Accounts accounts;
     std::optional<login::LoginInfo> identity;
     std::optional<Script> script;
+    std::unique_ptr<Registrations> prompts;
+    std::unique_ptr<SignInFront> front;
 };
 
-Daemon::Daemon(const Options& options) : Daemon(options, {startIdentity(options), scriptOf(options)}) {}
+Daemon::Daemon(const Options& options) : Daemon(options, Prepared(options)) {}
 
 Daemon::Daemon(const Options& options, Prepared prepared)
-    : store_(options.stateDirectory), notifier_(statusListeners_, options.listenerTimeout),
+    : store_(options.stateDirectory), accounts_(std::move(prepared.accounts)),
+      prompts_(std::move(prepared.prompts)), front_(std::move(prepared.front)),
+      notifier_(statusListeners_, options.listenerTimeout),
       state_(store_, options.endpoint, [this](const StatusChange& change) { notifier_.notify(change); }),
       loginServiceV2_(std::make_shared<LoginServiceV2>(LoginServiceV2::Parts{
           state_, stateThread_, statusListeners_, negotiators_, options.negotiationTimeout})),
-      server_({options.socketDirectory, {}}, prepared.script
-                                                 ? scripted(*prepared.script, offered(loginServiceV2_))
-                                                 : offered(loginServiceV2_)) {
+      interactiveService_(std::make_shared<InteractiveService>(InteractiveParts{
+          state_, stateThread_, negotiators_, accounts_, *front_, options.negotiationTimeout})),
+      server_({options.socketDirectory, {}}, [&] {
+          auto services =
+              offered(loginServiceV2_, interactiveService_, std::make_shared<PromptService>(*prompts_));
+          return prepared.script ? scripted(*prepared.script, std::move(services)) : services;
+      }()) {
     if (prepared.identity)
-        state_.signIn(std::move(*prepared.identity));
+        state_.signIn(std::move(*prepared.identity), /*remember=*/true);
 }
 
 Daemon::~Daemon() {
@@ -84,6 +113,7 @@ void Daemon::start() {
 void Daemon::stop() {
     // First nothing new comes in; then what was accepted is saved.
     server_.stop();
+    interactiveService_->stop();
     stateThread_.drain();
 }
 

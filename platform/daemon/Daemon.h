@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/daemon/Accounts.h"
 #include "platform/daemon/LoginServiceV2.h"
 #include "platform/daemon/LoginState.h"
 #include "platform/daemon/Options.h"
@@ -7,6 +8,7 @@
 #include "platform/daemon/StateStore.h"
 #include "platform/daemon/StateThread.h"
 #include "platform/daemon/StatusNotifier.h"
+#include "platform/daemon/interactive/InteractiveService.h"
 
 #include <agent/spf/transport/Server.h>
 
@@ -38,12 +40,16 @@ private:
 
     // In the order of use: each is destroyed before those it uses.
     StateStore store_;
+    const Accounts accounts_;
+    const std::unique_ptr<Registrations> prompts_;
+    const std::unique_ptr<SignInFront> front_;
     Registrations statusListeners_;
     Registrations negotiators_;
     StatusNotifier notifier_;
     LoginState state_;
     StateThread stateThread_;
     std::shared_ptr<LoginServiceV2> loginServiceV2_;
+    std::shared_ptr<InteractiveService> interactiveService_;
     agent::spf::transport::Server server_;
 };
 

@@ -24,6 +24,15 @@ std::int64_t JsonObject::integer(std::string_view key, std::int64_t missing, std
     return value->get_int64();
 }
 
+bool JsonObject::flag(std::string_view key, bool missing) const {
+    const auto* value = object_.if_contains(key);
+    if (!value)
+        return missing;
+    if (!value->is_bool())
+        fail(key, "must be true or false");
+    return value->get_bool();
+}
+
 void JsonObject::onlyKnownKeys(std::initializer_list<std::string_view> known) const {
     for (const auto& member : object_) {
         const std::string_view key = member.key();

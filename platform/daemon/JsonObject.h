@@ -22,6 +22,8 @@ public:
     /// `missing` without the key. @throws std::runtime_error unless it is an integer from `least` to `most`.
     std::int64_t integer(std::string_view key, std::int64_t missing, std::int64_t least,
                          std::int64_t most) const;
+    /// `missing` without the key. @throws std::runtime_error unless it is a boolean.
+    bool flag(std::string_view key, bool missing) const;
     /// @throws std::runtime_error for any other key.
     void onlyKnownKeys(std::initializer_list<std::string_view> known) const;
 

@@ -1,5 +1,6 @@
 #include "platform/daemon/LoginServiceV2.h"
 
+#include "platform/daemon/CallbackSignature.h"
 #include "platform/daemon/Log.h"
 #include "platform/daemon/Negotiation.h"
 #include "platform/daemon/Release.h"
@@ -13,8 +14,6 @@ namespace {
 
 using agent::spf::core::ErrorKind;
 using agent::spf::core::ExportedCallback;
-using agent::spf::core::RefusedError;
-using agent::spf::core::SignatureDescriptor;
 using boost::uuids::uuid;
 using login::LoginInfo;
 using login::NegotiationTerms;
@@ -25,16 +24,6 @@ using login::detail::NegotiationsResult;
 
 LoginState::Level toLevel(int level) {
     return static_cast<LoginState::Level>(level);
-}
-
-/// Refuses a function that could never be called: it would fail at each change, far from the mistake.
-template <class Signature>
-void checkSignature(const ExportedCallback& callback) {
-    const std::string_view expected = SignatureDescriptor::of<Signature>().unnamed();
-    if (callback.descriptor() != expected)
-        throw RefusedError(
-            "the exported function has another signature; expected descriptor: " + std::string(expected) +
-            ", received descriptor: " + callback.descriptor().substr(0, 1000));
 }
 
 template <class Signature, auto Handler>

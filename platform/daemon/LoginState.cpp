@@ -111,12 +111,14 @@ void LoginState::impersonate(login::AccessToken token, login::LoginInfo info) {
     commit(std::move(next));
 }
 
-void LoginState::signIn(login::LoginInfo info) {
+void LoginState::signIn(login::LoginInfo info, bool remember) {
     login::detail::LoginData data;
     data.info = info;
     data.refreshToken = newUuidText();
     data.rememberMe = true;
     impersonate(newToken(), std::move(info));
+    if (!remember)
+        return;
     PersistentState next = *snapshot();
     next.remembered = std::move(data);
     commit(std::move(next));

@@ -58,8 +58,8 @@ public:
     /// Signs in `info`, vouched for by `token`, with a new session. Refused while sign-in is vetoed, for
     /// level None and for an empty token.
     void impersonate(login::AccessToken token, login::LoginInfo info);
-    /// As impersonate(), with a new random token; and remembers it, so that sessions start signed in.
-    void signIn(login::LoginInfo info);
+    /// As impersonate(), with a new random token. @param remember so that sessions start signed in.
+    void signIn(login::LoginInfo info, bool remember);
     /// Signs out and forgets the persisted login data. The endpoint and the veto stay.
     void completeLogout();
     /// Remembers the data, and its endpoint unless empty. An identity of level SignedIn or above is also

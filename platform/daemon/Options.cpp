@@ -61,6 +61,7 @@ Options parseOptions(int argc, const char* const* argv) {
     std::string logLevel = "info";
     double negotiationSeconds = 5;
     double listenerSeconds = 10;
+    double promptSeconds = 120;
 
     CLI::App app(
         "hshd, the login daemon. It keeps who is signed in and answers the login clients of this user.\n"
@@ -92,6 +93,17 @@ Options parseOptions(int argc, const char* const* argv) {
         ->check(CLI::Range(0.001, 3600.0).description(""))
         ->type_name("SECONDS")
         ->capture_default_str();
+    app.add_option("--prompt-timeout", promptSeconds, "Time for the person to answer a question")
+        ->check(CLI::Range(0.001, 3600.0).description(""))
+        ->type_name("SECONDS")
+        ->capture_default_str();
+    app.add_option(
+           "--unattended", options.unattended,
+           "JSON file of the account, the password and the consent that answer in the person's place; "
+           "for tests")
+        ->type_name("FILE");
+    app.add_flag("--hash-password", options.hashPassword,
+                 "Read a password from the standard input and print its hash for the accounts file");
     app.add_option("--script", options.script,
                    "JSON file that tells how to misbehave, for testing clients; see docs/daemon.md")
         ->type_name("FILE");
@@ -114,6 +126,7 @@ Options parseOptions(int argc, const char* const* argv) {
     }
     options.negotiationTimeout = milliseconds(negotiationSeconds);
     options.listenerTimeout = milliseconds(listenerSeconds);
+    options.promptTimeout = milliseconds(promptSeconds);
     options.logLevel = foundation::log::SeverityFilter::parse(logLevel);
     return options;
 }

@@ -24,6 +24,11 @@ struct Options {
     };
     std::optional<SignIn> signedIn;
 
+    std::chrono::milliseconds promptTimeout{120'000};
+    std::filesystem::path unattended; ///< answers in the person's place; empty: the person is asked
+
+    bool hashPassword = false; ///< no daemon: print the hash of a password
+
     std::filesystem::path script; ///< empty: the daemon behaves
 
     std::string endpoint;

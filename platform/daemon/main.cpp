@@ -1,6 +1,7 @@
 #include "platform/daemon/Daemon.h"
 #include "platform/daemon/Log.h"
 #include "platform/daemon/Options.h"
+#include "platform/daemon/interactive/PasswordHash.h"
 
 #include <foundation/log/setup.h>
 
@@ -10,6 +11,8 @@
 #include <iostream>
 #include <string>
 #include <sys/stat.h>
+#include <termios.h>
+#include <unistd.h>
 
 namespace {
 
@@ -45,7 +48,32 @@ void setUpLog(const hshd::Options& options) {
     foundation::log::setup(log);
 }
 
+/// What a person types does not show.
+int printHash() {
+    termios shown{};
+    const bool terminal = ::tcgetattr(STDIN_FILENO, &shown) == 0;
+    if (terminal) {
+        auto hidden = shown;
+        hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
+        std::cerr << "Password: " << std::flush;
+    }
+    std::string password;
+    const bool read = static_cast<bool>(std::getline(std::cin, password));
+    if (terminal) {
+        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &shown);
+        std::cerr << std::endl;
+    }
+    if (!read || password.empty())
+        throw std::runtime_error("a password must not be empty; type one, or pass it on the standard input");
+    std::cout << hshd::password::hash(password) << std::endl;
+    hshd::password::wipe(password);
+    return EXIT_SUCCESS;
+}
+
 int run(const hshd::Options& options) {
+    if (options.hashPassword)
+        return printHash();
     umask(077);
     const sigset_t signals = blockEndSignals();
     setUpLog(options);

@@ -1,6 +1,7 @@
 // zelkorlogin: the login services of this user's daemon, for people and scripts.
 
 #include "platform/host/CommandLine.h"
+#include "platform/host/commands/LoginCommand.h"
 #include "platform/host/commands/LogoutCommand.h"
 #include "platform/host/commands/NegotiateCommand.h"
 #include "platform/host/commands/StatusCommand.h"
@@ -98,6 +99,7 @@ int main(int argc, char** argv) {
     std::vector<std::unique_ptr<Command>> commands;
     commands.push_back(std::make_unique<StatusCommand>());
     commands.push_back(std::make_unique<TokenCommand>());
+    commands.push_back(std::make_unique<LoginCommand>());
     commands.push_back(std::make_unique<LogoutCommand>());
     commands.push_back(std::make_unique<NegotiateCommand>());
     commands.push_back(std::make_unique<WatchCommand>());

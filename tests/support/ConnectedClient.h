@@ -10,6 +10,8 @@
 #include <cppmicroservices/FrameworkFactory.h>
 #include <cppmicroservices/ServiceEvent.h>
 
+#include <algorithm>
+
 namespace zelkor::test {
 
 using Invokables = std::shared_ptr<agent::spf::core::Invokable>;
@@ -17,8 +19,10 @@ using Invokables = std::shared_ptr<agent::spf::core::Invokable>;
 /// A framework with a started connector in it.
 class ConnectedClient {
 public:
+    /// @param filter which of the daemon's services is meant below.
     explicit ConnectedClient(const std::filesystem::path& directory,
-                             agent::spf::transport::Limits limits = {}) {
+                             agent::spf::transport::Limits limits = {}, std::string filter = {})
+        : filter_(std::move(filter)) {
         framework_.Start();
         connector_ = std::make_unique<agent::spf::transport::Connector>(
             context(), agent::spf::transport::ConnectorOptions{directory, "test-client", limits,
@@ -36,8 +40,8 @@ public:
     /// The service registered now; null when there is none.
     Invokables current() {
         try {
-            auto reference = context().GetServiceReference<agent::spf::core::Invokable>();
-            return reference ? context().GetService(reference) : nullptr;
+            const auto all = context().GetServiceReferences<agent::spf::core::Invokable>(filter_);
+            return all.empty() ? nullptr : context().GetService(*std::max_element(all.begin(), all.end()));
         } catch (const std::exception&) {
             return nullptr; // unregistered between the two
         }
@@ -51,6 +55,7 @@ public:
     }
 
 private:
+    const std::string filter_;
     cppmicroservices::Framework framework_ = cppmicroservices::FrameworkFactory().NewFramework();
     std::unique_ptr<agent::spf::transport::Connector> connector_;
 };

@@ -98,7 +98,7 @@ void ScriptedService::play(const Script::Rule& rule, std::unique_ptr<IncomingCal
     switch (rule.deed) {
     case Deed::Late:
         answerBy([run = run_, delay = rule.delay](const auto& original, GenericPayload result) {
-            run->clock().after(delay, [original, result = std::move(result)] { original->reply(result); });
+            run->timers().after(delay, [original, result = std::move(result)] { original->reply(result); });
         });
         break;
     case Deed::Never:

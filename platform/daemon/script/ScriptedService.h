@@ -1,7 +1,7 @@
 #pragma once
 
+#include "platform/daemon/Timers.h"
 #include "platform/daemon/script/Script.h"
-#include "platform/daemon/script/ScriptClock.h"
 
 #include <agent/spf/transport/Server.h>
 
@@ -18,12 +18,12 @@ public:
 
     /// What happens to this call; null for nothing. Counts it.
     const Script::Rule* ruleFor(const std::string& service, int version, const std::string& method);
-    ScriptClock& clock() noexcept { return clock_; }
+    Timers& timers() noexcept { return timers_; }
 
 private:
     const std::vector<Script::Rule> rules_;
     std::vector<std::int64_t> calls_; ///< that each rule was about
-    ScriptClock clock_;
+    Timers timers_;
 };
 
 /// A service that misbehaves as a script says, and is the real one otherwise.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/host/Interruption.h"
 #include "records/LoginInfo.h"
 
 #include <foundation/thread_annotations.h>
@@ -25,12 +26,6 @@ struct LoginEvent {
 /// this lives; one at a time.
 class LoginEvents {
 public:
-    /// @throws std::system_error
-    LoginEvents();
-    ~LoginEvents();
-    LoginEvents(const LoginEvents&) = delete;
-    LoginEvents& operator=(const LoginEvents&) = delete;
-
     void push(LoginEvent event) EXCLUDES(mutex_);
     /// Ahead of those that wait.
     void pushFirst(LoginEvent event) EXCLUDES(mutex_);
@@ -40,6 +35,7 @@ public:
 private:
     std::optional<LoginEvent> pop() EXCLUDES(mutex_);
 
+    Interruption interruption_;
     foundation::Mutex mutex_; ///< a leaf
     std::deque<LoginEvent> events_ GUARDED_BY(mutex_);
 };

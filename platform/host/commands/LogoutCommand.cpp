@@ -1,5 +1,6 @@
 #include "platform/host/commands/LogoutCommand.h"
 
+#include "platform/host/commands/InteractiveWait.h"
 #include "platform/host/commands/PrintableText.h"
 #include "platform/host/commands/Refusal.h"
 
@@ -15,10 +16,29 @@ std::string LogoutCommand::description() const {
 }
 
 void LogoutCommand::addOptions(CLI::App& app) {
-    app.add_flag("--force", force_, "Do not ask who might object");
+    auto* force = app.add_flag("--force", force_, "Do not ask who might object");
+    auto* ask = app.add_flag("--ask", ask_, "When somebody objects, ask here whether to go on");
+    ask->excludes(force);
+    app.add_flag("--forget", forget_, "With --ask: also forget what is kept for the next sign-in")
+        ->needs(ask);
+}
+
+Result LogoutCommand::ask(Session& session) const {
+    const auto login = session.service<login::interactive::ZelkorLogin>();
+    InteractiveWait wait(session.host(), *login.service);
+    const auto outcome = wait.outcomeOf(
+        [&](auto done) { login->requestLogoutAsync(done, {.askConsent = true, .forgetAccount = forget_}); });
+    if (!outcome.empty())
+        return {.code = ExitCode::Refused,
+                .text = {},
+                .note = "Nobody was logged out: " + printable(outcome) + "\n",
+                .json = {{"loggedOut", false}, {"reason", outcome}}};
+    return {.code = ExitCode::Ok, .text = "Logged out.\n", .note = {}, .json = {{"loggedOut", true}}};
 }
 
 Result LogoutCommand::run(Session& session, const Output&) {
+    if (ask_)
+        return ask(session);
     const auto login = session.service<login::ZelkorLogin>();
     const auto detail = session.service<login::detail::ZelkorLogin>();
     const auto before =

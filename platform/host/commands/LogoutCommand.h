@@ -13,7 +13,11 @@ public:
     Result run(Session& session, const Output& output) override;
 
 private:
+    Result ask(Session& session) const;
+
     bool force_ = false;
+    bool ask_ = false;
+    bool forget_ = false;
 };
 
 } // namespace zelkor::host

@@ -31,6 +31,8 @@ struct HshdProcess : Test {
     }
 };
 
+const std::string loginService = "(spf.service.name=ZelkorLogin)";
+
 /// A daemon's service as a client sees it, and what is exported to it.
 struct Remote {
     Invokables service;
@@ -56,7 +58,7 @@ TEST_F(HshdProcess, ServesClientsAndKeepsItsStateThroughAKill) {
     auto first =
         daemon({"--signed-in", "ada:3", "--endpoint", "https://e.example", "--negotiation-timeout", "0.1"});
     ASSERT_EQ(first.start(), "hshd is ready on " + here + "/hshd.sock") << errors();
-    ConnectedClient client(here);
+    ConnectedClient client(here, {}, loginService);
     Remote remote{client.found()};
     EXPECT_EQ(remote.call<LoginInfo>("getLoginInfo", std::string("test"), 3).displayName, u"ada");
     EXPECT_EQ(remote.call<std::string>("getEndpoint"), "https://e.example");
@@ -134,7 +136,7 @@ TEST_F(HshdProcess, MistakesAreExplained) {
         {R"({"rules": [{"method": "*", "do": "never", "from": 3, "to": 2}]})", scripted, 1,
          "rules[0].to must be an integer from 3"},
         {R"({"announce": [{"service": "Zelkor"}]})", scripted, 1,
-         "'Zelkor', which is not offered; offered are ZelkorLogin (version 2)"},
+         "'Zelkor', which is not offered; offered are ZelkorLogin (version 2), "},
         {R"({"rule": []})", scripted, 1, "the script.rule is not a known key; known are rules, announce"},
         {list(R"({"name": "a"})"), {"--accounts", accounts, "--signed-in", "b"}, 1, "no account 'b'"},
     };
@@ -167,9 +169,9 @@ TEST_F(HshdProcess, AScriptMakesItMisbehave) {
         "announce": [{"service": "ZelkorLogin"}, {"service": "ZelkorLogin", "version": 2, "ranking": 5}]})";
     auto scripted = daemon({"--script", script, "--log-level", "all"});
     scripted.start();
-    ConnectedClient client(here);
+    ConnectedClient client(here, {}, loginService);
     Remote remote{client.found()};
-    const auto all = [&] { return client.context().GetServiceReferences<core::Invokable>(); };
+    const auto all = [&] { return client.context().GetServiceReferences<core::Invokable>(loginService); };
     ASSERT_TRUE(eventually([&] { return all().size() == 3; }));
     EXPECT_EQ(client.context().GetServiceReference<core::Invokable>().GetProperty("service.ranking"),
               cppmicroservices::Any(5));
@@ -198,7 +200,7 @@ TEST_F(HshdProcess, AScriptMakesItMisbehave) {
 TEST_F(HshdProcess, AFunctionThatItsClientNoLongerHasIsForgotten) {
     auto process = daemon();
     process.start();
-    ConnectedClient client(here);
+    ConnectedClient client(here, {}, loginService);
     Remote remote{client.found()};
     const auto gone = remote.exported<NegotiatorResponse(const NegotiationTerms&)>(
         [](auto&) { return NegotiatorResponse(); });

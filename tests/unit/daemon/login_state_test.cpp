@@ -87,9 +87,10 @@ TEST_F(LoginStateTest, RefusedCommandsChangeNothing) {
     reopen();
     state().completeLogout();
     state().clearSettings();
-    EXPECT_EQ(refusal([&] { state().signIn(person(u"eve")); }), vetoed) << "only vetoSignIn lifts a veto";
+    EXPECT_EQ(refusal([&] { state().signIn(person(u"eve"), false); }), vetoed)
+        << "only vetoSignIn lifts a veto";
     state().vetoSignIn(false);
-    state().signIn(person(u"eve"));
+    state().signIn(person(u"eve"), true);
     EXPECT_THAT(changes, ElementsAre(u">ada", u"ada>", u">eve"));
 }
 

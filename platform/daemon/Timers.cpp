@@ -1,4 +1,4 @@
-#include "platform/daemon/script/ScriptClock.h"
+#include "platform/daemon/Timers.h"
 
 #include <boost/asio/steady_timer.hpp>
 
@@ -7,14 +7,14 @@
 
 namespace hshd {
 
-ScriptClock::ScriptClock() : thread_([this] { io_.run(); }) {}
+Timers::Timers() : thread_([this] { io_.run(); }) {}
 
-ScriptClock::~ScriptClock() {
+Timers::~Timers() {
     io_.stop();
     thread_.join();
 }
 
-void ScriptClock::after(std::chrono::milliseconds delay, std::function<void()> work) {
+void Timers::after(std::chrono::milliseconds delay, std::function<void()> work) {
     const auto timer = std::make_shared<boost::asio::steady_timer>(io_, delay);
     timer->async_wait([timer, work = std::move(work)](const boost::system::error_code& error) {
         if (!error)

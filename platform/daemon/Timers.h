@@ -10,12 +10,12 @@
 namespace hshd {
 
 /// Runs things later, on a thread of its own. Thread-safe. What is not due at its end is dropped.
-class ScriptClock {
+class Timers {
 public:
-    ScriptClock();
-    ~ScriptClock();
-    ScriptClock(const ScriptClock&) = delete;
-    ScriptClock& operator=(const ScriptClock&) = delete;
+    Timers();
+    ~Timers();
+    Timers(const Timers&) = delete;
+    Timers& operator=(const Timers&) = delete;
 
     void after(std::chrono::milliseconds delay, std::function<void()> work);
 

@@ -1,0 +1,209 @@
+// Requests of the interactive service, against a front and a client that do what a test tells them to.
+
+#include "platform/daemon/interactive/InteractiveService.h"
+#include "platform/daemon/interactive/PasswordHash.h"
+#include "tests/unit/daemon/Fakes.h"
+
+using namespace hshd::test;
+using hshd::InteractiveService;
+using hshd::PersonsAnswer;
+
+namespace {
+
+/// Keeps the questions; a test answers them.
+class FakeFront : public hshd::SignInFront {
+public:
+    bool supportsWebRedirect() const override { return true; }
+    void askCredentials(const hshd::Client&, const hshd::CredentialQuestion& question,
+                        Answered answered) override {
+        const std::scoped_lock lock(mutex_);
+        questions_.push_back(question.account + "|" + question.message);
+        answered_.push_back(std::move(answered));
+    }
+    void askConsent(const hshd::Client&, const std::string& message, Answered answered) override {
+        askCredentials({}, {"", "consent: " + message}, std::move(answered));
+    }
+    /// Waits for the question with that number, from 0.
+    std::string question(std::size_t number) {
+        EXPECT_TRUE(eventually([&] {
+            const std::scoped_lock lock(mutex_);
+            return questions_.size() > number;
+        }));
+        const std::scoped_lock lock(mutex_);
+        return questions_.size() > number ? questions_[number] : "none";
+    }
+    void answer(std::size_t number, PersonsAnswer answer) {
+        question(number);
+        std::unique_lock lock(mutex_);
+        const auto answered = answered_.at(number);
+        lock.unlock();
+        answered(std::move(answer));
+    }
+    void type(std::size_t number, const std::string& account, const std::string& password) {
+        answer(number, {"", account, password, false});
+    }
+
+private:
+    std::mutex mutex_;
+    std::vector<std::string> questions_;
+    std::vector<Answered> answered_;
+};
+
+struct SignIn : Test {
+    Parts parts;
+    FakeFront front;
+    hshd::Accounts accounts =
+        hshd::Accounts::parse(R"({"accounts": [{"name": "ada", "passwordHash": ")" +
+                                  hshd::password::hash("right") + R"("}, {"name": "nopass"}]})",
+                              "accounts");
+    InteractiveService service{
+        {parts.state, parts.stateThread, parts.negotiators, accounts, front, generous}};
+    std::shared_ptr<FakeClient> client = std::make_shared<FakeClient>("client");
+    RecordingLog log;
+
+    std::mutex mutex;
+    std::vector<GenericPayload> outcomes; ///< that the client was told
+
+    SignIn() {
+        client->onAsked = [this](FakeClient::Asked& asked) {
+            const std::scoped_lock lock(mutex);
+            outcomes.push_back(std::move(asked.arguments));
+        };
+    }
+    ~SignIn() override {
+        service.stop();
+        parts.stateThread.drain();
+    }
+
+    template <class Signature, class... Args>
+    Outcome call(const std::string& method, Args... args) {
+        auto fake = std::make_unique<FakeCall>(client, method,
+                                               core::SignatureDescriptor::of<Signature>().named(method),
+                                               GenericPayload::of(std::move(args)...), 10s);
+        auto outcome = fake->outcome();
+        service.onCall(std::move(fake));
+        return waitFor(std::move(outcome));
+    }
+    Outcome signIn(int level = 2, const std::string& options = "{}") {
+        return call<void(std::string, ExportedCallback, int, std::string)>(
+            "requestLoginAsync", std::string("test"), exported<void(LoginInfo, std::string)>(), level,
+            options);
+    }
+    Outcome signOut(const std::string& options = "{}") {
+        return call<void(ExportedCallback, std::string)>("requestLogoutWithOptionsAsync",
+                                                         exported<void(std::string)>(), options);
+    }
+    Outcome abort() { return call<void()>("abort"); }
+    std::size_t count() {
+        const std::scoped_lock lock(mutex);
+        return outcomes.size();
+    }
+    GenericPayload outcome(std::size_t number) {
+        EXPECT_TRUE(eventually([&] { return count() > number; }));
+        const std::scoped_lock lock(mutex);
+        return outcomes.at(number);
+    }
+    /// Its error text.
+    std::string told(std::size_t number) {
+        const auto arguments = outcome(number);
+        return arguments.get<std::string>(arguments.size() - 1);
+    }
+};
+
+} // namespace
+
+TEST_F(SignIn, ThePersonHasThreeTriesAndIsToldNothingOfNames) {
+    EXPECT_FALSE(signIn(2, R"({"accountHint": "ada", "rememberMe": true})").error);
+    EXPECT_EQ(front.question(0), "ada|");
+    EXPECT_EQ(signIn().error, ErrorKind::Refused) << "one at a time";
+    front.type(0, "ada", "wrong");
+    EXPECT_EQ(front.question(1), "ada|Wrong account name or password.");
+    front.type(1, "ada", "right");
+    EXPECT_EQ(told(0), "");
+    EXPECT_EQ(outcome(0).get<LoginInfo>(0).userId, u"ada");
+    EXPECT_TRUE(parts.state.persistedLoginData().rememberMe);
+    signIn();
+    EXPECT_EQ(told(1), "") << "who is signed in is not asked again";
+
+    std::vector<std::string> endings;
+    for (const char* account : {"ada", "nobody", "nopass"}) {
+        const auto first = 2 + 3 * endings.size();
+        signIn(2, R"({"forcePrompt": true})");
+        for (std::size_t i = 0; i < 3; ++i)
+            front.type(first + i, account, "right!");
+        endings.push_back(told(2 + endings.size()));
+    }
+    EXPECT_THAT(endings, Each("Wrong account name or password."));
+    EXPECT_FALSE(log.mentions("right!"));
+    EXPECT_FALSE(log.mentions("nobody"));
+    signIn(3);
+    front.type(11, "ada", "right");
+    EXPECT_THAT(told(5), HasSubstr("takes more than a password"));
+}
+
+TEST_F(SignIn, WhateverEndsItEndsItOnce) {
+    signIn();
+    front.answer(0, {"Nobody answered in time.", "", "", false});
+    EXPECT_EQ(told(0), "Nobody answered in time.");
+    signIn();
+    front.question(1);
+    abort();
+    EXPECT_EQ(told(1), "The request was aborted.");
+    front.type(1, "ada", "right"); // too late
+    signIn();
+    front.question(2);
+    service.onDisconnected(client);
+    EXPECT_EQ(told(2), "The program that asked is gone.");
+    parts.state.vetoSignIn(true);
+    signIn();
+    EXPECT_THAT(told(3), HasSubstr("vetoed"));
+    EXPECT_EQ(signIn(2, "[]").error, ErrorKind::Malformed);
+    EXPECT_EQ(signIn(2, R"({"rememberMe": 1})").error, ErrorKind::Malformed);
+    service.stop();
+    EXPECT_EQ(count(), 4u);
+    EXPECT_EQ(parts.state.loginInfo(LoginInfo::Level::SignedIn), LoginInfo());
+}
+
+TEST_F(SignIn, ASignOutIsNegotiatedAndThenThePersonsToDecide) {
+    parts.state.signIn(person(u"eve"), true);
+    Peer other(parts, "other");
+    other.negotiate("editor");
+    const auto object = [&](std::size_t number) {
+        ASSERT_GT(other.client->asked.size(), number);
+        other.client->asked[number].handler.onValue(
+            GenericPayload::of(NegotiatorResponse{login::Negotiator::Position::Object, u"unsaved"}));
+    };
+    signOut(R"({"askConsent": false})");
+    object(0);
+    EXPECT_EQ(told(0), "The sign-out is refused: unsaved");
+    signOut();
+    object(1);
+    EXPECT_EQ(front.question(0), "|consent: unsaved");
+    front.answer(0, {"", "", "", false});
+    EXPECT_EQ(told(1), "The person chose to stay signed in.");
+    EXPECT_EQ(parts.state.loginInfo(LoginInfo::Level::SignedIn), person(u"eve"));
+    signOut();
+    object(2);
+    front.answer(1, {"", "", "", true});
+    EXPECT_EQ(told(2), "");
+    EXPECT_EQ(parts.state.loginInfo(LoginInfo::Level::SignedIn), LoginInfo());
+    EXPECT_TRUE((call<bool()>("supportsWebRedirect").as<bool>()));
+}
+
+TEST(SignInThrottle, HoldsRepeatedFailuresBackAndForgetsThem) {
+    auto now = hshd::SignInThrottle::Clock::now();
+    hshd::SignInThrottle throttle([&now] { return now; });
+    std::vector<milliseconds> delays;
+    for (int i = 0; i < 10; ++i) {
+        delays.push_back(throttle.delay("ada"));
+        throttle.failed("ada");
+    }
+    EXPECT_THAT(delays, ElementsAre(0ms, 0ms, 0ms, 1s, 2s, 4s, 8s, 16s, 30s, 30s));
+    EXPECT_EQ(throttle.delay("bob"), 0ms);
+    now += 11min;
+    EXPECT_EQ(throttle.delay("ada"), 0ms);
+    for (int i = 0; i < 4; ++i)
+        throttle.failed("ada");
+    throttle.succeeded("ada");
+    EXPECT_EQ(throttle.delay("ada"), 0ms);
+}
