@@ -5,6 +5,7 @@
 #include "spf/ZelkorLogin.h"
 #include "spf/interactive/desktop/ZelkorLogin.h"
 #include "spf/session/ZelkorLogin.h"
+#include "v1/ZelkorLoginImpl.h"
 
 #include <cppmicroservices/GlobalConfig.h>
 #include <cppmicroservices/servicecomponent/detail/ComponentInstanceImpl.hpp>
@@ -79,6 +80,16 @@ ComponentInstance* newClient(References<Injected...> references) noexcept {
 } // namespace
 
 #define ZELKOR_EXPORT extern "C" US_ABI_EXPORT
+
+ZELKOR_EXPORT ComponentInstance* NewInstance_ZelkorLoginImpl() {
+    using Interfaces = std::tuple<login::ZelkorLogin, login::detail::ZelkorLogin,
+                                  login::interactive::ZelkorLogin, login::control::LoginVetoer>;
+    return newClient<login::ZelkorLoginImpl, Interfaces>(References<HasDesktopServices>{"DesktopServices"});
+}
+
+ZELKOR_EXPORT void DeleteInstance_ZelkorLoginImpl(ComponentInstance* instance) {
+    delete instance;
+}
 
 ZELKOR_EXPORT ComponentInstance* NewInstance_login_spf_interactive_desktop_ZelkorLogin() {
     using Interfaces = std::tuple<login::interactive::ZelkorLogin>;

@@ -106,8 +106,9 @@ template <class Id, class Value>
 Id ZelkorLogin::add(Registry<Id, Value>& registry, Value value) {
     try {
         const Id id = Id::create();
-        registry.announce(id, std::make_shared<Registered<Value>>(std::move(value)));
-        tracker().exclusively([this, &registry, id](ExclusiveLock& lock) { enter(lock, registry, id); });
+        registry.incoming().announce(id, std::make_shared<Registered<Value>>(std::move(value)));
+        tracker().exclusively(
+            [this, &registry, id](ExclusiveLock& lock, auto) { enter(lock, registry, id); });
         return id;
     } catch (...) {
         tracker().logException(std::current_exception());
@@ -117,7 +118,7 @@ Id ZelkorLogin::add(Registry<Id, Value>& registry, Value value) {
 
 template <class Id, class Value>
 void ZelkorLogin::enter(ExclusiveLock& lock, Registry<Id, Value>& registry, const Id& id) {
-    const auto item = registry.announced(id);
+    const auto item = registry.incoming().announced(id);
     if (!item)
         return; // removed before its turn came
     typename Registry<Id, Value>::Entry entry{item, std::nullopt, {}};
@@ -125,7 +126,7 @@ void ZelkorLogin::enter(ExclusiveLock& lock, Registry<Id, Value>& registry, cons
     finishMakingKnown(lock, registry, onItsWay);
     // Not before: the wait for a daemon lets the lock go, and a replay that came in then would make it known
     // a second time.
-    if (registry.takeAnnounced(id))
+    if (registry.incoming().take(id))
         registry.add(id, std::move(entry));
     else
         forget(lock, registry, std::move(entry));
@@ -133,7 +134,7 @@ void ZelkorLogin::enter(ExclusiveLock& lock, Registry<Id, Value>& registry, cons
 
 template <class Id, class Value>
 bool ZelkorLogin::remove(Registry<Id, Value>& registry, const Id& id) {
-    auto item = registry.takeAnnounced(id);
+    auto item = registry.incoming().take(id);
     const bool announced = item != nullptr;
     if (!announced) {
         SharedHold hold(tracker().state());
@@ -142,7 +143,7 @@ bool ZelkorLogin::remove(Registry<Id, Value>& registry, const Id& id) {
     if (!item || !item->active.exchange(false))
         return false;
     if (!announced)
-        tracker().exclusively([this, &registry, id](ExclusiveLock& lock) {
+        tracker().exclusively([this, &registry, id](ExclusiveLock& lock, auto) {
             if (auto entry = registry.remove(id))
                 forget(lock, registry, std::move(*entry));
         });

@@ -1,13 +1,11 @@
 #pragma once
 
+#include "runtime/clientutils/Registered.h"
 #include "runtime/clientutils/RemoteMethod.h"
 #include "runtime/core/Invokable.h"
 
-#include <foundation/thread_annotations.h>
-
 #include <boost/uuid/uuid.hpp>
 
-#include <atomic>
 #include <memory>
 #include <optional>
 #include <unordered_map>
@@ -16,14 +14,7 @@
 
 namespace login::spf {
 
-/// What a caller registered, shared by the registry and by everything that may be about to call it.
-template <class Value>
-struct Registered {
-    explicit Registered(Value registered) : value(std::move(registered)) {}
-
-    const Value value;
-    std::atomic<bool> active{true}; ///< cleared at removal; looked at right before each call
-};
+using agent::spf::cppmsclientutils::Registered;
 
 /// One kind of registrations, by the caller's ids, which never change; what a daemon knows them by changes
 /// with every daemon. Not thread-safe: guarded by the client's state lock, but for what is on its way in.
@@ -51,23 +42,8 @@ public:
 
     const Removal& removal() const noexcept { return removal_; }
 
-    /// An item that is going to be added under this id. Thread-safe.
-    void announce(const Id& id, Item item) {
-        const foundation::MutexLock lock(incomingMutex_);
-        incoming_.emplace(id, std::move(item));
-    }
-    /// An announced item; null when there is none. Thread-safe.
-    Item announced(const Id& id) const {
-        const foundation::MutexLock lock(incomingMutex_);
-        const auto found = incoming_.find(id);
-        return found == incoming_.end() ? nullptr : found->second;
-    }
-    /// Takes an announced item back; null when there is none. Thread-safe.
-    Item takeAnnounced(const Id& id) {
-        const foundation::MutexLock lock(incomingMutex_);
-        auto node = incoming_.extract(id);
-        return node ? std::move(node.mapped()) : nullptr;
-    }
+    /// What is going to be added. Thread-safe.
+    agent::spf::cppmsclientutils::IncomingRegistrations<Id, Value>& incoming() noexcept { return incoming_; }
 
     void add(const Id& id, Entry entry) { entries_.emplace(id, std::move(entry)); }
 
@@ -98,9 +74,7 @@ public:
 private:
     const Removal& removal_;
     Entries entries_;
-
-    mutable foundation::Mutex incomingMutex_; // a leaf
-    std::unordered_map<Id, Item, typename Id::Hasher> incoming_ GUARDED_BY(incomingMutex_);
+    agent::spf::cppmsclientutils::IncomingRegistrations<Id, Value> incoming_;
 };
 
 } // namespace login::spf

@@ -38,8 +38,8 @@ struct Provider {
 
 /// Which providers of an interface are meant.
 namespace among {
-/// The session's, or a client of the daemon: not this process's own services, which ask no daemon.
-inline constexpr char components[] = "(|(session=true)(spfLoginClient=1))";
+/// The session's, or a version-2 client of the daemon: not this process's own services, which ask no daemon.
+inline constexpr char components[] = "(|(session=true)(&(spfLoginClient=1)(version=2)))";
 /// The daemon's clients, past the session.
 inline constexpr char daemonClients[] = "(&(spfLoginClient=1)(version=2))";
 } // namespace among

@@ -131,20 +131,20 @@ void InvokableTrackerBase::runPendingWork(ExclusiveLock& lock) {
     }
 }
 
-void InvokableTrackerBase::exclusively(std::function<void(ExclusiveLock&)> work) {
+void InvokableTrackerBase::exclusively(std::function<void(ExclusiveLock&, Turn)> work) {
     if (!core::CallbackScope::active()) {
         ExclusiveHold hold(state_);
-        work(hold.lock());
+        work(hold.lock(), Turn::AtOnce);
     } else if (state_.try_lock()) {
         ExclusiveHold hold(state_, std::adopt_lock);
-        work(hold.lock());
+        work(hold.lock(), Turn::AtOnce);
     } else {
         post(exclusiveQueue_, [weak = weak_from_this(), work = std::move(work)] {
             const auto self = weak.lock();
             if (!self)
                 return;
             ExclusiveHold hold(self->state_);
-            self->runCallback(self->findingGate_, [&] { work(hold.lock()); });
+            self->runCallback(self->findingGate_, [&] { work(hold.lock(), Turn::Later); });
         });
     }
 }

@@ -24,6 +24,7 @@ struct ServiceVersion {
     std::string component; ///< under which the client logs
     std::function<std::shared_ptr<login::ZelkorLogin>(foundation::concurrent::threadpool::Executor&)>
         makeClient;
+    bool failureEndsReplay; ///< of one registration: the rest is not made with that daemon
     /// What the daemon passes to a function registered by the method.
     std::function<GenericPayload(const std::string& addMethod)> argumentsFor;
 

@@ -9,6 +9,7 @@
 #include "tests/support/Rounds.h"
 #include "tests/support/TestFramework.h"
 #include "tests/support/Testing.h"
+#include "v1/ZelkorLoginImpl.h"
 
 #include <foundation/concurrent/threadpool/Executor.h>
 
@@ -21,7 +22,7 @@ using namespace zelkor::test;
 using agent::spf::core::DisconnectedError;
 using agent::spf::core::ExportedCallback;
 using agent::spf::core::GenericPayload;
-using Client = login::spf::interactive::ZelkorLogin;
+using Client = login::interactive::ZelkorLogin;
 using Level = LoginInfo::Level;
 using Line = RecordingLog::Line;
 
@@ -66,14 +67,26 @@ private:
 const std::string withdrawn =
     "The request ended without an outcome: it was aborted, or the daemon or this client went away";
 
-/// Against a fake daemon, with an executor of one thread; the parameter: login or logout.
-class Interactive : public TestWithParam<bool> {
+/// A client that requests interactively, and one of its two requests.
+struct Requester {
+    std::string name;
+    bool login;
+    FakeDaemon::Identity identity;
+    std::string component; ///< under which the client logs
+    unsigned failureLevel;
+    bool aborts;
+    std::function<std::shared_ptr<Client>(int service, foundation::concurrent::threadpool::Executor&)>
+        makeClient;
+
+    friend void PrintTo(const Requester& requester, std::ostream* out) { *out << requester.name; }
+};
+
+/// Against a fake daemon, with an executor of one thread.
+class Interactive : public TestWithParam<Requester> {
 protected:
-    bool login() const { return GetParam(); }
+    bool login() const { return GetParam().login; }
     std::string method() const { return login() ? "requestLoginAsync" : "requestLogoutWithOptionsAsync"; }
-    std::shared_ptr<Client> makeClient(int service) {
-        return std::make_shared<Client>(configuration(10, service), executor);
-    }
+    std::shared_ptr<Client> makeClient(int service) { return GetParam().makeClient(service, executor); }
     void appear() {
         daemon.appear();
         settle();
@@ -120,11 +133,16 @@ protected:
         daemon.callbacks()->invoke(callbackOf(daemon.calls().back()), {}, outcome(error));
     }
 
-    RecordingLog log{"login.spf.interactive.ZelkorLogin"};
+    std::string service() const {
+        const auto& [name, version, revision, ranking] = GetParam().identity;
+        return name + "-v" + std::to_string(version) + "." + std::to_string(revision);
+    }
+
+    RecordingLog log{GetParam().component};
     TestFramework framework;
     foundation::concurrent::threadpool::Executor executor{
         {.minThreads = 1, .maxThreads = 1, .idleTimeout = 30s, .name = "test"}};
-    FakeDaemon daemon{framework.context(), {"ZelkorLoginInteractive", 2, 2}};
+    FakeDaemon daemon{framework.context(), GetParam().identity};
 };
 
 TEST_P(Interactive, TheDaemonsOutcomeEndsIt) {
@@ -150,7 +168,8 @@ TEST_P(Interactive, TheDaemonsOutcomeEndsIt) {
     complete("refused by the user");
     EXPECT_EQ(endings->first().text(), "refused by the user");
     EXPECT_EQ(endings->first().info, LoginInfo());
-    EXPECT_THAT(log.lines(), Contains(Line(256, method() + " failed: refused by the user")));
+    EXPECT_THAT(log.lines(),
+                Contains(Line(GetParam().failureLevel, method() + " failed: refused by the user")));
     EXPECT_EQ(endings->all().size(), 1u);
 
     std::thread daemonsThread; // the outcome before the reply, and the blocking form
@@ -173,7 +192,7 @@ TEST_P(Interactive, TheDaemonsOutcomeEndsIt) {
 
 TEST_P(Interactive, AFailureToStartEndsIt) {
     const auto client = makeClient(0);
-    EXPECT_EQ(request(*client)->first().text(), "ZelkorLoginInteractive-v2.2 didn't appear.");
+    EXPECT_EQ(request(*client)->first().text(), service() + " didn't appear.");
     EXPECT_THROW(requestAndWait(*client), std::runtime_error);
     if (login())
         EXPECT_THROW(client->requestLoginAsync("me", nullptr, Level::SignedIn, {}), std::bad_function_call);
@@ -195,7 +214,13 @@ TEST_P(Interactive, WhatIsWithdrawnEndsToo) {
     daemon.on(method(), [](const auto& call) { call.answer({}); });
     const std::vector<std::function<void(std::shared_ptr<Client>&)>> ways{
         [this](auto&) { daemon.disappear(); },
-        [](auto& client) { client->abort(); }, // the daemon knows no abort: that is not told
+        [this](auto& client) {
+            client->abort(); // the daemon knows no abort: that is not told
+            if (!GetParam().aborts) {
+                settle();
+                daemon.disappear();
+            }
+        },
         [](auto& client) { client.reset(); },
         [this](auto&) { // what cannot be read
             EXPECT_THROW(daemon.callbacks()->invoke(callbackOf(daemon.calls()[0]), {}, GenericPayload::of(7)),
@@ -240,7 +265,7 @@ TEST_P(Interactive, EachOfManyRequestsEndsOnceInWhicheverOrderThingsHappen) {
     for (int round = 0; round < count; ++round) {
         const bool early = chance(4), refuse = chance(4), abort = chance(3), gone = chance(3),
                    die = chance(3);
-        auto client = std::make_shared<Client>(configuration(10, 0), several);
+        auto client = GetParam().makeClient(0, several);
         daemon.appear();
         ASSERT_TRUE(eventually([&] { return several.statistics().queues == 0; }));
         std::vector<std::jthread> beside;
@@ -276,8 +301,36 @@ TEST_P(Interactive, EachOfManyRequestsEndsOnceInWhicheverOrderThingsHappen) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Requests, Interactive, Bool(),
-                         [](const auto& request) { return request.param ? "Login" : "Logout"; });
+std::vector<Requester> requesters() {
+    std::vector<Requester> all;
+    for (const bool login : {true, false}) {
+        const std::string request = login ? "Login" : "Logout";
+        all.push_back({"V2" + request,
+                       login,
+                       {"ZelkorLoginInteractive", 2, 2},
+                       "login.spf.interactive.ZelkorLogin",
+                       256,
+                       true,
+                       [](int service, auto& executor) {
+                           return std::make_shared<login::spf::interactive::ZelkorLogin>(
+                               configuration(10, service), executor);
+                       }});
+        all.push_back({"V1" + request,
+                       login,
+                       {"ZelkorLogin", 1, 7},
+                       "login.ZelkorLoginImpl",
+                       512,
+                       false,
+                       [](int service, auto& executor) {
+                           return std::make_shared<ZelkorLoginImpl>(configuration(10, service), nullptr,
+                                                                    executor);
+                       }});
+    }
+    return all;
+}
+
+INSTANTIATE_TEST_SUITE_P(Requests, Interactive, ValuesIn(requesters()),
+                         [](const auto& requester) { return requester.param.name; });
 
 class InteractiveClient : public Test {
 protected:

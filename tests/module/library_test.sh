@@ -11,12 +11,14 @@ expect() { # WHAT EXPECTED ACTUAL
     diff <(printf '%s\n' "$2") <(printf '%s\n' "$3") || { echo "^ $1: expected (<), found (>)"; exit 1; }
 }
 
-expect "exported symbols" "DeleteInstance_login_spf_LoginVetoer
+expect "exported symbols" "DeleteInstance_ZelkorLoginImpl
+DeleteInstance_login_spf_LoginVetoer
 DeleteInstance_login_spf_ZelkorLogin
 DeleteInstance_login_spf_detail_ZelkorLogin
 DeleteInstance_login_spf_interactive_daemon_ZelkorLogin
 DeleteInstance_login_spf_interactive_desktop_ZelkorLogin
 DeleteInstance_login_spf_session_ZelkorLogin
+NewInstance_ZelkorLoginImpl
 NewInstance_login_spf_LoginVetoer
 NewInstance_login_spf_ZelkorLogin
 NewInstance_login_spf_detail_ZelkorLogin

@@ -59,6 +59,14 @@ TEST_F(ModuleHost, DeclaresItsComponents) {
     const std::string all = "[login::ZelkorLogin][login::detail::ZelkorLogin][login::control::LoginVetoer]";
     const std::string interactive = "login::spf::interactive::";
     const std::vector<std::string> expected{
+        "configuration-pid:[hv.HalvorinServiceHost.ZelkorLoginOldImpl]; configuration-policy:optional; "
+        "implementation-class:login::ZelkorLoginImpl; " +
+            inject +
+            "name:ZelkorLoginImpl; properties:service.ranking:1; spfLoginClient:1; timeouts::call:10; "
+            "timeouts::service:10; version:1; ; references:" +
+            desktop + "; " +
+            service("[login::ZelkorLogin][login::detail::ZelkorLogin][login::interactive::ZelkorLogin]"
+                    "[login::control::LoginVetoer]"),
         client("PerClientV1ServiceForZELKOR", "InteractiveZelkorLoginFactory",
                interactive + "desktop::ZelkorLogin", inject, interactive + "desktop::ZelkorLogin", 10,
                desktop, "[login::interactive::ZelkorLogin]"),
