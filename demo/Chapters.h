@@ -33,4 +33,8 @@ void liveASession(Narrator& narrator, zelkor::host::Host& host, const Shell& she
 /// A person signs in and out, whose answers come from a file.
 void signInAndOut(Narrator& narrator, zelkor::host::Host& host, const Shell& shell);
 
+/// A daemon that only speaks version 1, and the client that does, too.
+void speakVersion1(Narrator& narrator, zelkor::host::Host& host, const Shell& shell,
+                   hshd::DaemonProcess& oldDaemon);
+
 } // namespace demo

@@ -54,13 +54,16 @@ int run(const std::filesystem::path& program, const std::filesystem::path& zelko
     demo::Narrator narrator;
     const Workplace workplace;
     writeAccount(workplace.path(), program);
-    hshd::DaemonProcess daemon(
-        {.program = program,
-         .socketDirectory = workplace.path() / "run",
-         .stateDirectory = workplace.path() / "state",
-         .arguments = {"--endpoint", demo::endpoint, "--accounts", workplace.path() / "accounts.json",
-                       "--unattended", workplace.path() / "answers.json"},
-         .errorFile = workplace.path() / "hshd.log"});
+    const auto daemonWith = [&](const char* versions) {
+        return hshd::DaemonProcess::Options{
+            .program = program,
+            .socketDirectory = workplace.path() / "run",
+            .stateDirectory = workplace.path() / "state",
+            .arguments = {"--endpoint", demo::endpoint, "--accounts", workplace.path() / "accounts.json",
+                          "--unattended", workplace.path() / "answers.json", "--versions", versions},
+            .errorFile = workplace.path() / "hshd.log"};
+    };
+    hshd::DaemonProcess daemon(daemonWith("both"));
     daemon.start();
     narrator.say("hshd runs as process " + std::to_string(daemon.pid()) + ", this host as " +
                  std::to_string(::getpid()));
@@ -81,8 +84,11 @@ int run(const std::filesystem::path& program, const std::filesystem::path& zelko
         demo::keepRegistrations(narrator, services, daemon);
         demo::liveASession(narrator, host, shell);
         demo::signInAndOut(narrator, host, shell);
+        narrator.expect("SIGTERM to the daemon: exit code", std::to_string(daemon.stop()), "0");
+        hshd::DaemonProcess oldDaemon(daemonWith("1"));
+        demo::speakVersion1(narrator, host, shell, oldDaemon);
+        narrator.expect("SIGTERM to the daemon: exit code", std::to_string(oldDaemon.stop()), "0");
     }
-    narrator.expect("SIGTERM to the daemon: exit code", std::to_string(daemon.stop()), "0");
     if (narrator.failures() == 0)
         std::cout << "\nEverything is as it should be." << std::endl;
     else

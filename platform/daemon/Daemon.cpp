@@ -49,17 +49,27 @@ OfferedService offer(std::shared_ptr<Service> service) {
     return {Service::name, Service::version, Service::revision, 0, std::move(service)};
 }
 
-std::vector<OfferedService> offered(const std::shared_ptr<LoginServiceV2>& v2,
+/// Of null services as well: for what is known about them.
+std::vector<OfferedService> offered(Options::Versions versions, const std::shared_ptr<LoginServiceV1>& v1,
+                                    const std::shared_ptr<LoginServiceV2>& v2,
                                     const std::shared_ptr<InteractiveService>& interactive,
                                     const std::shared_ptr<PromptService>& prompts) {
-    return {offer(v2), offer(interactive), offer(prompts)};
+    std::vector<OfferedService> services;
+    if (versions != Options::Versions::First) {
+        services.push_back(offer(v2));
+        services.push_back(offer(interactive));
+    }
+    if (versions != Options::Versions::Second)
+        services.push_back(offer(v1));
+    services.push_back(offer(prompts));
+    return services;
 }
 
 std::optional<Script> scriptOf(const Options& options) {
     if (options.script.empty())
         return std::nullopt;
     auto script = Script::fromFile(options.script);
-    checkServices(script, offered(nullptr, nullptr, nullptr));
+    checkServices(script, offered(options.versions, nullptr, nullptr, nullptr, nullptr));
     logger().log(Severity::warning, "hshd misbehaves on purpose, by the script " + options.script.string());
     return script;
 }
@@ -88,17 +98,21 @@ Daemon::Daemon(const Options& options, Prepared prepared)
       prompts_(std::move(prepared.prompts)), front_(std::move(prepared.front)),
       notifier_(statusListeners_, options.listenerTimeout),
       state_(store_, options.endpoint, [this](const StatusChange& change) { notifier_.notify(change); }),
-      loginServiceV2_(std::make_shared<LoginServiceV2>(LoginServiceV2::Parts{
-          state_, stateThread_, statusListeners_, negotiators_, options.negotiationTimeout})),
+      loginServiceV2_(std::make_shared<LoginServiceV2>(loginParts(options))),
       interactiveService_(std::make_shared<InteractiveService>(InteractiveParts{
           state_, stateThread_, negotiators_, accounts_, *front_, options.negotiationTimeout})),
+      loginServiceV1_(std::make_shared<LoginServiceV1>(loginParts(options), *interactiveService_)),
       server_({options.socketDirectory, {}}, [&] {
-          auto services =
-              offered(loginServiceV2_, interactiveService_, std::make_shared<PromptService>(*prompts_));
+          auto services = offered(options.versions, loginServiceV1_, loginServiceV2_, interactiveService_,
+                                  std::make_shared<PromptService>(*prompts_));
           return prepared.script ? scripted(*prepared.script, std::move(services)) : services;
       }()) {
     if (prepared.identity)
         state_.signIn(std::move(*prepared.identity), /*remember=*/true);
+}
+
+LoginServiceV2::Parts Daemon::loginParts(const Options& options) {
+    return {state_, stateThread_, statusListeners_, negotiators_, options.negotiationTimeout};
 }
 
 Daemon::~Daemon() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/daemon/Accounts.h"
+#include "platform/daemon/LoginServiceV1.h"
 #include "platform/daemon/LoginServiceV2.h"
 #include "platform/daemon/LoginState.h"
 #include "platform/daemon/Options.h"
@@ -37,6 +38,7 @@ public:
 private:
     struct Prepared;
     Daemon(const Options& options, Prepared prepared);
+    LoginServiceV2::Parts loginParts(const Options& options);
 
     // In the order of use: each is destroyed before those it uses.
     StateStore store_;
@@ -50,6 +52,7 @@ private:
     StateThread stateThread_;
     std::shared_ptr<LoginServiceV2> loginServiceV2_;
     std::shared_ptr<InteractiveService> interactiveService_;
+    std::shared_ptr<LoginServiceV1> loginServiceV1_;
     agent::spf::transport::Server server_;
 };
 

@@ -1,18 +1,17 @@
 #include "platform/daemon/LoginServiceV2.h"
 
 #include "platform/daemon/CallbackSignature.h"
+#include "platform/daemon/Dispatch.h"
 #include "platform/daemon/Log.h"
 #include "platform/daemon/Negotiation.h"
 #include "platform/daemon/Release.h"
 #include "runtime/core/Errors.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace hshd {
 namespace {
 
-using agent::spf::core::ErrorKind;
 using agent::spf::core::ExportedCallback;
 using boost::uuids::uuid;
 using login::LoginInfo;
@@ -76,24 +75,7 @@ LoginServiceV2::LoginServiceV2(const Parts& parts)
                   methods()) {}
 
 void LoginServiceV2::onCall(std::unique_ptr<agent::spf::transport::IncomingCall> incoming) {
-    const Call call(std::move(incoming));
-    const RemoteMethod<LoginServiceV2>* method = vocabulary_.find(*call);
-    if (!method)
-        return;
-    if (method->thread == AnsweredOn::IoThread) {
-        method->answer(*this, call);
-        return;
-    }
-    const bool posted = parts_.stateThread.post([this, method, call] {
-        // The caller has given up: doing it now, after it was told of the failure, would surprise it.
-        if (call->deadline() <= std::chrono::steady_clock::now())
-            call->fail(ErrorKind::Timeout,
-                       "`" + call->method() + "` was not started in time; nothing was changed");
-        else
-            method->answer(*this, call);
-    });
-    if (!posted)
-        call->fail(ErrorKind::Remote, "the daemon is shutting down; nothing was changed");
+    answerWhereItBelongs(*this, vocabulary_, parts_.stateThread, Call(std::move(incoming)));
 }
 
 void LoginServiceV2::onConnected(const Client& client) {
@@ -192,10 +174,7 @@ bool LoginServiceV2::removeLogoutNegotiator(const Client& client, const uuid& id
 }
 
 void LoginServiceV2::negotiateLogout(NegotiationTerms terms, LaterAnswer<NegotiationsResult> answer) const {
-    // The negotiators get less time than the caller has, so that the answer still reaches it.
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(answer.deadline() -
-                                                                            std::chrono::steady_clock::now());
-    const auto limit = std::min(parts_.negotiationTimeout, left * 9 / 10);
+    const auto limit = negotiationLimit(parts_.negotiationTimeout, answer.deadline());
     Negotiation::start(parts_.negotiators, terms, limit, std::move(answer));
 }
 

@@ -3,6 +3,7 @@
 #include "platform/daemon/FailureText.h"
 #include "platform/daemon/Log.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace hshd {
@@ -41,8 +42,13 @@ Negotiation::Negotiation(Registrations& negotiators, login::NegotiationTerms ter
     : negotiators_(negotiators), parties_(negotiators.all()), terms_(terms), done_(std::move(done)),
       answers_(parties_.size()), missing_(parties_.size()) {}
 
+bool Negotiation::isVetoer(std::size_t party) const {
+    return parties_[party].form == Registrations::Form::Old;
+}
+
 void Negotiation::ask(std::size_t party, std::chrono::milliseconds limit) {
-    parties_[party].client->callBack(parties_[party].callback, GenericPayload::of(terms_), limit,
+    auto arguments = isVetoer(party) ? GenericPayload() : GenericPayload::of(terms_);
+    parties_[party].client->callBack(parties_[party].callback, std::move(arguments), limit,
                                      {[self = shared_from_this(), party](GenericPayload payload) {
                                           self->answered(party, std::move(payload));
                                       },
@@ -54,7 +60,9 @@ void Negotiation::ask(std::size_t party, std::chrono::milliseconds limit) {
 void Negotiation::answered(std::size_t party, GenericPayload payload) {
     Answer answer;
     try {
-        answer = payload.take<NegotiatorResponse>(0);
+        answer = isVetoer(party)
+                     ? NegotiatorResponse{payload.take<bool>(0) ? Position::Object : Position::Accept, u""}
+                     : payload.take<NegotiatorResponse>(0);
     } catch (...) {
         failed(party, std::current_exception());
         return;
@@ -99,6 +107,13 @@ void Negotiation::finish() {
                                      ": asked " + std::to_string(parties_.size()) + ", " +
                                      (result.accepted ? "accepted" : "not accepted"));
     done_(std::move(result));
+}
+
+std::chrono::milliseconds negotiationLimit(std::chrono::milliseconds configured,
+                                           std::chrono::steady_clock::time_point deadline) {
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    return std::min(configured, left * 9 / 10);
 }
 
 } // namespace hshd

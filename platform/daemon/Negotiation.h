@@ -40,6 +40,7 @@ private:
 
     Negotiation(Registrations& negotiators, login::NegotiationTerms terms, Done done);
 
+    bool isVetoer(std::size_t party) const;
     void ask(std::size_t party, std::chrono::milliseconds limit);
     void answered(std::size_t party, agent::spf::core::GenericPayload payload);
     void failed(std::size_t party, const std::exception_ptr& error);
@@ -56,5 +57,9 @@ private:
     std::vector<Answer> answers_ GUARDED_BY(mutex_);
     std::size_t missing_ GUARDED_BY(mutex_);
 };
+
+/// The time for negotiators when their answer still has to reach a caller with that deadline.
+std::chrono::milliseconds negotiationLimit(std::chrono::milliseconds configured,
+                                           std::chrono::steady_clock::time_point deadline);
 
 } // namespace hshd

@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 
 #include <cstdlib>
+#include <map>
 #include <sstream>
 
 namespace hshd {
@@ -82,6 +83,15 @@ Options parseOptions(int argc, const char* const* argv) {
            "Start with this account signed in; without --accounts any name will do. LEVEL is 1 (identified), "
            "2 (signed in) or 3 (confirmed)")
         ->type_name("NAME[:LEVEL]");
+    app.add_option("--versions", options.versions,
+                   "Which versions of the login service to offer: 1, 2 or both")
+        ->transform(
+            CLI::Transformer(std::map<std::string, Options::Versions>{{"1", Options::Versions::First},
+                                                                      {"2", Options::Versions::Second},
+                                                                      {"both", Options::Versions::Both}})
+                .description(""))
+        ->type_name("VERSIONS")
+        ->default_str("both");
     app.add_option("--endpoint", options.endpoint,
                    "Login endpoint told to clients until an identity brings its own")
         ->type_name("URL");
@@ -104,6 +114,8 @@ Options parseOptions(int argc, const char* const* argv) {
         ->type_name("FILE");
     app.add_flag("--hash-password", options.hashPassword,
                  "Read a password from the standard input and print its hash for the accounts file");
+    app.add_flag("--print-vocabulary", options.printVocabulary,
+                 "Print the services with their methods and signatures, one line each");
     app.add_option("--script", options.script,
                    "JSON file that tells how to misbehave, for testing clients; see docs/daemon.md")
         ->type_name("FILE");

@@ -27,9 +27,13 @@ struct Options {
     std::chrono::milliseconds promptTimeout{120'000};
     std::filesystem::path unattended; ///< answers in the person's place; empty: the person is asked
 
-    bool hashPassword = false; ///< no daemon: print the hash of a password
+    bool hashPassword = false;    ///< no daemon: print the hash of a password
+    bool printVocabulary = false; ///< no daemon: print what it would answer
 
     std::filesystem::path script; ///< empty: the daemon behaves
+
+    enum class Versions { First, Second, Both };
+    Versions versions = Versions::Both; ///< of the login service
 
     std::string endpoint;
     std::chrono::milliseconds negotiationTimeout{5'000};

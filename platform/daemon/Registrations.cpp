@@ -21,7 +21,8 @@ std::string Registrations::Entry::describe() const {
     return text + "client " + client->clientId() + " (process " + std::to_string(client->pid()) + ")";
 }
 
-boost::uuids::uuid Registrations::add(Client client, const boost::uuids::uuid& callback, std::string name) {
+boost::uuids::uuid Registrations::add(Client client, const boost::uuids::uuid& callback, std::string name,
+                                      Form form) {
     if (name.size() > longestName)
         throw RefusedError("the name of a registration must not be longer than " +
                            std::to_string(longestName) + " bytes");
@@ -32,7 +33,7 @@ boost::uuids::uuid Registrations::add(Client client, const boost::uuids::uuid& c
     if (count >= limitPerClient_)
         throw RefusedError("this client already has " + std::to_string(limitPerClient_) +
                            " registrations of this kind; remove some first");
-    entries_.push_back({id, owner, std::move(client), callback, std::move(name)});
+    entries_.push_back({id, owner, std::move(client), callback, std::move(name), form});
     ++count;
     return id;
 }

@@ -21,12 +21,19 @@ class Registrations {
 public:
     using Client = std::shared_ptr<agent::spf::transport::ClientSession>;
 
+    /// What the registered function looks like.
+    enum class Form {
+        Present, ///< version 2's: two records; terms in, an answer out
+        Old,     ///< version 1's first: an optional record; nothing in, whether it vetoes out
+    };
+
     struct Entry {
         boost::uuids::uuid id;
         boost::uuids::uuid owner; ///< client->id()
         Client client;
         boost::uuids::uuid callback;
         std::string name; ///< for people; empty when the purpose has none
+        Form form = Form::Present;
 
         /// For the log: name, client and process.
         std::string describe() const;
@@ -36,7 +43,8 @@ public:
 
     /// @return the registration's id.
     /// @throws RefusedError when the client has too many, or the name is too long.
-    boost::uuids::uuid add(Client client, const boost::uuids::uuid& callback, std::string name = {});
+    boost::uuids::uuid add(Client client, const boost::uuids::uuid& callback, std::string name = {},
+                           Form form = Form::Present);
     /// Whether `owner` had made such a registration.
     bool remove(const boost::uuids::uuid& id, const agent::spf::transport::ClientSession& owner);
     /// Removes all that the client has made.

@@ -3,6 +3,8 @@
 #include "platform/daemon/FailureText.h"
 #include "platform/daemon/Log.h"
 
+#include <boost/optional/optional.hpp>
+
 #include <exception>
 #include <string>
 #include <utility>
@@ -10,6 +12,16 @@
 namespace hshd {
 
 using agent::spf::core::GenericPayload;
+
+namespace {
+
+GenericPayload toldTo(const Registrations::Entry& listener, const StatusChange& change) {
+    return listener.form == Registrations::Form::Old
+               ? GenericPayload::of(boost::optional<login::LoginInfo>(change.current))
+               : GenericPayload::of(change.current, change.previous);
+}
+
+} // namespace
 
 void StatusNotifier::notify(const StatusChange& change) const noexcept {
     try {
@@ -21,7 +33,7 @@ void StatusNotifier::notify(const StatusChange& change) const noexcept {
                                                     " was not told of a change: " + failureText(error));
                 listeners.dropIfGone(listener, error);
             };
-            client->callBack(listener.callback, GenericPayload::of(change.current, change.previous), limit_,
+            client->callBack(listener.callback, toldTo(listener, change), limit_,
                              {[](const GenericPayload&) {}, failed});
         }
     } catch (...) {

@@ -2,6 +2,7 @@
 #include "platform/daemon/Log.h"
 #include "platform/daemon/Options.h"
 #include "platform/daemon/interactive/PasswordHash.h"
+#include "platform/daemon/interactive/PromptService.h"
 
 #include <foundation/log/setup.h>
 
@@ -71,9 +72,23 @@ int printHash() {
     return EXIT_SUCCESS;
 }
 
+template <class Service>
+void printVocabulary() {
+    for (const auto& method : Service::methods())
+        std::cout << Service::name << ' ' << Service::version << '.' << Service::revision << ' '
+                  << method.name << ' ' << method.signature.named(method.name) << '\n';
+}
+
 int run(const hshd::Options& options) {
     if (options.hashPassword)
         return printHash();
+    if (options.printVocabulary) {
+        printVocabulary<hshd::LoginServiceV1>();
+        printVocabulary<hshd::LoginServiceV2>();
+        printVocabulary<hshd::InteractiveService>();
+        printVocabulary<hshd::PromptService>();
+        return EXIT_SUCCESS;
+    }
     umask(077);
     const sigset_t signals = blockEndSignals();
     setUpLog(options);

@@ -39,7 +39,9 @@ std::string textOf(const cppmicroservices::Any& property) {
 }
 
 std::string loginServiceFilter() {
-    return std::string("(") + agent::spf::core::properties::serviceName + "=ZelkorLogin)";
+    namespace properties = agent::spf::core::properties;
+    return std::string("(&(") + properties::serviceName + "=ZelkorLogin)(" + properties::serviceVersion +
+           "=2))";
 }
 
 cppmicroservices::Bundle startBundle(cppmicroservices::BundleContext context,
@@ -181,6 +183,18 @@ bool Host::awaitDaemon(std::chrono::milliseconds limit) {
     const bool present = tracker.WaitForService(limit) != nullptr;
     tracker.Close();
     return present;
+}
+
+std::string Host::offeredLoginServices() {
+    namespace properties = agent::spf::core::properties;
+    std::string list;
+    for (const auto& reference : context_.GetServiceReferences<Invokable>(
+             std::string("(") + properties::serviceName + "=ZelkorLogin*)")) {
+        list += (list.empty() ? "" : ", ") + textOf(reference.GetProperty(properties::serviceName)) + ' ' +
+                textOf(reference.GetProperty(properties::serviceVersion)) + '.' +
+                textOf(reference.GetProperty(properties::serviceRevision));
+    }
+    return list;
 }
 
 bool Host::daemonPresent() {

@@ -83,8 +83,10 @@ public:
     void configure(const Configuration& configuration);
     void configureAll(const std::string& key, const cppmicroservices::Any& value);
 
-    /// Waits until the daemon's login service is in the registry; false when time is over.
+    /// Waits until the daemon's login service, version 2, is in the registry; false when time is over.
     bool awaitDaemon(std::chrono::milliseconds limit);
+    /// What the daemon offers of login services, with their versions, for people; empty: nothing.
+    std::string offeredLoginServices();
     /// Whether it is there now.
     bool daemonPresent();
     /// Calls \p told with the daemon's generation when its login service comes, and with an empty text when

@@ -7,6 +7,10 @@ void Session::requireDaemon() {
         return;
     const auto connection = host_.connection();
     const auto directory = connection.socketPath.parent_path().string();
+    if (const auto offered = host_.offeredLoginServices(); !offered.empty())
+        throw NoAnswer(
+            "the daemon at " + connection.socketPath.string() + " offers " + offered +
+            ", and ZelkorLogin 2.1 is wanted. Update it, or have it offer version 2 (hshd --versions)");
     if (connection.connected)
         throw NoAnswer("the daemon at " + connection.socketPath.string() +
                        " offers no login service. Update it, or see its log");

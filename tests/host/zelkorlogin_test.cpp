@@ -107,6 +107,18 @@ TEST_F(Zelkorlogin, ListsWhoCouldAnswerAndNamesAWrongOrder) {
               std::string::npos);
 }
 
+TEST_F(Zelkorlogin, TellsWhichVersionADaemonHasAndWhichIsWanted) {
+    hshd::DaemonProcess old{{.program = HSHD_PROGRAM,
+                             .socketDirectory = place / "zelkor",
+                             .stateDirectory = place / "state",
+                             .arguments = {"--versions", "1"},
+                             .errorFile = place / "hshd.log"}};
+    old.start();
+    const auto ended = zelkorlogin("status --timeout 1");
+    EXPECT_EQ(ended.code, 3);
+    EXPECT_THAT(ended.err, HasSubstr("offers ZelkorLogin 1.7, and ZelkorLogin 2.1 is wanted"));
+}
+
 TEST_F(Zelkorlogin, WatchesThroughTheEndOfTheDaemonUntilItIsInterrupted) {
     daemon.start();
     run("sh -c 'cd " + place.path().string() +

@@ -37,19 +37,20 @@ public:
     /// drained.
     void stop();
 
-private:
+    // The methods; version 1 of the login service has them among its own.
     using ExportedCallback = agent::spf::core::ExportedCallback;
-    struct Pending {
-        std::uint64_t number;
-        std::shared_ptr<InteractiveRequest> request;
-    };
-
     void requestLoginAsync(const Client& client, const std::string& requester,
                            const ExportedCallback& callback, int level, const std::string& options);
     void requestLogoutWithOptionsAsync(const Client& client, const ExportedCallback& callback,
                                        const std::string& options);
     void abort(const Client& client);
     bool supportsWebRedirect() const;
+
+private:
+    struct Pending {
+        std::uint64_t number;
+        std::shared_ptr<InteractiveRequest> request;
+    };
 
     void begin(const Client& client, const Pending& pending);
     /// A request may end when the next one of its client has begun: an aborted one that was carried out.

@@ -31,7 +31,7 @@ struct HshdProcess : Test {
     }
 };
 
-const std::string loginService = "(spf.service.name=ZelkorLogin)";
+const std::string loginService = "(&(spf.service.name=ZelkorLogin)(spf.service.version=2))";
 
 /// A daemon's service as a client sees it, and what is exported to it.
 struct Remote {
