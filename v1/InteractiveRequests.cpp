@@ -17,25 +17,13 @@ namespace login {
 namespace remote = v1::remote;
 using agent::spf::core::exportFunction;
 using agent::spf::core::PendingOutcome;
+using agent::spf::core::promiseFulfilling;
 using agent::spf::cppmsclientutils::ExclusiveHold;
 using foundation::log::logging_event_types;
 
 namespace {
 
 constexpr unsigned int once = 1; // the daemon calls a completion one time at most
-
-/// A handler that fulfils a promise, and the future of that.
-template <class Result, class... Info>
-auto promised(std::future<Result>& future) {
-    auto promise = std::make_shared<std::promise<Result>>();
-    future = promise->get_future();
-    return [promise = std::move(promise)](Info... info, std::exception_ptr error) {
-        if (error)
-            promise->set_exception(std::move(error));
-        else
-            promise->set_value(std::move(info)...);
-    };
-}
 
 } // namespace
 
@@ -105,8 +93,8 @@ void ZelkorLoginImpl::requestLogoutAsync(LogoutHandler handler, interactive::Log
 std::future<LoginInfo> ZelkorLoginImpl::requestLoginAsync(std::string requester, LoginInfo::Level level,
                                                           interactive::LoginOptions options) {
     std::future<LoginInfo> future;
-    requestLoginAsync(std::move(requester), LoginHandler(promised<LoginInfo, LoginInfo>(future)), level,
-                      std::move(options));
+    requestLoginAsync(std::move(requester), LoginHandler(promiseFulfilling<LoginInfo, LoginInfo>(future)),
+                      level, std::move(options));
     return future;
 }
 
@@ -117,7 +105,7 @@ LoginInfo ZelkorLoginImpl::requestLogin(std::string requester, LoginInfo::Level 
 
 std::future<void> ZelkorLoginImpl::requestLogoutAsync(interactive::LogoutOptions options) {
     std::future<void> future;
-    requestLogoutAsync(LogoutHandler(promised<void>(future)), options);
+    requestLogoutAsync(LogoutHandler(promiseFulfilling<void>(future)), options);
     return future;
 }
 

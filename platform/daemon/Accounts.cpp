@@ -8,8 +8,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <stdexcept>
 
@@ -17,6 +15,8 @@ namespace hshd {
 namespace {
 
 namespace json = foundation::json;
+
+constexpr char shape[] = R"({"accounts": [...]})";
 
 Account readAccount(const json::object& object, const std::string& place) {
     const JsonObject reader(object, place);
@@ -51,26 +51,18 @@ Account readAccount(const json::object& object, const std::string& place) {
 } // namespace
 
 Accounts Accounts::fromFile(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(stream), {}};
-    if (!stream.is_open() || stream.bad())
-        throw std::runtime_error("cannot read the accounts file '" + file.string() +
-                                 "'; give a readable file with --accounts");
-    return parse(text, file.string());
+    return read(readJsonObject(file, "accounts file", "--accounts", shape), file.string());
 }
 
 Accounts Accounts::parse(std::string_view text, const std::string& file) {
+    return read(parseJsonObject(text, "accounts file '" + file + "'", shape), file);
+}
+
+Accounts Accounts::read(const foundation::json::object& root, const std::string& file) {
     const std::string place = "accounts file '" + file + "': ";
-    json::value document;
-    try {
-        document = json::parse(text);
-    } catch (const std::invalid_argument& error) {
-        throw std::runtime_error(place + error.what());
-    }
-    const json::object* root = document.if_object();
-    const json::value* list = root ? root->if_contains("accounts") : nullptr;
-    if (!list || !list->is_array() || root->size() != 1)
-        throw std::runtime_error(place + R"(must be one object {"accounts": [...]})");
+    const json::value* list = root.if_contains("accounts");
+    if (!list || !list->is_array() || root.size() != 1)
+        throw std::runtime_error(place + "must be one object " + shape);
     Accounts result;
     for (const json::value& element : list->get_array()) {
         const std::string here = place + "accounts[" + std::to_string(result.accounts_.size()) + "]";

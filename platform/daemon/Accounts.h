@@ -2,6 +2,8 @@
 
 #include "records/LoginInfo.h"
 
+#include <foundation/json.h>
+
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -37,6 +39,8 @@ public:
     const std::vector<Account>& all() const noexcept { return accounts_; }
 
 private:
+    static Accounts read(const foundation::json::object& root, const std::string& file);
+
     std::vector<Account> accounts_;
 };
 

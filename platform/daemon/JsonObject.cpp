@@ -1,6 +1,8 @@
 #include "platform/daemon/JsonObject.h"
 
 #include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 
 namespace hshd {
@@ -47,6 +49,29 @@ void JsonObject::onlyKnownKeys(std::initializer_list<std::string_view> known) co
 
 void JsonObject::fail(std::string_view key, const std::string& problem) const {
     throw std::runtime_error(place_ + "." + std::string(key) + " " + problem);
+}
+
+foundation::json::object parseJsonObject(std::string_view text, const std::string& place,
+                                         const char* example) {
+    foundation::json::value document;
+    try {
+        document = foundation::json::parse(text);
+    } catch (const std::invalid_argument& error) {
+        throw std::runtime_error(place + ": " + error.what());
+    }
+    if (!document.is_object())
+        throw std::runtime_error(place + ": must be one object " + example);
+    return std::move(document.get_object());
+}
+
+foundation::json::object readJsonObject(const std::filesystem::path& file, const std::string& what,
+                                        const char* option, const char* example) {
+    std::ifstream stream(file, std::ios::binary);
+    const std::string text{std::istreambuf_iterator<char>(stream), {}};
+    if (!stream.is_open() || stream.bad())
+        throw std::runtime_error("cannot read the " + what + " '" + file.string() +
+                                 "'; give a readable file with " + option);
+    return parseJsonObject(text, what + " '" + file.string() + "'", example);
 }
 
 } // namespace hshd

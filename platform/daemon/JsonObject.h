@@ -3,6 +3,7 @@
 #include <foundation/json.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -33,5 +34,14 @@ private:
     const foundation::json::object& object_;
     const std::string place_;
 };
+
+/// The object that a file holds.
+/// @param what the file is to people, such as "accounts file". @param option names it on the command line.
+/// @throws std::runtime_error when it cannot be read or is no JSON object; `example` shows one.
+foundation::json::object readJsonObject(const std::filesystem::path& file, const std::string& what,
+                                        const char* option, const char* example);
+/// As above, from the text of a file. @param place for error texts.
+foundation::json::object parseJsonObject(std::string_view text, const std::string& place,
+                                         const char* example);
 
 } // namespace hshd

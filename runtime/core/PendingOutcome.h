@@ -7,6 +7,8 @@
 #include <atomic>
 #include <exception>
 #include <functional>
+#include <future>
+#include <memory>
 #include <utility>
 
 namespace agent::spf::core {
@@ -60,5 +62,19 @@ private:
     foundation::concurrent::threadpool::Executor& executor_;
     std::atomic<bool> delivered_{false};
 };
+
+/// A handler that fulfils a promise.
+/// @param future becomes the promise's.
+template <class Result, class... Info>
+auto promiseFulfilling(std::future<Result>& future) {
+    auto promise = std::make_shared<std::promise<Result>>();
+    future = promise->get_future();
+    return [promise = std::move(promise)](Info... info, std::exception_ptr error) {
+        if (error)
+            promise->set_exception(std::move(error));
+        else
+            promise->set_value(std::move(info)...);
+    };
+}
 
 } // namespace agent::spf::core

@@ -16,6 +16,7 @@ namespace login::spf::interactive {
 
 using agent::spf::core::exportFunction;
 using agent::spf::core::PendingOutcome;
+using agent::spf::core::promiseFulfilling;
 using agent::spf::cppmsclientutils::ExclusiveHold;
 using agent::spf::cppmsclientutils::InvokableTrackerBase;
 using agent::spf::cppmsclientutils::Logger;
@@ -36,19 +37,6 @@ constexpr unsigned int once = 1;
 std::exception_ptr failure(std::string_view method, const std::string& error) {
     logger().log(logging_event_types::error, std::string(method) + " failed: " + error);
     return std::make_exception_ptr(std::runtime_error(error));
-}
-
-/// A handler that fulfils a promise, and the future of that.
-template <class Result, class... Info>
-auto promised(std::future<Result>& future) {
-    auto promise = std::make_shared<std::promise<Result>>();
-    future = promise->get_future();
-    return [promise = std::move(promise)](Info... info, std::exception_ptr error) {
-        if (error)
-            promise->set_exception(std::move(error));
-        else
-            promise->set_value(std::move(info)...);
-    };
 }
 
 } // namespace
@@ -135,8 +123,8 @@ void ZelkorLogin::start(agent::spf::core::ExportedFunction completed, const Call
 std::future<LoginInfo> ZelkorLogin::requestLoginAsync(std::string requester, LoginInfo::Level level,
                                                       LoginOptions options) {
     std::future<LoginInfo> future;
-    requestLoginAsync(std::move(requester), LoginHandler(promised<LoginInfo, LoginInfo>(future)), level,
-                      std::move(options));
+    requestLoginAsync(std::move(requester), LoginHandler(promiseFulfilling<LoginInfo, LoginInfo>(future)),
+                      level, std::move(options));
     return future;
 }
 
@@ -146,7 +134,7 @@ LoginInfo ZelkorLogin::requestLogin(std::string requester, LoginInfo::Level leve
 
 std::future<void> ZelkorLogin::requestLogoutAsync(LogoutOptions options) {
     std::future<void> future;
-    requestLogoutAsync(LogoutHandler(promised<void>(future)), std::move(options));
+    requestLogoutAsync(LogoutHandler(promiseFulfilling<void>(future)), std::move(options));
     return future;
 }
 

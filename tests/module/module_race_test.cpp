@@ -8,6 +8,8 @@ TEST_F(ModuleHost, CallersMeetEveryChangeOfConfigurationBundleAndFramework) {
     auto desktop = offerDesktopServices();
     configure(fullPid, {{"timeouts::service", 0}});
     configure(detailPid, {{"timeouts::service", 0}});
+    configure("hv.HalvorinServiceHost.ZelkorLoginOldImpl",
+              {{"timeouts::service", 0}}); // its daemon never comes
     std::atomic<std::uint64_t> answers = 0;
     auto callers = startThreads(8, [&](std::stop_token stop, int) {
         while (!stop.stop_requested()) {

@@ -4,8 +4,6 @@
 
 #include <foundation/json.h>
 
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <map>
 #include <stdexcept>
@@ -115,28 +113,11 @@ std::vector<Element> readList(const json::object& root, std::string_view key, co
 } // namespace
 
 Script Script::fromFile(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(stream), {}};
-    if (!stream.is_open() || stream.bad())
-        throw std::runtime_error("cannot read the script '" + file.string() +
-                                 "'; give a readable file with --script");
-    return parse(text, file.string());
-}
-
-Script Script::parse(std::string_view text, const std::string& file) {
-    const std::string place = "script '" + file + "': ";
-    json::value document;
-    try {
-        document = json::parse(text);
-    } catch (const std::invalid_argument& error) {
-        throw std::runtime_error(place + error.what());
-    }
-    const json::object* root = document.if_object();
-    if (!root)
-        throw std::runtime_error(place + R"(must be one object {"rules": [...], "announce": [...]})");
-    JsonObject(*root, place + "the script").onlyKnownKeys({"rules", "announce"});
-    return {readList<Rule>(*root, "rules", place, readRule),
-            readList<Announcement>(*root, "announce", place, readAnnouncement)};
+    const auto place = "script '" + file.string() + "': ";
+    const auto root = readJsonObject(file, "script", "--script", R"({"rules": [...], "announce": [...]})");
+    JsonObject(root, place + "the script").onlyKnownKeys({"rules", "announce"});
+    return {readList<Rule>(root, "rules", place, readRule),
+            readList<Announcement>(root, "announce", place, readAnnouncement)};
 }
 
 } // namespace hshd

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace hshd {
@@ -50,8 +49,6 @@ struct Script {
 
     /// @throws std::runtime_error naming file, rule and key, and saying what is possible there.
     static Script fromFile(const std::filesystem::path& file);
-    /// @param file for error texts.
-    static Script parse(std::string_view text, const std::string& file);
 };
 
 } // namespace hshd
