@@ -136,13 +136,14 @@ struct Parts {
     ~Parts() { stateThread.drain(); }
 };
 
-/// A client connected to the parts.
+/// A client connected to a service; to version 2's unless told otherwise.
 struct Peer {
-    Parts& parts;
+    transport::Service& service;
     std::shared_ptr<FakeClient> client;
 
-    explicit Peer(Parts& served, std::string name = "client")
-        : parts(served), client(std::make_shared<FakeClient>(std::move(name))) {}
+    explicit Peer(Parts& parts, std::string name = "client") : Peer(parts.service, std::move(name)) {}
+    explicit Peer(transport::Service& served, std::string name = "client")
+        : service(served), client(std::make_shared<FakeClient>(std::move(name))) {}
     ~Peer() { client->asked.clear(); } // the handlers know their client
     Peer(const Peer&) = delete;
 
@@ -150,13 +151,17 @@ struct Peer {
                               GenericPayload arguments, milliseconds timeLeft = generous) {
         auto call = std::make_unique<FakeCall>(client, method, descriptor, std::move(arguments), timeLeft);
         auto outcome = call->outcome();
-        parts.service.onCall(std::move(call));
+        service.onCall(std::move(call));
         return outcome;
     }
     template <class Signature, class... Args>
+    std::future<Outcome> begin(const std::string& method, Args... args) {
+        return send(method, core::SignatureDescriptor::of<Signature>().named(method),
+                    GenericPayload::of(std::move(args)...));
+    }
+    template <class Signature, class... Args>
     Outcome call(const std::string& method, Args... args) {
-        return waitFor(send(method, core::SignatureDescriptor::of<Signature>().named(method),
-                            GenericPayload::of(std::move(args)...)));
+        return waitFor(begin<Signature>(method, std::move(args)...));
     }
     /// The call's result. @throws std::runtime_error
     template <class R, class... Args>

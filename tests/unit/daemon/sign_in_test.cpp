@@ -58,14 +58,14 @@ struct SignIn : Test {
                               "accounts");
     InteractiveService service{
         {parts.state, parts.stateThread, parts.negotiators, accounts, front, generous}};
-    std::shared_ptr<FakeClient> client = std::make_shared<FakeClient>("client");
+    Peer peer{service};
     RecordingLog log;
 
     std::mutex mutex;
     std::vector<GenericPayload> outcomes; ///< that the client was told
 
     SignIn() {
-        client->onAsked = [this](FakeClient::Asked& asked) {
+        peer.client->onAsked = [this](FakeClient::Asked& asked) {
             const std::scoped_lock lock(mutex);
             outcomes.push_back(std::move(asked.arguments));
         };
@@ -75,25 +75,16 @@ struct SignIn : Test {
         parts.stateThread.drain();
     }
 
-    template <class Signature, class... Args>
-    Outcome call(const std::string& method, Args... args) {
-        auto fake = std::make_unique<FakeCall>(client, method,
-                                               core::SignatureDescriptor::of<Signature>().named(method),
-                                               GenericPayload::of(std::move(args)...), 10s);
-        auto outcome = fake->outcome();
-        service.onCall(std::move(fake));
-        return waitFor(std::move(outcome));
-    }
     Outcome signIn(int level = 2, const std::string& options = "{}") {
-        return call<void(std::string, ExportedCallback, int, std::string)>(
+        return peer.call<void(std::string, ExportedCallback, int, std::string)>(
             "requestLoginAsync", std::string("test"), exported<void(LoginInfo, std::string)>(), level,
             options);
     }
     Outcome signOut(const std::string& options = "{}") {
-        return call<void(ExportedCallback, std::string)>("requestLogoutWithOptionsAsync",
-                                                         exported<void(std::string)>(), options);
+        return peer.call<void(ExportedCallback, std::string)>("requestLogoutWithOptionsAsync",
+                                                              exported<void(std::string)>(), options);
     }
-    Outcome abort() { return call<void()>("abort"); }
+    Outcome abort() { return peer.call<void()>("abort"); }
     std::size_t count() {
         const std::scoped_lock lock(mutex);
         return outcomes.size();
@@ -152,7 +143,7 @@ TEST_F(SignIn, WhateverEndsItEndsItOnce) {
     front.type(1, "ada", "right"); // too late
     signIn();
     front.question(2);
-    service.onDisconnected(client);
+    service.onDisconnected(peer.client);
     EXPECT_EQ(told(2), "The program that asked is gone.");
     parts.state.vetoSignIn(true);
     signIn();
@@ -187,7 +178,7 @@ TEST_F(SignIn, ASignOutIsNegotiatedAndThenThePersonsToDecide) {
     front.answer(1, {"", "", "", true});
     EXPECT_EQ(told(2), "");
     EXPECT_EQ(parts.state.loginInfo(LoginInfo::Level::SignedIn), LoginInfo());
-    EXPECT_TRUE((call<bool()>("supportsWebRedirect").as<bool>()));
+    EXPECT_TRUE((peer.call<bool()>("supportsWebRedirect").as<bool>()));
 }
 
 TEST(SignInThrottle, HoldsRepeatedFailuresBackAndForgetsThem) {

@@ -38,25 +38,11 @@ struct Version1 : Test {
         {parts.state, parts.stateThread, parts.negotiators, accounts, front, generous}};
     hshd::LoginServiceV1 service{
         {parts.state, parts.stateThread, parts.listeners, parts.negotiators, generous}, interactive};
-    std::shared_ptr<FakeClient> client = std::make_shared<FakeClient>("old");
+    Peer peer{service, "old"};
 
     ~Version1() override {
         interactive.stop();
         parts.stateThread.drain();
-    }
-
-    template <class Signature, class... Args>
-    std::future<Outcome> begin(const std::string& method, Args... args) {
-        auto call = std::make_unique<FakeCall>(client, method,
-                                               core::SignatureDescriptor::of<Signature>().named(method),
-                                               GenericPayload::of(std::move(args)...), 10s);
-        auto outcome = call->outcome();
-        service.onCall(std::move(call));
-        return outcome;
-    }
-    template <class Signature, class... Args>
-    Outcome call(const std::string& method, Args... args) {
-        return waitFor(begin<Signature>(method, std::move(args)...));
     }
 };
 
@@ -123,33 +109,34 @@ TEST(DaemonVocabulary, IsTheClients) {
 
 TEST_F(Version1, TellsAndAsksInItsOwnForms) {
     using boost::optional;
-    call<uuid(ExportedCallback)>("addStatusListener", exported<void(optional<LoginInfo>)>());
-    call<uuid(ExportedCallback)>("addStatusListenerV2", exported<void(LoginInfo, LoginInfo)>());
-    EXPECT_EQ((call<uuid(ExportedCallback)>("addLogoutVetoer", exported<void()>()).error),
+    const auto& asked = peer.client->asked;
+    peer.call<uuid(ExportedCallback)>("addStatusListener", exported<void(optional<LoginInfo>)>());
+    peer.call<uuid(ExportedCallback)>("addStatusListenerV2", exported<void(LoginInfo, LoginInfo)>());
+    EXPECT_EQ((peer.call<uuid(ExportedCallback)>("addLogoutVetoer", exported<void()>()).error),
               ErrorKind::Refused);
-    const auto vetoer = call<uuid(ExportedCallback)>("addLogoutVetoer", exported<bool()>()).as<uuid>();
+    const auto vetoer = peer.call<uuid(ExportedCallback)>("addLogoutVetoer", exported<bool()>()).as<uuid>();
     EXPECT_FALSE(
-        (call<void(std::string, LoginInfo)>("impersonate", std::string("token"), person(u"ada")).error));
-    ASSERT_EQ(client->asked.size(), 2u);
-    EXPECT_TRUE(client->asked[0].arguments.get<optional<LoginInfo>>(0) == person(u"ada"));
-    EXPECT_EQ(client->asked[1].arguments.get<LoginInfo>(1), LoginInfo());
-    EXPECT_EQ(
-        (call<std::string(std::string, int)>("requestAccessToken", std::string("me"), 2).as<std::string>()),
-        "token");
-    EXPECT_EQ(
-        (call<std::string(std::string, int)>("requestAccessToken", std::string("me"), 3).as<std::string>()),
-        "");
-    auto vetoed = begin<bool()>("isLogoutVetoed");
-    ASSERT_EQ(client->asked.size(), 3u);
-    EXPECT_EQ(client->asked[2].arguments.size(), 0u);
-    client->asked[2].handler.onValue(GenericPayload::of(true));
+        (peer.call<void(std::string, LoginInfo)>("impersonate", std::string("token"), person(u"ada")).error));
+    ASSERT_EQ(asked.size(), 2u);
+    EXPECT_TRUE(asked[0].arguments.get<optional<LoginInfo>>(0) == person(u"ada"));
+    EXPECT_EQ(asked[1].arguments.get<LoginInfo>(1), LoginInfo());
+    EXPECT_EQ((peer.call<std::string(std::string, int)>("requestAccessToken", std::string("me"), 2)
+                   .as<std::string>()),
+              "token");
+    EXPECT_EQ((peer.call<std::string(std::string, int)>("requestAccessToken", std::string("me"), 3)
+                   .as<std::string>()),
+              "");
+    auto vetoed = peer.begin<bool()>("isLogoutVetoed");
+    ASSERT_EQ(asked.size(), 3u);
+    EXPECT_EQ(asked[2].arguments.size(), 0u);
+    asked[2].handler.onValue(GenericPayload::of(true));
     EXPECT_TRUE(waitFor(std::move(vetoed)).as<bool>());
-    EXPECT_TRUE((call<bool(uuid)>("removeLogoutVetoer", vetoer).as<bool>()));
-    EXPECT_FALSE((call<bool()>("isLogoutVetoed").as<bool>()));
-    call<void(std::string, ExportedCallback, int, std::string)>("requestLoginAsync", std::string("me"),
-                                                                exported<void(LoginInfo, std::string)>(), 3,
-                                                                std::string("{}"));
-    EXPECT_THAT(client->asked.at(3).arguments.get<std::string>(1), HasSubstr("no accounts"));
-    service.onDisconnected(client);
+    EXPECT_TRUE((peer.call<bool(uuid)>("removeLogoutVetoer", vetoer).as<bool>()));
+    EXPECT_FALSE((peer.call<bool()>("isLogoutVetoed").as<bool>()));
+    peer.call<void(std::string, ExportedCallback, int, std::string)>("requestLoginAsync", std::string("me"),
+                                                                     exported<void(LoginInfo, std::string)>(),
+                                                                     3, std::string("{}"));
+    EXPECT_THAT(asked.at(3).arguments.get<std::string>(1), HasSubstr("no accounts"));
+    service.onDisconnected(peer.client);
     EXPECT_TRUE(parts.listeners.all().empty());
 }
