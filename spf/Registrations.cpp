@@ -153,7 +153,7 @@ bool ZelkorLogin::remove(Registry<Id, Value>& registry, const Id& id) {
 template <class Id, class Value>
 void ZelkorLogin::forget(ExclusiveLock& lock, const Registry<Id, Value>& registry,
                          typename Registry<Id, Value>::Entry entry) {
-    tracker().state().releaseLater(std::move(entry.registered));
+    tracker().releaseLater(lock, std::move(entry.registered));
     tracker().removeCallback(lock, entry.callbackId);
     try {
         if (entry.known)

@@ -72,8 +72,7 @@ void ZelkorLoginImpl::requestLoginAsync(std::string requester, LoginHandler hand
 
 void ZelkorLoginImpl::requestLogoutAsync(LogoutHandler handler, interactive::LogoutOptions options) {
     const auto outcome = std::make_shared<PendingOutcome<>>(std::move(handler), executor_);
-    std::function<void(std::string)> completed = [outcome,
-                                                  tracker = keepTracker()](const std::string& error) {
+    std::function<void(std::string)> completed = [outcome](const std::string& error) {
         if (error.empty()) {
             outcome->succeed();
             return;

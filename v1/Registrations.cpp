@@ -140,7 +140,7 @@ void ZelkorLoginImpl::removeEntry(ExclusiveLock& lock, ListenerRegistry<Id, Call
     const auto entry = registry.entries.extract(id);
     if (!entry)
         return;
-    tracker().state().releaseLater(entry.mapped());
+    tracker().releaseLater(lock, entry.mapped());
     const Id daemonId = registry.currentId(id);
     registry.currentIds.erase(id);
     const auto exported = registry.exports.extract(daemonId);

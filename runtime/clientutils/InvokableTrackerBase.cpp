@@ -287,6 +287,11 @@ std::shared_ptr<core::Invokable> InvokableTrackerBase::held(ExclusiveLock& lock)
     return held_;
 }
 
+void InvokableTrackerBase::releaseLater(ExclusiveLock& lock, std::shared_ptr<const void> thing) {
+    state_.verify(lock);
+    state_.releaseLater(std::move(thing));
+}
+
 void InvokableTrackerBase::removeCallback(ExclusiveLock& lock, const boost::uuids::uuid& id) {
     state_.verify(lock);
     if (callbackManager_)

@@ -85,6 +85,9 @@ public:
     /// The Invokable that calls go to now; null when there is none.
     std::shared_ptr<core::Invokable> held(ExclusiveLock& lock) const;
 
+    /// @see StateLock::releaseLater()
+    void releaseLater(ExclusiveLock& lock, std::shared_ptr<const void> thing);
+
     void removeCallback(ExclusiveLock& lock, const boost::uuids::uuid& id);
     void removeAllCallbacks(ExclusiveLock& lock);
 

@@ -6,6 +6,7 @@
 #include "tests/support/FakeDaemon.h"
 #include "tests/support/TestFramework.h"
 #include "tests/support/Testing.h"
+#include "v1/ZelkorLoginImpl.h"
 
 #include <foundation/concurrent/threadpool/Executor.h>
 
@@ -15,12 +16,26 @@ using agent::spf::core::ExportedCallback;
 using agent::spf::core::GenericPayload;
 using Line = RecordingLog::Line;
 
+template <class Client>
+struct ServiceOf;
+template <>
+struct ServiceOf<login::spf::ZelkorLogin> {
+    static FakeDaemon::Identity identity() { return {"ZelkorLogin", 2, 1}; }
+    static constexpr const char* component = "login.spf.ZelkorLogin"; ///< under which the client logs
+};
+template <>
+struct ServiceOf<login::ZelkorLoginImpl> {
+    static FakeDaemon::Identity identity() { return {"ZelkorLogin", 1, 7}; }
+    static constexpr const char* component = "login.ZelkorLoginImpl";
+};
+
 /// A client against a fake daemon, in a framework of its own, with an executor of one thread: whatever needs
 /// two of them deadlocks here.
-class ClientFixture : public Test {
+template <class Client>
+class FixtureOf : public Test {
 protected:
-    std::shared_ptr<login::spf::ZelkorLogin> makeClient(std::optional<int> call, std::optional<int> service) {
-        return std::make_shared<login::spf::ZelkorLogin>(configuration(call, service), nullptr, executor);
+    std::shared_ptr<Client> makeClient(std::optional<int> call, std::optional<int> service) {
+        return std::make_shared<Client>(configuration(call, service), nullptr, executor);
     }
     /// Registers the daemon, waits until the client holds it and has asked it what it asks every new one.
     void appear() {
@@ -50,21 +65,24 @@ protected:
                 id = call.arguments.get<ExportedCallback>(call.arguments.size() - 1).getCallbackID();
         return id;
     }
-    static std::string waiting(const std::string& method, const char* limit) {
-        return "Invokable for `ZelkorLogin-v2.1` is not yet available (calling `" + method +
+    std::string waiting(const std::string& method, const char* limit) const {
+        return "Invokable for `" + service + "` is not yet available (calling `" + method +
                "`). Waiting for up to " + limit + "...";
     }
-    static std::string waitingToExport(const char* limit) {
-        return std::string("CallbackManager in `ZelkorLogin-v2.1` is not yet available. Waiting for up to ") +
-               limit + "...";
+    std::string waitingToExport(const char* limit) const {
+        return "CallbackManager in `" + service + "` is not yet available. Waiting for up to " + limit +
+               "...";
     }
 
-    const std::string found = "Found an invokable for ZelkorLogin-v2.1";
-    RecordingLog log{"login.spf.ZelkorLogin"};
+    const std::string service = ServiceOf<Client>::identity().text();
+    const std::string found = "Found an invokable for " + service;
+    RecordingLog log{ServiceOf<Client>::component};
     TestFramework framework;
     foundation::concurrent::threadpool::Executor executor{
         {.minThreads = 1, .maxThreads = 1, .idleTimeout = 30s, .name = "test"}};
-    FakeDaemon daemon{framework.context()};
+    FakeDaemon daemon{framework.context(), ServiceOf<Client>::identity()};
 };
+
+using ClientFixture = FixtureOf<login::spf::ZelkorLogin>;
 
 } // namespace zelkor::test

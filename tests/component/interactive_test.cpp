@@ -133,11 +133,6 @@ protected:
         daemon.callbacks()->invoke(callbackOf(daemon.calls().back()), {}, outcome(error));
     }
 
-    std::string service() const {
-        const auto& [name, version, revision, ranking] = GetParam().identity;
-        return name + "-v" + std::to_string(version) + "." + std::to_string(revision);
-    }
-
     RecordingLog log{GetParam().component};
     TestFramework framework;
     foundation::concurrent::threadpool::Executor executor{
@@ -192,7 +187,7 @@ TEST_P(Interactive, TheDaemonsOutcomeEndsIt) {
 
 TEST_P(Interactive, AFailureToStartEndsIt) {
     const auto client = makeClient(0);
-    EXPECT_EQ(request(*client)->first().text(), service() + " didn't appear.");
+    EXPECT_EQ(request(*client)->first().text(), GetParam().identity.text() + " didn't appear.");
     EXPECT_THROW(requestAndWait(*client), std::runtime_error);
     if (login())
         EXPECT_THROW(client->requestLoginAsync("me", nullptr, Level::SignedIn, {}), std::bad_function_call);
@@ -248,10 +243,14 @@ TEST_P(Interactive, WhatIsWithdrawnEndsToo) {
     ASSERT_TRUE(comes(waiting));
     EXPECT_THROW(waiting.get(), DisconnectedError);
     appear();
-    const auto endings = request(*client, [&client] { client.reset(); });
+    std::atomic<bool> clientEnded = false;
+    const auto endings = request(*client, [&] {
+        client.reset();
+        clientEnded = true;
+    });
     daemon.disappear();
     EXPECT_EQ(endings->first().text(), withdrawn);
-    ASSERT_TRUE(eventually([&] { return client == nullptr; }));
+    ASSERT_TRUE(eventually([&] { return clientEnded.load(); }));
     settle();
 }
 

@@ -4,6 +4,7 @@
 #include "runtime/core/Invokable.h"
 #include "runtime/core/ServiceProperties.h"
 #include "tests/support/Testing.h"
+#include "tests/support/Vocabulary.h"
 
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/ServiceRegistration.h>
@@ -14,7 +15,8 @@
 
 namespace zelkor::test {
 
-/// A daemon at the Invokable boundary, registered as a real service, that does what a test tells it to.
+/// A daemon at the Invokable boundary, registered as a real service, that does what a test tells it to. Each
+/// call has to be one of its service's vocabulary.
 class FakeDaemon {
     using Invokable = agent::spf::core::Invokable;
     using CallbackTable = agent::spf::core::CallbackTable;
@@ -26,6 +28,10 @@ public:
         int version = 2;
         int revision = 1;
         std::optional<int> ranking = {};
+        /// As clients write it.
+        std::string text() const {
+            return name + "-v" + std::to_string(version) + "." + std::to_string(revision);
+        }
     };
     /// A call as it arrived; end it with one of the two.
     struct Call {
@@ -122,6 +128,8 @@ private:
     };
 
     void take(const Call& call) {
+        const auto row = vocabulary_.find(call.method);
+        EXPECT_EQ(call.descriptor, row == vocabulary_.end() ? "no such method" : row->second.descriptor);
         std::unique_lock lock(mutex_);
         calls_.push_back(call);
         const auto behaviour = behaviours_[call.method];
@@ -141,6 +149,7 @@ private:
 
     cppmicroservices::BundleContext context_;
     const Identity identity_;
+    const std::map<std::string, Row> vocabulary_ = goldenVocabulary(identity_.text());
     mutable std::mutex mutex_;
     std::map<std::string, Behaviour> behaviours_;
     std::vector<Call> calls_;

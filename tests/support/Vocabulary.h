@@ -12,13 +12,14 @@ struct Row {
     int seconds = 0;
 };
 
-/// What clients send, by method: lines of "name seconds descriptor".
-inline std::map<std::string, Row> goldenVocabulary() {
+/// What clients send to the service ("ZelkorLogin-v2.1"), by method: lines of "service name seconds
+/// descriptor".
+inline std::map<std::string, Row> goldenVocabulary(const std::string& service) {
     std::map<std::string, Row> rows;
     std::ifstream file(ZELKOR_GOLDEN_FILE);
-    for (std::string line, name; std::getline(file, line);) {
+    for (std::string line, of, name; std::getline(file, line);) {
         Row row;
-        if (!line.starts_with('#') && std::istringstream(line) >> name >> row.seconds >> row.descriptor)
+        if (std::istringstream(line) >> of >> name >> row.seconds >> row.descriptor && of == service)
             rows[name] = row;
     }
     return rows;

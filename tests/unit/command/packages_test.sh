@@ -5,6 +5,7 @@ root=$1
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 wrong=0
+unset ZELKOR_SKIP_PACKAGES
 
 # stand_in NAME: reads a script from its input. Each call is recorded in calls.
 stand_in() {
