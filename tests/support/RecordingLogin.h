@@ -51,79 +51,64 @@ public:
     std::string release;
 
     Info getLoginInfo(std::string requester, Info::Level level) const override {
-        note("getLoginInfo", requester + std::to_string(static_cast<int>(level)));
-        return info();
+        return noted(info(), "getLoginInfo", requester + std::to_string(static_cast<int>(level)));
     }
     Response requestAccessTokenAdvanced(std::string requester, Info::Level) override {
-        note("requestAccessTokenAdvanced", requester);
-        return {login::AccessToken(name_), 1};
+        return noted(Response{login::AccessToken(name_), 1}, "requestAccessTokenAdvanced", requester);
     }
     Response getAccessTokenAdvanced() override {
-        note("getAccessTokenAdvanced");
-        return {login::AccessToken(name_), 2};
+        return noted(Response{login::AccessToken(name_), 2}, "getAccessTokenAdvanced");
     }
     StatusListenerId addStatusListener(StatusListener) override {
-        note("addStatusListener");
-        return {};
+        return noted(StatusListenerId(), "addStatusListener");
     }
     StatusListenerId addStatusListenerV2(StatusListenerV2) override {
-        note("addStatusListenerV2");
-        return {};
+        return noted(StatusListenerId(), "addStatusListenerV2");
     }
-    bool removeStatusListener(StatusListenerId) override { return note("removeStatusListener"); }
+    bool removeStatusListener(StatusListenerId) override { return noted(true, "removeStatusListener"); }
     LogoutVetoerId addLogoutVetoer(LogoutVetoer) override {
-        note("addLogoutVetoer");
-        return {};
+        return noted(LogoutVetoerId(), "addLogoutVetoer");
     }
-    bool removeLogoutVetoer(LogoutVetoerId) override { return note("removeLogoutVetoer"); }
+    bool removeLogoutVetoer(LogoutVetoerId) override { return noted(true, "removeLogoutVetoer"); }
     LogoutNegotiatorId addLogoutNegotiator(login::Negotiator negotiator) override {
-        note("addLogoutNegotiator", negotiator.name);
-        return {};
+        return noted(LogoutNegotiatorId(), "addLogoutNegotiator", negotiator.name);
     }
-    bool removeLogoutNegotiator(LogoutNegotiatorId) override { return note("removeLogoutNegotiator"); }
+    bool removeLogoutNegotiator(LogoutNegotiatorId) override { return noted(true, "removeLogoutNegotiator"); }
     void impersonate(login::AccessToken token, Info) override { note("impersonate", token.getTokenString()); }
 
-    std::string getEndpoint() override { return named("getEndpoint"); }
-    std::string getRelease() override {
-        note("getRelease");
-        return release;
-    }
-    std::string getSourceId() override { return named("getSourceId"); }
-    Data getPersistedLoginData() override {
-        note("getPersistedLoginData");
-        return persisted;
-    }
+    std::string getEndpoint() override { return noted(name_, "getEndpoint"); }
+    std::string getRelease() override { return noted(release, "getRelease"); }
+    std::string getSourceId() override { return noted(name_, "getSourceId"); }
+    Data getPersistedLoginData() override { return noted(persisted, "getPersistedLoginData"); }
     void persistIdentity(const Data& data) override {
         note("persistIdentity", std::to_string(static_cast<int>(data.info.level)));
     }
     void clearSettings() override { note("clearSettings"); }
-    std::string getCurrentSessionId() override { return named("getCurrentSessionId"); }
-    bool isLogoutVetoed() override { return note("isLogoutVetoed"); }
+    std::string getCurrentSessionId() override { return noted(name_, "getCurrentSessionId"); }
+    bool isLogoutVetoed() override { return noted(true, "isLogoutVetoed"); }
     login::detail::NegotiationsResult negotiateLogout(const login::NegotiationTerms& terms) override {
-        note("negotiateLogout", std::to_string(terms.value));
-        return negotiated;
+        return noted(negotiated, "negotiateLogout", std::to_string(terms.value));
     }
     void completeLogout() override { note("completeLogout"); }
     Info getLoginInfoAndLogTELX(std::string, Info::Level, const std::string& context) override {
-        note("getLoginInfoAndLogTELX", context);
-        return info();
+        return noted(info(), "getLoginInfoAndLogTELX", context);
     }
 
     void vetoSignIn(bool veto) override { note("vetoSignIn", veto ? "yes" : "no"); }
-    bool shouldVetoSignIn() override { return note("shouldVetoSignIn"); }
+    bool shouldVetoSignIn() override { return noted(true, "shouldVetoSignIn"); }
 
     void setSourceId(const std::string& sourceId) override { note("setSourceId", sourceId); }
 
 private:
-    bool note(const std::string& method, const std::string& argument = {}) const {
+    void note(const std::string& method, const std::string& argument = {}) const {
         calls_->add(name_ + "." + method + (argument.empty() ? "" : "(" + argument + ")"));
         if (method == failing)
             throw std::runtime_error(name_ + " fails");
-        return true;
     }
-    std::string named(const std::string& method) const {
-        note(method);
-        return name_;
+    template <class Answer>
+    Answer noted(Answer answer, const std::string& method, const std::string& argument = {}) const {
+        note(method, argument);
+        return answer;
     }
     Info info() const {
         Info info;
