@@ -111,7 +111,7 @@ Daemon::Daemon(const Options& options, Prepared prepared)
         state_.signIn(std::move(*prepared.identity), /*remember=*/true);
 }
 
-LoginServiceV2::Parts Daemon::loginParts(const Options& options) {
+LoginOperations::Parts Daemon::loginParts(const Options& options) {
     return {state_, stateThread_, statusListeners_, negotiators_, options.negotiationTimeout};
 }
 

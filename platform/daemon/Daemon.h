@@ -38,7 +38,7 @@ public:
 private:
     struct Prepared;
     Daemon(const Options& options, Prepared prepared);
-    LoginServiceV2::Parts loginParts(const Options& options);
+    LoginOperations::Parts loginParts(const Options& options);
 
     // In the order of use: each is destroyed before those it uses.
     StateStore store_;

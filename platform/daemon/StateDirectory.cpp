@@ -56,8 +56,9 @@ std::string readOwner(int fd) {
     return size > 0 ? std::string(text, static_cast<std::size_t>(size)) : "unknown";
 }
 
-FileDescriptor openPrivate(const fs::path& path) {
-    FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0600));
+foundation::UniqueFd openPrivate(const fs::path& path) {
+    foundation::UniqueFd file(
+        ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0600));
     if (!file)
         failErrno("open '" + path.string() + "'");
     struct stat status {};
@@ -69,9 +70,9 @@ FileDescriptor openPrivate(const fs::path& path) {
     return file;
 }
 
-FileDescriptor lock(const fs::path& directory) {
+foundation::UniqueFd lock(const fs::path& directory) {
     // Another name than the lock of the socket, which may be in the same directory.
-    FileDescriptor file = openPrivate(directory / "hshd.state.lock");
+    foundation::UniqueFd file = openPrivate(directory / "hshd.state.lock");
     if (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK)
             failErrno("lock the state directory '" + directory.string() + "'");

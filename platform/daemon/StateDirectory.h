@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/daemon/FileDescriptor.h"
+#include <foundation/unique_fd.h>
 
 #include <filesystem>
 
@@ -23,7 +23,7 @@ public:
 
 private:
     std::filesystem::path path_;
-    FileDescriptor lock_; // flock() ends with the descriptor, also when the process is killed
+    foundation::UniqueFd lock_; // flock() ends with the descriptor, also when the process is killed
 };
 
 } // namespace hshd

@@ -2,7 +2,6 @@
 // client.
 
 #include "runtime/core/ExportedCallback.h"
-#include "spf/LoginVetoerClient.h"
 #include "spf/interactive/desktop/ZelkorLogin.h"
 #include "tests/support/ClientConfiguration.h"
 #include "tests/support/FakeDaemon.h"
@@ -355,21 +354,6 @@ TEST_F(InteractiveClient, WebRedirectIsTakenForSupportedUnlessTheDaemonSaysNo) {
         {[&] { interface.logTELXData({}, {}); }, "`logTELXData` shouldn't be used in the SPF client."}};
     for (const auto& [call, text] : retired)
         EXPECT_THAT(call, ThrowsMessage<std::runtime_error>(text));
-}
-
-TEST(LoginVetoerClient, VetoesNothingWithoutADaemonAndWhatTheDaemonSaysOtherwise) {
-    TestFramework framework;
-    FakeDaemon daemon(framework.context());
-    login::spf::LoginVetoerClient client(configuration(10, 0));
-    EXPECT_FALSE(client.shouldVetoSignIn());
-    EXPECT_NO_THROW(client.vetoSignIn(true));
-    daemon.answer("shouldVetoSignIn", true);
-    daemon.appear();
-    EXPECT_TRUE(eventually([&] { return client.shouldVetoSignIn(); }));
-    RecordingLog log("login.spf.LoginVetoerClient");
-    EXPECT_NO_THROW(client.vetoSignIn(true));
-    EXPECT_EQ(log.linesAt(256), std::vector<Line>({{256, "`vetoSignIn` on `ZelkorLogin-v2.1` failed: "
-                                                         "no behaviour for vetoSignIn"}}));
 }
 
 } // namespace

@@ -4,7 +4,8 @@
 #include "wire/FrameBuffer.h"
 #include "wire/Protocol.h"
 #include "wire/SocketDirectory.h"
-#include "wire/UniqueFd.h"
+
+#include <foundation/unique_fd.h>
 
 #include <filesystem>
 #include <functional>
@@ -35,10 +36,10 @@ inline void fillHello(wire::Message::Builder message) {
 }
 
 /// A socket that is bound, or connected, to the daemon's place in a directory.
-inline wire::UniqueFd socketAt(const std::filesystem::path& directory,
-                               int (&attach)(int, const sockaddr*, socklen_t)) {
+inline foundation::UniqueFd socketAt(const std::filesystem::path& directory,
+                                     int (&attach)(int, const sockaddr*, socklen_t)) {
     const auto address = wire::socketAddress(directory / wire::socketName);
-    wire::UniqueFd fd(::socket(AF_UNIX, SOCK_STREAM, 0));
+    foundation::UniqueFd fd(::socket(AF_UNIX, SOCK_STREAM, 0));
     if (attach(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         throw std::runtime_error("cannot bind or connect");
     return fd;
@@ -91,7 +92,7 @@ private:
         return ::poll(&fd, 1, milliseconds) == 1;
     }
 
-    wire::UniqueFd fd_;
+    foundation::UniqueFd fd_;
     wire::FrameBuffer buffer_{1 << 20};
 };
 
@@ -120,7 +121,7 @@ public:
     }
 
 private:
-    wire::UniqueFd listening_;
+    foundation::UniqueFd listening_;
 };
 
 } // namespace transport_test

@@ -87,7 +87,7 @@ private:
     void waitAndServe(ReaderRole::Background turn);
 
     const Limits limits_;
-    const std::shared_ptr<const wire::UniqueFd> socket_;
+    const std::shared_ptr<const foundation::UniqueFd> socket_;
     const std::size_t peerFrameBytes_;
     foundation::concurrent::threadpool::Executor& executor_;
     const std::function<void()> onLost_;

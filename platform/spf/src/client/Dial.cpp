@@ -24,7 +24,7 @@ using Clock = std::chrono::steady_clock;
     throw DialError(text, nobodyThere);
 }
 
-wire::UniqueFd connectTo(const std::filesystem::path& directory) {
+foundation::UniqueFd connectTo(const std::filesystem::path& directory) {
     bool there = false;
     sockaddr_un address{};
     try {
@@ -36,7 +36,7 @@ wire::UniqueFd connectTo(const std::filesystem::path& directory) {
     if (!there)
         fail("There is no socket directory " + directory.string() + ": no daemon has been started there",
              true);
-    wire::UniqueFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    foundation::UniqueFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!socket)
         fail(std::string("No socket: ") + std::strerror(errno));
     if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
@@ -121,7 +121,7 @@ Dialled dial(const std::filesystem::path& directory, const std::string& clientId
     }
     if (::fcntl(socket.get(), F_SETFL, 0) != 0)
         fail(std::string("The socket cannot be set up: ") + std::strerror(errno));
-    dialled.socket = std::make_shared<const wire::UniqueFd>(std::move(socket));
+    dialled.socket = std::make_shared<const foundation::UniqueFd>(std::move(socket));
     return dialled;
 }
 

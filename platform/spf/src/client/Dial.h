@@ -1,9 +1,9 @@
 #pragma once
 
 #include "wire/FrameBuffer.h"
-#include "wire/UniqueFd.h"
 
 #include <agent/spf/transport/Limits.h>
+#include <foundation/unique_fd.h>
 
 #include <boost/uuid/uuid.hpp>
 
@@ -24,8 +24,8 @@ struct Dialled {
         int ranking;
     };
 
-    std::shared_ptr<const wire::UniqueFd> socket; // in blocking mode
-    wire::FrameBuffer buffer;                     // may hold what came after the welcome
+    std::shared_ptr<const foundation::UniqueFd> socket; // in blocking mode
+    wire::FrameBuffer buffer;                           // may hold what came after the welcome
     boost::uuids::uuid generation;
     std::size_t peerFrameBytes;
     std::vector<Service> services;

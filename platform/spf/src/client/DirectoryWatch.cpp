@@ -22,7 +22,7 @@ DirectoryWatch::DirectoryWatch(std::filesystem::path directory)
 
 void DirectoryWatch::arm() {
     if (!inotify_) {
-        inotify_ = wire::UniqueFd(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+        inotify_ = foundation::UniqueFd(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
         if (!inotify_)
             fail("inotify is not available (raise fs.inotify.max_user_instances)");
     }
@@ -36,7 +36,7 @@ void DirectoryWatch::arm() {
 }
 
 void DirectoryWatch::disarm() noexcept {
-    inotify_ = wire::UniqueFd();
+    inotify_ = foundation::UniqueFd();
     watch_ = -1;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "wire/UniqueFd.h"
+#include <foundation/unique_fd.h>
 
 #include <filesystem>
 
@@ -27,7 +27,7 @@ private:
     void watchNearest();
 
     const std::filesystem::path directory_;
-    wire::UniqueFd inotify_;
+    foundation::UniqueFd inotify_;
     int watch_ = -1;
 };
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "wire/UniqueFd.h"
+#include <foundation/unique_fd.h>
 
 #include <cerrno>
 #include <cstdint>
@@ -29,7 +29,7 @@ public:
     }
 
 private:
-    wire::UniqueFd fd_;
+    foundation::UniqueFd fd_;
 };
 
 } // namespace agent::spf::transport

@@ -36,7 +36,7 @@ Listener::~Listener() {
 
 void Listener::claim(const std::filesystem::path& directory) {
     const auto path = directory / wire::lockName;
-    lock_ = wire::UniqueFd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    lock_ = foundation::UniqueFd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
     if (!lock_)
         fail("The lock file cannot be opened:", path);
     if (::flock(lock_.get(), LOCK_EX | LOCK_NB) == 0)
@@ -52,7 +52,7 @@ void Listener::listen(const std::filesystem::path& directory) {
     // at once, and a file left behind is replaced in one step.
     const auto unready = directory / (std::string(wire::socketName) + ".new");
     const auto address = wire::socketAddress(unready);
-    socket_ = wire::UniqueFd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    socket_ = foundation::UniqueFd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!socket_)
         fail("No socket for", path_);
     ::unlink(unready.c_str());

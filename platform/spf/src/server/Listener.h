@@ -1,6 +1,6 @@
 #pragma once
 
-#include "wire/UniqueFd.h"
+#include <foundation/unique_fd.h>
 
 #include <filesystem>
 
@@ -19,15 +19,15 @@ public:
     Listener& operator=(const Listener&) = delete;
 
     /// The listening socket, once.
-    wire::UniqueFd takeSocket() noexcept { return std::move(socket_); }
+    foundation::UniqueFd takeSocket() noexcept { return std::move(socket_); }
 
 private:
     void claim(const std::filesystem::path& directory);
     void listen(const std::filesystem::path& directory);
 
     std::filesystem::path path_;
-    wire::UniqueFd lock_;
-    wire::UniqueFd socket_;
+    foundation::UniqueFd lock_;
+    foundation::UniqueFd socket_;
     dev_t device_ = 0;
     ino_t inode_ = 0;
 };

@@ -74,7 +74,7 @@ private:
                 return;
             }
             boost::system::error_code released;
-            wire::UniqueFd accepted(socket.release(released));
+            foundation::UniqueFd accepted(socket.release(released));
             ::fcntl(accepted.get(), F_SETFD, FD_CLOEXEC);
             admit(std::move(accepted));
             accept();
@@ -91,7 +91,7 @@ private:
         });
     }
 
-    void admit(wire::UniqueFd socket) {
+    void admit(foundation::UniqueFd socket) {
         try {
             const auto peer = wire::peerOf(socket.get());
             if (const auto why = wire::distrust(peer); !why.empty()) {

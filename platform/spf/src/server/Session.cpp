@@ -17,11 +17,11 @@ namespace agent::spf::transport {
 using foundation::log::logging_event_types;
 using Outcome = wire::FrameWriter::Outcome;
 
-Session::Session(std::shared_ptr<ServerCore> core, wire::UniqueFd socket, const wire::Peer& peer)
+Session::Session(std::shared_ptr<ServerCore> core, foundation::UniqueFd socket, const wire::Peer& peer)
     : core_(std::move(core)), peer_(peer), id_(login::detail::createUuid()),
       socket_(core_->io, boost::asio::local::stream_protocol(), socket.get()), timer_(core_->io),
       buffer_(std::min(wire::maxGreetingBytes, core_->options.limits.frameBytes)),
-      writer_(std::make_shared<const wire::UniqueFd>(std::move(socket)),
+      writer_(std::make_shared<const foundation::UniqueFd>(std::move(socket)),
               core_->options.limits.queuedBytesPerConnection),
       callbacks_(core_->options.limits.pendingCallsPerConnection) {}
 

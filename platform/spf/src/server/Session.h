@@ -21,7 +21,7 @@ namespace agent::spf::transport {
 /// open, the operations in progress, unanswered calls and services as long as they like.
 class Session final : public ClientSession, public std::enable_shared_from_this<Session> {
 public:
-    Session(std::shared_ptr<ServerCore> core, wire::UniqueFd socket, const wire::Peer& peer);
+    Session(std::shared_ptr<ServerCore> core, foundation::UniqueFd socket, const wire::Peer& peer);
 
     // On the I/O thread:
     void start();

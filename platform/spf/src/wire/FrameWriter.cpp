@@ -38,7 +38,7 @@ FrameWriter::Outcome FrameWriter::release() {
 }
 
 void FrameWriter::close() {
-    std::shared_ptr<const UniqueFd>
+    std::shared_ptr<const foundation::UniqueFd>
         released; // closed after the lock is released, or by the thread that is sending
     const foundation::MutexLock lock(mutex_);
     released.swap(socket_);

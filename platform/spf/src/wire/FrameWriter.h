@@ -1,9 +1,9 @@
 #pragma once
 
 #include "wire/Frame.h"
-#include "wire/UniqueFd.h"
 
 #include <foundation/thread_annotations.h>
+#include <foundation/unique_fd.h>
 
 #include <cstddef>
 #include <memory>
@@ -26,7 +26,7 @@ public:
     };
 
     /// @param queueLimit how many bytes may wait for the peer.
-    FrameWriter(std::shared_ptr<const UniqueFd> socket, std::size_t queueLimit)
+    FrameWriter(std::shared_ptr<const foundation::UniqueFd> socket, std::size_t queueLimit)
         : queueLimit_(queueLimit), socket_(std::move(socket)) {}
 
     Outcome write(FrameBuilder& frame);
@@ -46,7 +46,7 @@ private:
 
     const std::size_t queueLimit_;
     foundation::Mutex mutex_;
-    std::shared_ptr<const UniqueFd> socket_ GUARDED_BY(mutex_);
+    std::shared_ptr<const foundation::UniqueFd> socket_ GUARDED_BY(mutex_);
     std::vector<std::byte> queue_ GUARDED_BY(mutex_);
     bool held_ GUARDED_BY(mutex_) = false;
     bool blocked_ GUARDED_BY(mutex_) = false;

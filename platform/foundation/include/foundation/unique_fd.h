@@ -3,7 +3,7 @@
 #include <unistd.h>
 #include <utility>
 
-namespace agent::spf::transport::wire {
+namespace foundation {
 
 /// Owns a file descriptor; -1 when empty.
 class UniqueFd {
@@ -30,4 +30,4 @@ private:
     int fd_ = -1;
 };
 
-} // namespace agent::spf::transport::wire
+} // namespace foundation
