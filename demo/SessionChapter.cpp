@@ -45,11 +45,11 @@ void liveASession(Narrator& narrator, zelkor::host::Host& host, const Shell& she
     detail->persistIdentity(data);
     narrator.expect("persistIdentity without remember-me: getLoginInfo", whoIsIt(), "Ada Lovelace");
     narrator.say("another process has a session of its own, and knows nothing of it:");
-    shell.run({"status"}, 1);
+    shell.run({"status"}, 1, Shell::Shown::FirstLine);
     data.rememberMe = true;
     detail->persistIdentity(data);
     narrator.say("persistIdentity with remember-me; now another process starts signed in:");
-    shell.run({"status"}, 0);
+    shell.run({"status"}, 0, Shell::Shown::FirstLine);
 
     const auto editor = std::make_shared<std::atomic<bool>>(true);
     const auto backup = std::make_shared<std::atomic<bool>>(true);
@@ -75,7 +75,7 @@ void liveASession(Narrator& narrator, zelkor::host::Host& host, const Shell& she
     narrator.expect("signed in again, then vetoSignIn(true): the session is still there", whoIsIt(),
                     "Ada Lovelace");
     narrator.say("... and the daemon is logged out, so no later session starts signed in:");
-    shell.run({"status"}, 1);
+    shell.run({"status"}, 1, Shell::Shown::FirstLine);
     narrator.expect("shouldVetoSignIn", yesNo(vetoer->shouldVetoSignIn()), "yes");
     vetoer->vetoSignIn(false);
     detail->completeLogout();

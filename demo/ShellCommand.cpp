@@ -36,7 +36,7 @@ ShellCommand ShellCommand::run(const std::filesystem::path& program,
     return command;
 }
 
-void Shell::run(std::vector<std::string> arguments, int wantedExitCode) const {
+void Shell::run(std::vector<std::string> arguments, int wantedExitCode, Shown shown) const {
     std::string line = "$ zelkorlogin";
     for (const auto& argument : arguments)
         line += ' ' + argument;
@@ -44,8 +44,11 @@ void Shell::run(std::vector<std::string> arguments, int wantedExitCode) const {
     arguments.insert(arguments.end(), {"--socket-dir", socketDirectory_.string()});
     const auto command = ShellCommand::run(program_, arguments);
     std::istringstream output(command.output);
-    for (std::string text; std::getline(output, text);)
-        narrator_.say("  " + text);
+    int lines = 0;
+    for (std::string text; std::getline(output, text);) {
+        if (shown == Shown::All || lines++ == 0)
+            narrator_.say("  " + text);
+    }
     narrator_.expect("exit code", std::to_string(command.exitCode), std::to_string(wantedExitCode));
 }
 

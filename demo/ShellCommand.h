@@ -26,7 +26,8 @@ public:
         : narrator_(narrator), program_(std::move(zelkorlogin)),
           socketDirectory_(std::move(socketDirectory)) {}
 
-    void run(std::vector<std::string> arguments, int wantedExitCode) const;
+    enum class Shown { All, FirstLine };
+    void run(std::vector<std::string> arguments, int wantedExitCode, Shown shown = Shown::All) const;
 
 private:
     Narrator& narrator_;
