@@ -50,8 +50,13 @@ const std::string& unmatchable() {
     return text;
 }
 
-void wipe(std::string& secret) noexcept {
+void wipe(std::span<char> secret) noexcept {
     sodium_memzero(secret.data(), secret.size());
+}
+
+void wipe(std::string& secret) noexcept {
+    secret.resize(secret.capacity()); // with what a longer text may have left behind
+    wipe(std::span<char>(secret));
     secret.clear();
 }
 

@@ -41,7 +41,11 @@ PersonsAnswer read(GenericPayload payload) {
         auto& object = document.as_object();
         answer.problem = textAt(object, "problem");
         answer.account = textAt(object, "account");
-        answer.password = textAt(object, "password");
+        if (auto* typed = object.if_contains("password"); typed && typed->is_string()) {
+            auto& password = typed->get_string();
+            answer.password = Secret(password);
+            hshd::password::wipe({password.data(), password.size()});
+        }
         const auto* consent = object.if_contains("consent");
         answer.consent = consent && consent->is_bool() && consent->get_bool();
     } catch (const std::exception&) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/daemon/RemoteMethod.h"
+#include "platform/daemon/interactive/Secret.h"
 
 #include <functional>
 #include <string>
@@ -17,7 +18,7 @@ struct CredentialQuestion {
 struct PersonsAnswer {
     std::string problem; ///< why there is no answer, for the person; empty when there is one
     std::string account;
-    std::string password;
+    Secret password;
     bool consent = false;
 };
 

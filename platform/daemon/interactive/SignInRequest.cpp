@@ -30,6 +30,8 @@ void SignInRequest::start() {
 }
 
 void SignInRequest::ask(const std::string& message) {
+    // Made while the person types, or the first unknown name would take longer than a known one.
+    checking_.hashing.post([] { password::unmatchable(); });
     parts_.front.askCredentials(
         client_, {wish_.account, message},
         [self = shared_from_this()](PersonsAnswer answer) { self->answered(std::move(answer)); });
@@ -49,20 +51,22 @@ void SignInRequest::answered(PersonsAnswer answer) {
 }
 
 void SignInRequest::check(PersonsAnswer answer) {
-    if (ended_) {
-        password::wipe(answer.password);
+    if (ended_)
         return;
-    }
-    const bool posted =
-        checking_.hashing.post([self = shared_from_this(), answer = std::move(answer)]() mutable {
-            const Account* account = self->parts_.accounts.find(answer.account);
+    const bool posted = checking_.hashing.post([self = shared_from_this(), answer = std::move(answer)] {
+        const Account* account = self->parts_.accounts.find(answer.account);
+        bool right = false;
+        try {
             // An unknown name takes as long as a known one.
-            const auto& hash =
-                account && !account->passwordHash.empty() ? account->passwordHash : password::unmatchable();
-            const bool right = password::matches(hash, answer.password);
-            password::wipe(answer.password);
-            self->checked(right ? account : nullptr, answer.account);
-        });
+            right = password::matches(account && !account->passwordHash.empty() ? account->passwordHash
+                                                                                : password::unmatchable(),
+                                      answer.password.text());
+        } catch (const std::exception& error) {
+            self->finish(std::string("The password could not be checked: ") + error.what() + ".");
+            return;
+        }
+        self->checked(right ? account : nullptr, answer.account);
+    });
     if (!posted)
         finish("The daemon is shutting down.");
 }

@@ -11,7 +11,7 @@ UnattendedFront UnattendedFront::fromFile(const std::filesystem::path& file) {
     object.onlyKnownKeys({"account", "password", "consent"});
     PersonsAnswer answer;
     answer.account = object.text("account");
-    answer.password = object.text("password");
+    answer.password = Secret(object.text("password"));
     answer.consent = object.flag("consent", false);
     return UnattendedFront(std::move(answer));
 }

@@ -40,7 +40,7 @@ public:
         answered(std::move(answer));
     }
     void type(std::size_t number, const std::string& account, const std::string& password) {
-        answer(number, {"", account, password, false});
+        answer(number, {"", account, hshd::Secret(password), false});
     }
 
 private:
@@ -134,7 +134,7 @@ TEST_F(SignIn, ThePersonHasThreeTriesAndIsToldNothingOfNames) {
 
 TEST_F(SignIn, WhateverEndsItEndsItOnce) {
     signIn();
-    front.answer(0, {"Nobody answered in time.", "", "", false});
+    front.answer(0, {"Nobody answered in time.", "", {}, false});
     EXPECT_EQ(told(0), "Nobody answered in time.");
     signIn();
     front.question(1);
@@ -170,12 +170,12 @@ TEST_F(SignIn, ASignOutIsNegotiatedAndThenThePersonsToDecide) {
     signOut();
     object(1);
     EXPECT_EQ(front.question(0), "|consent: unsaved");
-    front.answer(0, {"", "", "", false});
+    front.answer(0, {"", "", {}, false});
     EXPECT_EQ(told(1), "The person chose to stay signed in.");
     EXPECT_EQ(parts.state.loginInfo(LoginInfo::Level::SignedIn), person(u"eve"));
     signOut();
     object(2);
-    front.answer(1, {"", "", "", true});
+    front.answer(1, {"", "", {}, true});
     EXPECT_EQ(told(2), "");
     EXPECT_EQ(parts.state.loginInfo(LoginInfo::Level::SignedIn), LoginInfo());
     EXPECT_TRUE((peer.call<bool()>("supportsWebRedirect").as<bool>()));
