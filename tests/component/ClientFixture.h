@@ -4,11 +4,10 @@
 #include "spf/ZelkorLogin.h"
 #include "tests/support/ClientConfiguration.h"
 #include "tests/support/FakeDaemon.h"
+#include "tests/support/OneThread.h"
 #include "tests/support/TestFramework.h"
 #include "tests/support/Testing.h"
 #include "v1/ZelkorLoginImpl.h"
-
-#include <foundation/concurrent/threadpool/Executor.h>
 
 namespace zelkor::test {
 
@@ -29,8 +28,7 @@ struct ServiceOf<login::ZelkorLoginImpl> {
     static constexpr const char* component = "login.ZelkorLoginImpl";
 };
 
-/// A client against a fake daemon, in a framework of its own, with an executor of one thread: whatever needs
-/// two of them deadlocks here.
+/// A client against a fake daemon, in a framework of its own.
 template <class Client>
 class FixtureOf : public Test {
 protected:
@@ -46,12 +44,7 @@ protected:
         settle();
     }
     /// Waits until the executor has done all that was posted to it.
-    void settle() {
-        ASSERT_TRUE(eventually([&] {
-            const auto statistics = executor.statistics();
-            return statistics.queues == 0 && statistics.waitingItems == 0;
-        }));
-    }
+    void settle() { ASSERT_TRUE(executor.settles()); }
     void answerAdds() {
         for (const char* method : {"addStatusListener", "addLogoutNegotiator"})
             daemon.on(method,
@@ -78,8 +71,7 @@ protected:
     const std::string found = "Found an invokable for " + service;
     RecordingLog log{ServiceOf<Client>::component};
     TestFramework framework;
-    foundation::concurrent::threadpool::Executor executor{
-        {.minThreads = 1, .maxThreads = 1, .idleTimeout = 30s, .name = "test"}};
+    OneThread executor;
     FakeDaemon daemon{framework.context(), ServiceOf<Client>::identity()};
 };
 

@@ -5,6 +5,8 @@
 #include "spf/interactive/desktop/ZelkorLogin.h"
 #include "tests/support/ClientConfiguration.h"
 #include "tests/support/FakeDaemon.h"
+#include "tests/support/OneThread.h"
+#include "tests/support/Recorded.h"
 #include "tests/support/Rounds.h"
 #include "tests/support/TestFramework.h"
 #include "tests/support/Testing.h"
@@ -41,27 +43,7 @@ struct Ended {
     }
 };
 
-/// The endings of one request.
-class Endings {
-public:
-    void add(Ended ended) {
-        const std::scoped_lock lock(mutex_);
-        endings_.push_back(std::move(ended));
-    }
-    std::vector<Ended> all() const {
-        const std::scoped_lock lock(mutex_);
-        return endings_;
-    }
-    /// Waits for the first.
-    Ended first() const {
-        EXPECT_TRUE(eventually([this] { return !all().empty(); }));
-        return all().empty() ? Ended() : all().front();
-    }
-
-private:
-    mutable std::mutex mutex_;
-    std::vector<Ended> endings_;
-};
+using Endings = Recorded<Ended>; ///< of one request
 
 const std::string withdrawn =
     "The request ended without an outcome: it was aborted, or the daemon or this client went away";
@@ -90,12 +72,7 @@ protected:
         daemon.appear();
         settle();
     }
-    void settle() {
-        ASSERT_TRUE(eventually([&] {
-            const auto statistics = executor.statistics();
-            return statistics.queues == 0 && statistics.waitingItems == 0;
-        }));
-    }
+    void settle() { ASSERT_TRUE(executor.settles()); }
     std::shared_ptr<Endings> request(
         Client& client, const std::function<void()>& body = [] {}) const {
         auto endings = std::make_shared<Endings>();
@@ -134,8 +111,7 @@ protected:
 
     RecordingLog log{GetParam().component};
     TestFramework framework;
-    foundation::concurrent::threadpool::Executor executor{
-        {.minThreads = 1, .maxThreads = 1, .idleTimeout = 30s, .name = "test"}};
+    OneThread executor;
     FakeDaemon daemon{framework.context(), GetParam().identity};
 };
 
@@ -147,8 +123,8 @@ TEST_P(Interactive, TheDaemonsOutcomeEndsIt) {
     EXPECT_TRUE(endings->all().empty());
     log.clear();
     complete("");
-    EXPECT_EQ(endings->first().text(), "");
-    EXPECT_EQ(endings->first().info, login() ? someone() : LoginInfo());
+    EXPECT_EQ(endings->at(0).text(), "");
+    EXPECT_EQ(endings->at(0).info, login() ? someone() : LoginInfo());
     if (login()) {
         EXPECT_THAT(
             log.linesAt(4),
@@ -160,8 +136,8 @@ TEST_P(Interactive, TheDaemonsOutcomeEndsIt) {
     EXPECT_THROW(complete("again"), std::runtime_error) << "it is over";
     endings = request(*client);
     complete("refused by the user");
-    EXPECT_EQ(endings->first().text(), "refused by the user");
-    EXPECT_EQ(endings->first().info, LoginInfo());
+    EXPECT_EQ(endings->at(0).text(), "refused by the user");
+    EXPECT_EQ(endings->at(0).info, LoginInfo());
     EXPECT_THAT(log.lines(),
                 Contains(Line(GetParam().failureLevel, method() + " failed: refused by the user")));
     EXPECT_EQ(endings->all().size(), 1u);
@@ -186,7 +162,7 @@ TEST_P(Interactive, TheDaemonsOutcomeEndsIt) {
 
 TEST_P(Interactive, AFailureToStartEndsIt) {
     const auto client = makeClient(0);
-    EXPECT_EQ(request(*client)->first().text(), GetParam().identity.text() + " didn't appear.");
+    EXPECT_EQ(request(*client)->at(0).text(), GetParam().identity.text() + " didn't appear.");
     EXPECT_THROW(requestAndWait(*client), std::runtime_error);
     if (login())
         EXPECT_THROW(client->requestLoginAsync("me", nullptr, Level::SignedIn, {}), std::bad_function_call);
@@ -195,7 +171,7 @@ TEST_P(Interactive, AFailureToStartEndsIt) {
     appear();
     daemon.on(method(), [](const auto& call) { call.fail("not now"); });
     const auto endings = request(*client);
-    EXPECT_EQ(endings->first().text(), "not now");
+    EXPECT_EQ(endings->at(0).text(), "not now");
     EXPECT_EQ(daemon.callbacks()->size(), 0u) << "the daemon did not take it";
     daemon.on(method(), [this](const auto& call) { // an outcome, then a failure
         daemon.callbacks()->invoke(callbackOf(call), {}, outcome(""));
@@ -226,8 +202,8 @@ TEST_P(Interactive, WhatIsWithdrawnEndsToo) {
         daemon.forgetCalls();
         const auto endings = request(*client);
         end(client);
-        EXPECT_EQ(endings->first().text(), withdrawn);
-        EXPECT_THROW(std::rethrow_exception(endings->first().error), DisconnectedError);
+        EXPECT_EQ(endings->at(0).text(), withdrawn);
+        EXPECT_THROW(std::rethrow_exception(endings->at(0).error), DisconnectedError);
         settle();
         EXPECT_EQ(endings->all().size(), 1u);
         daemon.disappear();
@@ -248,7 +224,7 @@ TEST_P(Interactive, WhatIsWithdrawnEndsToo) {
         clientEnded = true;
     });
     daemon.disappear();
-    EXPECT_EQ(endings->first().text(), withdrawn);
+    EXPECT_EQ(endings->at(0).text(), withdrawn);
     ASSERT_TRUE(eventually([&] { return clientEnded.load(); }));
     settle();
 }
@@ -288,7 +264,7 @@ TEST_P(Interactive, EachOfManyRequestsEndsOnceInWhicheverOrderThingsHappen) {
             beside.emplace_back([this] { daemon.disappear(); });
         if (die)
             client.reset();
-        endings->first();
+        endings->at(0);
         beside.clear();
         client.reset();
         daemon.disappear();

@@ -1,8 +1,9 @@
 // Registrations against daemons that come, go, misbehave and replace each other, and functions that
-// misbehave. The executor has one thread: whatever needs two of them deadlocks here.
+// misbehave.
 
 #include "spf/ZelkorLogin.h"
 #include "tests/component/RegistrationFixture.h"
+#include "tests/support/OneThread.h"
 #include "tests/support/Rounds.h"
 #include "v1/ZelkorLoginImpl.h"
 
@@ -18,12 +19,7 @@ protected:
     LedgerDaemon makeDaemon(std::optional<int> ranking = {}) {
         return {framework.context(), GetParam(), ranking};
     }
-    void settle() {
-        ASSERT_TRUE(eventually([&] {
-            const auto statistics = executor.statistics();
-            return statistics.queues == 0 && statistics.waitingItems == 0;
-        }));
-    }
+    void settle() { ASSERT_TRUE(executor.settles()); }
     void appear(LedgerDaemon& daemon) {
         daemon.fake().appear();
         settle();
@@ -50,8 +46,7 @@ protected:
 
     RecordingLog log{GetParam().component};
     TestFramework framework;
-    foundation::concurrent::threadpool::Executor executor{
-        {.minThreads = 1, .maxThreads = 1, .idleTimeout = 30s, .name = "test"}};
+    OneThread executor;
     std::shared_ptr<ZelkorLogin> client = GetParam().makeClient(executor);
 };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "runtime/core/Errors.h"
+#include "runtime/core/ExportedCallback.h"
 #include "runtime/core/Invokable.h"
 #include "runtime/core/ServiceProperties.h"
 #include "tests/support/Testing.h"
@@ -128,8 +129,15 @@ private:
     };
 
     void take(const Call& call) {
-        const auto row = vocabulary_.find(call.method);
-        EXPECT_EQ(call.descriptor, row == vocabulary_.end() ? "no such method" : row->second.descriptor);
+        const auto found = vocabulary_.find(call.method);
+        const Row row = found == vocabulary_.end() ? Row{"no such method", 0, ""} : found->second;
+        EXPECT_EQ(call.descriptor, row.descriptor);
+        for (std::size_t i = 0; i < call.arguments.size(); ++i) {
+            using agent::spf::core::ExportedCallback;
+            if (call.arguments.type(i) == typeid(ExportedCallback)) {
+                EXPECT_EQ(call.arguments.get<ExportedCallback>(i).descriptor(), row.callback);
+            }
+        }
         std::unique_lock lock(mutex_);
         calls_.push_back(call);
         const auto behaviour = behaviours_[call.method];

@@ -1,36 +1,20 @@
 #pragma once
 
+#include "tests/support/Recorded.h"
+
 #include <login/ZelkorLogin.h>
 #include <login/control/LoginVetoer.h>
 #include <login/detail/ZelkorLogin.h>
 #include <login/detail/ZelkorLoginLNUSupport.h>
 
-#include <algorithm>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace zelkor::test {
 
-/// What was called, on any of those that share it.
-class Calls {
-public:
-    void add(std::string call) {
-        const std::scoped_lock lock(mutex_);
-        calls_.push_back(std::move(call));
-    }
-    std::vector<std::string> take() {
-        const std::scoped_lock lock(mutex_);
-        return std::exchange(calls_, {});
-    }
-
-private:
-    std::mutex mutex_;
-    std::vector<std::string> calls_;
-};
+using Calls = Recorded<std::string>;
 
 /// Login services that note "<name>.<method>" and answer with what tells them from others: their name.
 class RecordingLogin : public login::ZelkorLogin,

@@ -1,11 +1,9 @@
 #include "platform/daemon/process/DaemonProcess.h"
 #include "runtime/core/CallbackManager.h"
 #include "tests/support/ConnectedClient.h"
-#include "tests/support/Vocabulary.h"
 #include "tests/unit/daemon/Fakes.h"
 
 #include <csignal>
-#include <cstdio>
 
 using namespace hshd::test;
 
@@ -216,23 +214,4 @@ TEST_F(HshdProcess, AFunctionThatItsClientNoLongerHasIsForgotten) {
     process.stop();
     EXPECT_THAT(errors(), HasSubstr("A registration is dropped: `gone` of client test-client"));
     EXPECT_THAT(errors(), AllOf(HasSubstr("asked 2, accepted"), HasSubstr("asked 1, accepted")));
-}
-
-TEST(HshdVocabulary, IsWhatTheClientsSend) {
-    std::map<std::string, std::map<std::string, std::string>> printed; // descriptors by service and method
-    std::string output;
-    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(::popen(HSHD_PROGRAM " --print-vocabulary", "r"),
-                                                     ::pclose);
-    for (int c = 0; (c = std::fgetc(pipe.get())) != EOF;)
-        output += static_cast<char>(c);
-    std::istringstream lines(output);
-    for (std::string service, version, method, descriptor;
-         lines >> service >> version >> method >> descriptor;)
-        printed[service + "-v" + version][method] = descriptor;
-    for (const char* service : {"ZelkorLogin-v1.7", "ZelkorLogin-v2.1", "ZelkorLoginInteractive-v2.2"}) {
-        std::map<std::string, std::string> sent;
-        for (const auto& [method, row] : goldenVocabulary(service))
-            sent[method] = row.descriptor;
-        EXPECT_EQ(printed[service], sent) << service;
-    }
 }

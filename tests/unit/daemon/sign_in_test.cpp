@@ -2,6 +2,7 @@
 
 #include "platform/daemon/interactive/InteractiveService.h"
 #include "platform/daemon/interactive/PasswordHash.h"
+#include "tests/support/Recorded.h"
 #include "tests/unit/daemon/Fakes.h"
 
 using namespace hshd::test;
@@ -16,37 +17,22 @@ public:
     bool supportsWebRedirect() const override { return true; }
     void askCredentials(const hshd::Client&, const hshd::CredentialQuestion& question,
                         Answered answered) override {
-        const std::scoped_lock lock(mutex_);
-        questions_.push_back(question.account + "|" + question.message);
-        answered_.push_back(std::move(answered));
+        asked_.add({question.account + "|" + question.message, std::move(answered)});
     }
     void askConsent(const hshd::Client&, const std::string& message, Answered answered) override {
-        askCredentials({}, {"", "consent: " + message}, std::move(answered));
+        asked_.add({"|consent: " + message, std::move(answered)});
     }
     /// Waits for the question with that number, from 0.
-    std::string question(std::size_t number) {
-        EXPECT_TRUE(eventually([&] {
-            const std::scoped_lock lock(mutex_);
-            return questions_.size() > number;
-        }));
-        const std::scoped_lock lock(mutex_);
-        return questions_.size() > number ? questions_[number] : "none";
-    }
-    void answer(std::size_t number, PersonsAnswer answer) {
-        question(number);
-        std::unique_lock lock(mutex_);
-        const auto answered = answered_.at(number);
-        lock.unlock();
-        answered(std::move(answer));
+    std::string question(std::size_t number) const { return asked_.at(number).first; }
+    void answer(std::size_t number, PersonsAnswer answer) const {
+        asked_.at(number).second(std::move(answer));
     }
     void type(std::size_t number, const std::string& account, const std::string& password) {
         answer(number, {"", account, hshd::Secret(password), false});
     }
 
 private:
-    std::mutex mutex_;
-    std::vector<std::string> questions_;
-    std::vector<Answered> answered_;
+    Recorded<std::pair<std::string, Answered>> asked_;
 };
 
 struct SignIn : Test {
@@ -61,14 +47,10 @@ struct SignIn : Test {
     Peer peer{service};
     RecordingLog log;
 
-    std::mutex mutex;
-    std::vector<GenericPayload> outcomes; ///< that the client was told
+    Recorded<GenericPayload> outcomes; ///< that the client was told
 
     SignIn() {
-        peer.client->onAsked = [this](FakeClient::Asked& asked) {
-            const std::scoped_lock lock(mutex);
-            outcomes.push_back(std::move(asked.arguments));
-        };
+        peer.client->onAsked = [this](FakeClient::Asked& asked) { outcomes.add(std::move(asked.arguments)); };
     }
     ~SignIn() override {
         service.stop();
@@ -85,18 +67,9 @@ struct SignIn : Test {
                                                               exported<void(std::string)>(), options);
     }
     Outcome abort() { return peer.call<void()>("abort"); }
-    std::size_t count() {
-        const std::scoped_lock lock(mutex);
-        return outcomes.size();
-    }
-    GenericPayload outcome(std::size_t number) {
-        EXPECT_TRUE(eventually([&] { return count() > number; }));
-        const std::scoped_lock lock(mutex);
-        return outcomes.at(number);
-    }
-    /// Its error text.
+    /// An outcome's error text.
     std::string told(std::size_t number) {
-        const auto arguments = outcome(number);
+        const auto arguments = outcomes.at(number);
         return arguments.get<std::string>(arguments.size() - 1);
     }
 };
@@ -111,7 +84,7 @@ TEST_F(SignIn, ThePersonHasThreeTriesAndIsToldNothingOfNames) {
     EXPECT_EQ(front.question(1), "ada|Wrong account name or password.");
     front.type(1, "ada", "right");
     EXPECT_EQ(told(0), "");
-    EXPECT_EQ(outcome(0).get<LoginInfo>(0).userId, u"ada");
+    EXPECT_EQ(outcomes.at(0).get<LoginInfo>(0).userId, u"ada");
     EXPECT_TRUE(parts.state.persistedLoginData().rememberMe);
     signIn();
     EXPECT_EQ(told(1), "") << "who is signed in is not asked again";
@@ -151,7 +124,7 @@ TEST_F(SignIn, WhateverEndsItEndsItOnce) {
     EXPECT_EQ(signIn(2, "[]").error, ErrorKind::Malformed);
     EXPECT_EQ(signIn(2, R"({"rememberMe": 1})").error, ErrorKind::Malformed);
     service.stop();
-    EXPECT_EQ(count(), 4u);
+    EXPECT_EQ(outcomes.all().size(), 4u);
     EXPECT_EQ(parts.state.loginInfo(LoginInfo::Level::SignedIn), LoginInfo());
 }
 
