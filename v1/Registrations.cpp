@@ -122,9 +122,16 @@ template <class Id, class Callback>
 bool ZelkorLoginImpl::remove(ListenerRegistry<Id, Callback>& registry, const Id& id) {
     auto item = registry.incoming().take(id);
     const bool announced = item != nullptr;
+    bool daemonsOnly = false;
     if (!announced) {
         SharedHold hold(tracker().state());
         item = registry.find(id);
+        daemonsOnly = !item && registry.exports.contains(id);
+    }
+    if (daemonsOnly) { // what is registered here under another id stays, for the next daemon
+        tracker().exclusively(
+            [this, &registry, id](ExclusiveLock& lock, Turn) { forgetExport(lock, registry, id); });
+        return true;
     }
     if (!item || !item->active.exchange(false))
         return false;
@@ -143,11 +150,17 @@ void ZelkorLoginImpl::removeEntry(ExclusiveLock& lock, ListenerRegistry<Id, Call
     tracker().releaseLater(lock, entry.mapped());
     const Id daemonId = registry.currentId(id);
     registry.currentIds.erase(id);
-    const auto exported = registry.exports.extract(daemonId);
-    if (!exported)
-        return; // the present daemon does not know it
-    tracker().removeCallback(lock, exported.mapped());
-    takeBack(lock, registry, daemonId);
+    forgetExport(lock, registry, daemonId);
+}
+
+/// Unless the present daemon does not know it.
+template <class Id, class Callback>
+void ZelkorLoginImpl::forgetExport(ExclusiveLock& lock, ListenerRegistry<Id, Callback>& registry,
+                                   const Id& daemonId) {
+    if (const auto exported = registry.exports.extract(daemonId)) {
+        tracker().removeCallback(lock, exported.mapped());
+        takeBack(lock, registry, daemonId);
+    }
 }
 
 template <class Id, class Callback>

@@ -127,6 +127,8 @@ private:
     template <class Id, class Callback>
     void removeEntry(ExclusiveLock& lock, v1::ListenerRegistry<Id, Callback>& registry, const Id& id);
     template <class Id, class Callback>
+    void forgetExport(ExclusiveLock& lock, v1::ListenerRegistry<Id, Callback>& registry, const Id& daemonId);
+    template <class Id, class Callback>
     void takeBack(ExclusiveLock& lock, const v1::ListenerRegistry<Id, Callback>& registry,
                   const Id& daemonId);
     template <class Id, class Callback>

@@ -49,6 +49,15 @@ TEST_F(Version1, AnIdIsTheDaemonsUntilAnotherDaemonGivesAnother) {
     EXPECT_TRUE(client->removeLogoutVetoer(vetoer));
     EXPECT_EQ(daemon.calls().back().method, "removeLogoutVetoer");
     EXPECT_EQ(daemon.calls().back().arguments.get<boost::uuids::uuid>(0), given.at(2)) << "the new daemon's";
+
+    const auto another = client->addLogoutVetoer([] { return true; });
+    daemon.disappear();
+    ASSERT_TRUE(log.waitFor(16, "Invokable for ZelkorLogin-v1.7 was removed", 2));
+    appear();
+    EXPECT_TRUE(client->removeLogoutVetoer(login::ZelkorLogin::LogoutVetoerId(given.back())));
+    EXPECT_EQ(daemon.count("removeLogoutVetoer"), 2u) << "the daemon's own id takes it from the daemon";
+    EXPECT_TRUE(client->removeLogoutVetoer(another)) << "and not from here";
+    EXPECT_EQ(daemon.count("removeLogoutVetoer"), 2u);
 }
 
 } // namespace
