@@ -11,7 +11,6 @@
 namespace hshd {
 namespace {
 
-using agent::spf::core::ExportedCallback;
 using boost::uuids::uuid;
 using login::LoginInfo;
 using login::NegotiationTerms;

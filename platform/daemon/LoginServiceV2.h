@@ -20,7 +20,7 @@ public:
 
     static std::span<const RemoteMethod<LoginServiceV2>> methods();
 
-    void onCall(std::unique_ptr<agent::spf::transport::IncomingCall> call) override;
+    void onCall(std::unique_ptr<agent::spf::transport::IncomingCall> incoming) override;
     void onConnected(const Client& client) override;
     void onDisconnected(const Client& client) override;
 

@@ -30,7 +30,7 @@ public:
 
     static std::span<const RemoteMethod<InteractiveService>> methods();
 
-    void onCall(std::unique_ptr<agent::spf::transport::IncomingCall> call) override;
+    void onCall(std::unique_ptr<agent::spf::transport::IncomingCall> incoming) override;
     void onDisconnected(const Client& client) override;
 
     /// Ends what is under way, and waits for the thread that checks passwords. Before the state thread is

@@ -61,14 +61,14 @@ void PromptFront::askCredentials(const Client& client, const CredentialQuestion&
     ask(client,
         json::serialize(json::object{
             {"ask", "credentials"}, {"message", question.message}, {"account", question.account}}),
-        std::move(answered));
+        answered);
 }
 
 void PromptFront::askConsent(const Client& client, const std::string& message, Answered answered) {
-    ask(client, json::serialize(json::object{{"ask", "consent"}, {"message", message}}), std::move(answered));
+    ask(client, json::serialize(json::object{{"ask", "consent"}, {"message", message}}), answered);
 }
 
-void PromptFront::ask(const Client& client, std::string question, Answered answered) {
+void PromptFront::ask(const Client& client, std::string question, const Answered& answered) {
     const auto all = prompts_.all();
     const auto prompt = std::ranges::find(all, client->id(), &Registrations::Entry::owner);
     if (prompt == all.end()) {

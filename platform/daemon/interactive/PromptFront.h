@@ -25,7 +25,7 @@ public:
     void askConsent(const Client& client, const std::string& message, Answered answered) override;
 
 private:
-    void ask(const Client& client, std::string question, Answered answered);
+    void ask(const Client& client, std::string question, const Answered& answered);
 
     Registrations& prompts_;
     const std::chrono::milliseconds limit_;

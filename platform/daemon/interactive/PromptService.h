@@ -21,7 +21,7 @@ public:
 
     static std::span<const RemoteMethod<PromptService>> methods();
 
-    void onCall(std::unique_ptr<agent::spf::transport::IncomingCall> call) override;
+    void onCall(std::unique_ptr<agent::spf::transport::IncomingCall> incoming) override;
     void onDisconnected(const Client& client) override { prompts_.drop(*client); }
 
 private:
