@@ -1,5 +1,6 @@
 #include "demo/Chapters.h"
 #include "demo/Story.h"
+#include "demo/Told.h"
 
 #include <atomic>
 #include <memory>
@@ -15,10 +16,10 @@ void speakVersion1(Narrator& narrator, zelkor::host::Host& host, const Shell& sh
     const Services old(host, "(&(spfLoginClient=1)(version=1))");
     const auto& [login, detail, vetoer] = old;
     narrator.say("in this process " + login.component + " serves all login interfaces");
-    const auto told = std::make_shared<std::atomic<int>>(0);
+    const auto told = std::make_shared<Told>();
     const auto veto = std::make_shared<std::atomic<bool>>(true);
-    const auto listener =
-        login->addStatusListener([told](const boost::optional<login::LoginInfo>&) { ++*told; });
+    const auto listener = login->addStatusListener(
+        [told](const boost::optional<login::LoginInfo>& now) { told->add(nameOf(*now)); });
     const auto vetoerId = login->addLogoutVetoer([veto] { return veto->load(); });
     login->impersonate(login::AccessToken(token), ada());
     narrator.expect("impersonate, then getLoginInfo",
@@ -26,10 +27,10 @@ void speakVersion1(Narrator& narrator, zelkor::host::Host& host, const Shell& sh
     narrator.expect("isLogoutVetoed", yesNo(detail->isLogoutVetoed()), "yes");
     for (int restart = 1; restart <= 3; ++restart) {
         oldDaemon.kill();
-        const int before = *told;
+        const auto before = told->count();
         oldDaemon.start();
-        while (*told == before)
-            pause(std::chrono::milliseconds(5));
+        if (told->waitFor(before + 1) == "nothing")
+            narrator.check(false, "the listener was not told of restart " + std::to_string(restart));
     }
     narrator.expect("after three restarts: isLogoutVetoed", yesNo(detail->isLogoutVetoed()), "yes");
     *veto = false;

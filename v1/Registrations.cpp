@@ -175,32 +175,28 @@ void ZelkorLoginImpl::takeBack(ExclusiveLock& lock, const ListenerRegistry<Id, C
 
 /// An exception of a registration ends it.
 template <class Id, class Callback>
-void ZelkorLoginImpl::replay(ExclusiveLock& lock, ListenerRegistry<Id, Callback>& registry) {
+void ZelkorLoginImpl::replay(ExclusiveLock& lock, ListenerRegistry<Id, Callback>& registry, bool foundAgain) {
     // What was exported before is gone with the former daemon, or is withdrawn when the same one was found
     // once more: it would tell a listener twice.
     const auto former = std::exchange(registry.exports, {});
-    const bool same = tracker().held(lock) == daemon_.lock();
     for (const auto& [id, item] : registry.entries) {
         if (item->active) // else its removal waits for the lock
             registry.currentIds[id] = registerRemotely(lock, registry, item);
     }
-    if (same) {
+    if (foundAgain) {
         for (const auto& [daemonId, callback] : former)
             takeBack(lock, registry, daemonId);
     }
 }
 
 void ZelkorLoginImpl::replayAll(ExclusiveLock& lock) {
-    try {
-        replay(lock, statusListeners_);
-        replay(lock, statusListenersV2_);
-        replay(lock, vetoers_);
-        replay(lock, negotiators_);
-    } catch (...) {
-        daemon_ = tracker().held(lock);
-        throw;
-    }
-    daemon_ = tracker().held(lock);
+    const auto daemon = tracker().held(lock);
+    const bool foundAgain = daemon == daemon_.lock();
+    daemon_ = daemon;
+    replay(lock, statusListeners_, foundAgain);
+    replay(lock, statusListenersV2_, foundAgain);
+    replay(lock, vetoers_, foundAgain);
+    replay(lock, negotiators_, foundAgain);
 }
 
 void ZelkorLoginImpl::refreshStatusListeners() {

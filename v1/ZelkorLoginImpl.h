@@ -132,7 +132,7 @@ private:
     void takeBack(ExclusiveLock& lock, const v1::ListenerRegistry<Id, Callback>& registry,
                   const Id& daemonId);
     template <class Id, class Callback>
-    void replay(ExclusiveLock& lock, v1::ListenerRegistry<Id, Callback>& registry);
+    void replay(ExclusiveLock& lock, v1::ListenerRegistry<Id, Callback>& registry, bool foundAgain);
     void replayAll(ExclusiveLock& lock);
     void refreshStatusListeners();
 
@@ -146,7 +146,7 @@ private:
     StatusListenersV2 statusListenersV2_;
     Vetoers vetoers_;
     Negotiators negotiators_;
-    std::weak_ptr<agent::spf::core::Invokable> daemon_; // that the registries are known to
+    std::weak_ptr<agent::spf::core::Invokable> daemon_; // that was told of the registries last
 };
 
 } // namespace login

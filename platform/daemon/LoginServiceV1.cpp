@@ -84,6 +84,7 @@ void LoginServiceV1::onCall(std::unique_ptr<agent::spf::transport::IncomingCall>
 
 void LoginServiceV1::onDisconnected(const Client& client) {
     dropRegistrations(client);
+    interactive_.onDisconnected(client); // it may be on offer as a part of this service only
 }
 
 LoginInfo LoginServiceV1::getLoginInfoId(const std::string& requester, int level,

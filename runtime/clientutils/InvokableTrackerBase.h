@@ -73,10 +73,11 @@ public:
     /// queued.
     void runWhenFound(std::function<void()> work);
 
+    /// When exclusive work runs: before exclusively() returns, or after it.
+    enum class Turn { AtOnce, Later };
     /// Runs `work` under the exclusive lock: at once, or, when this thread is inside an exported callback and
     /// would have to wait for the lock, soon and on the executor, unless this is closed before. The lock's
     /// holder may be a call that the daemon answers when that callback has ended.
-    enum class Turn { AtOnce, Later };
     void exclusively(std::function<void(ExclusiveLock&, Turn)> work);
     /// Runs `work`, in the order delivered, on the executor and outside the state lock, unless this is closed
     /// before. However long it takes, found and removed reactions go on.

@@ -12,7 +12,7 @@ namespace {
 
 struct Version1 : Test {
     Parts parts;
-    hshd::Accounts accounts;
+    hshd::Accounts accounts = hshd::Accounts::parse(R"({"accounts": [{"name": "ada"}]})", "accounts");
     hshd::Registrations prompts;
     hshd::PromptFront front{prompts, generous};
     hshd::InteractiveService interactive{
@@ -55,10 +55,12 @@ TEST_F(Version1, TellsAndAsksInItsOwnForms) {
     EXPECT_TRUE(waitFor(std::move(vetoed)).as<bool>());
     EXPECT_TRUE((peer.call<bool(uuid)>("removeLogoutVetoer", vetoer).as<bool>()));
     EXPECT_FALSE((peer.call<bool()>("isLogoutVetoed").as<bool>()));
+    prompts.add(peer.client, login::detail::createUuid());
     peer.call<void(std::string, ExportedCallback, int, std::string)>("requestLoginAsync", std::string("me"),
                                                                      exported<void(LoginInfo, std::string)>(),
                                                                      3, std::string("{}"));
-    EXPECT_THAT(asked.at(3).arguments.get<std::string>(1), HasSubstr("no accounts"));
+    EXPECT_THAT(asked.at(3).arguments.get<std::string>(0), HasSubstr("credentials"));
     service.onDisconnected(peer.client);
+    EXPECT_EQ(asked.at(4).arguments.get<std::string>(1), "The program that asked is gone.");
     EXPECT_TRUE(parts.listeners.all().empty());
 }
