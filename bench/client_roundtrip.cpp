@@ -9,9 +9,9 @@
 #include "bench/support/Process.h"
 #include "bench/support/RawPair.h"
 #include "bench/support/Report.h"
-#include "spf/RemoteMethods.h"
-#include "wire/Frame.h"
-#include "wire/PayloadCodec.h"
+#include "contract/vocabulary/LoginV2.h"
+#include "transport/wire/Frame.h"
+#include "transport/wire/PayloadCodec.h"
 
 #include <CLI/CLI.hpp>
 

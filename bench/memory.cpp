@@ -8,7 +8,7 @@
 #include "bench/support/Process.h"
 #include "bench/support/Report.h"
 #include "bench/support/Signal.h"
-#include "client/Dial.h"
+#include "transport/client/Dial.h"
 
 #include <CLI/CLI.hpp>
 

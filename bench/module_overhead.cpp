@@ -6,7 +6,7 @@
 #include "bench/support/ClientHost.h"
 #include "bench/support/Process.h"
 #include "bench/support/Report.h"
-#include "runtime/core/ServiceProperties.h"
+#include "contract/calls/ServiceProperties.h"
 
 #include <cppmicroservices/ServiceProperties.h>
 

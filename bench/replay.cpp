@@ -9,10 +9,10 @@
 #include "bench/support/RawPair.h"
 #include "bench/support/Registrations.h"
 #include "bench/support/Report.h"
-#include "runtime/core/Invokable.h"
-#include "spf/RemoteMethods.h"
-#include "wire/Frame.h"
-#include "wire/PayloadCodec.h"
+#include "contract/calls/Invokable.h"
+#include "contract/vocabulary/LoginV2.h"
+#include "transport/wire/Frame.h"
+#include "transport/wire/PayloadCodec.h"
 
 #include <cppmicroservices/ServiceEvent.h>
 

@@ -7,7 +7,7 @@ include(CMakePackageConfigHelpers)
 
 # In the order in which a linker wants them.
 set(ZELKOR_HOST_LIBRARIES
-    zelkor_login zelkor_spf_client zelkor_spf_wire zelkor_runtime_core zelkor_cppmicroservices zelkor_records
+    zelkor_login zelkor_transport_client zelkor_wire zelkor_calls zelkor_cppmicroservices zelkor_records
     halvorin_foundation)
 set(ZELKOR_MODULE_DIR "${CMAKE_INSTALL_LIBDIR}/zelkor")
 set(include_dir "${CMAKE_INSTALL_INCLUDEDIR}/zelkor")
@@ -16,7 +16,7 @@ set(include_dir "${CMAKE_INSTALL_INCLUDEDIR}/zelkor")
 add_library(zelkor_host INTERFACE)
 add_library(zelkor::host ALIAS zelkor_host)
 target_link_libraries(zelkor_host INTERFACE
-  zelkor::login zelkor::connector zelkor::spf_client cppmicroservices::framework cppmicroservices::runtime_bundles
+  zelkor::login zelkor::connector zelkor::transport_client cppmicroservices::framework cppmicroservices::runtime_bundles
   halvorin::foundation)
 set_target_properties(zelkor_host PROPERTIES EXPORT_NAME host)
 
@@ -27,12 +27,12 @@ install(TARGETS zelkor_host zelkor_connector zelkor_runtime_bundles ${ZELKOR_HOS
 install(TARGETS zelkorloginclient LIBRARY DESTINATION "${ZELKOR_MODULE_DIR}")
 install(TARGETS hshd zelkorlogin RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 
-foreach(dir IN ITEMS foundation cppmicroservices login connector spf)
-  if(NOT (dir STREQUAL "cppmicroservices" AND ZELKOR_FRAMEWORK STREQUAL "system"))
-    install(DIRECTORY "${PROJECT_SOURCE_DIR}/platform/${dir}/include/" DESTINATION "${include_dir}")
+foreach(dir IN ITEMS ground/foundation ground/cppmicroservices ground/connector contract/login transport)
+  if(NOT (dir STREQUAL "ground/cppmicroservices" AND ZELKOR_FRAMEWORK STREQUAL "system"))
+    install(DIRECTORY "${PROJECT_SOURCE_DIR}/${dir}/include/" DESTINATION "${include_dir}")
   endif()
 endforeach()
-foreach(dir IN ITEMS records runtime/core)
+foreach(dir IN ITEMS contract/records contract/calls)
   install(DIRECTORY "${PROJECT_SOURCE_DIR}/${dir}/" DESTINATION "${include_dir}/${dir}" FILES_MATCHING PATTERN "*.h")
 endforeach()
 

@@ -1,7 +1,7 @@
 # What a builder may choose, and the compiler settings that follow.
 
 set(ZELKOR_FRAMEWORK "embedded" CACHE STRING
-    "Service-component framework: 'embedded' (in platform/) or 'system' (find_package)")
+    "Service-component framework: 'embedded' (in ground/) or 'system' (find_package)")
 set_property(CACHE ZELKOR_FRAMEWORK PROPERTY STRINGS embedded system)
 option(ZELKOR_BUILD_TESTS "Build the test suite" ON)
 option(ZELKOR_BUILD_BENCH "Build the benchmarks" ON)

@@ -3,8 +3,8 @@
 #include "demo/Narrator.h"
 #include "demo/Services.h"
 #include "demo/ShellCommand.h"
-#include "platform/daemon/process/DaemonProcess.h"
-#include "platform/host/Host.h"
+#include "host/Host.h"
+#include "hshd/process/DaemonProcess.h"
 
 namespace demo {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/host/Host.h"
+#include "host/Host.h"
 
 #include <login/ZelkorLogin.h>
 #include <login/control/LoginVetoer.h>

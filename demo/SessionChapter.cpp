@@ -1,6 +1,6 @@
+#include "contract/records/Utf.h"
 #include "demo/Chapters.h"
 #include "demo/Story.h"
-#include "records/Utf.h"
 
 #include <login/interactive/ZelkorLogin.h>
 

@@ -1,6 +1,6 @@
 #include "demo/Story.h"
 
-#include "records/Utf.h"
+#include "contract/records/Utf.h"
 
 #include <sstream>
 #include <thread>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "records/LoginInfo.h"
+#include "contract/records/LoginInfo.h"
 
 #include <chrono>
 #include <string>

@@ -1,7 +1,7 @@
 // Walks the main job with real processes: this one is the host, hshd is started as a process of its own.
 
 #include "demo/Chapters.h"
-#include "platform/host/ModuleFile.h"
+#include "host/ModuleFile.h"
 
 #include <foundation/log/setup.h>
 

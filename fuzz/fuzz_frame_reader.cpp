@@ -1,10 +1,10 @@
 // Bytes as they come from a peer: cut into frames, read as messages. The first byte says in what pieces they
 // come.
 
-#include "runtime/core/Errors.h"
-#include "wire/Frame.h"
-#include "wire/FrameBuffer.h"
-#include "wire/PayloadCodec.h"
+#include "contract/calls/Errors.h"
+#include "transport/wire/Frame.h"
+#include "transport/wire/FrameBuffer.h"
+#include "transport/wire/PayloadCodec.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,8 +1,8 @@
 // A message body, without frame: what can be read as a payload can be written, and reads the same again.
 
-#include "runtime/core/Errors.h"
-#include "wire/Frame.h"
-#include "wire/PayloadCodec.h"
+#include "contract/calls/Errors.h"
+#include "transport/wire/Frame.h"
+#include "transport/wire/PayloadCodec.h"
 
 #include <cstdint>
 #include <cstdlib>

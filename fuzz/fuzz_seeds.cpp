@@ -1,10 +1,10 @@
 // Writes one small seed per kind of message:  fuzz_seeds DIRECTORY
 
 #include "tests/support/SamplePayload.h"
-#include "wire/Frame.h"
-#include "wire/FrameBuffer.h"
-#include "wire/PayloadCodec.h"
-#include "wire/Protocol.h"
+#include "transport/wire/Frame.h"
+#include "transport/wire/FrameBuffer.h"
+#include "transport/wire/PayloadCodec.h"
+#include "transport/wire/Protocol.h"
 
 #include <cstdio>
 #include <filesystem>

@@ -1,6 +1,6 @@
 #include "bench/support/ClientHost.h"
 
-#include "runtime/clientutils/Timeouts.h"
+#include "module/runtime/Timeouts.h"
 
 #include <cppmicroservices/FrameworkEvent.h>
 #include <cppmicroservices/FrameworkFactory.h>

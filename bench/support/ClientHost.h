@@ -1,8 +1,8 @@
 #pragma once
 
-#include "records/LoginInfo.h"
-#include "runtime/core/Invokable.h"
-#include "spf/ZelkorLogin.h"
+#include "contract/calls/Invokable.h"
+#include "contract/records/LoginInfo.h"
+#include "module/v2/ZelkorLogin.h"
 
 #include <agent/spf/transport/Connector.h>
 #include <cppmicroservices/BundleContext.h>

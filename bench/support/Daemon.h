@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/daemon/process/DaemonProcess.h"
+#include "hshd/process/DaemonProcess.h"
 
 #include <filesystem>
 

@@ -1,5 +1,5 @@
-#include "platform/host/Host.h"
-#include "runtime/core/Errors.h"
+#include "contract/calls/Errors.h"
+#include "host/Host.h"
 #include "tests/host/HostFixture.h"
 
 #include <foundation/json.h>

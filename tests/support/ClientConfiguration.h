@@ -1,7 +1,7 @@
 #pragma once
 
-#include "records/LoginInfo.h"
-#include "runtime/clientutils/Timeouts.h"
+#include "contract/records/LoginInfo.h"
+#include "module/runtime/Timeouts.h"
 
 #include <cppmicroservices/AnyMap.h>
 

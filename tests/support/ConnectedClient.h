@@ -1,6 +1,6 @@
 #pragma once
 
-#include "runtime/core/Invokable.h"
+#include "contract/calls/Invokable.h"
 #include "tests/support/Testing.h"
 
 #include <agent/spf/transport/Connector.h>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "runtime/core/Errors.h"
-#include "runtime/core/ExportedCallback.h"
-#include "runtime/core/Invokable.h"
-#include "runtime/core/ServiceProperties.h"
+#include "contract/calls/Errors.h"
+#include "contract/calls/ExportedCallback.h"
+#include "contract/calls/Invokable.h"
+#include "contract/calls/ServiceProperties.h"
 #include "tests/support/Testing.h"
 #include "tests/support/Vocabulary.h"
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "records/AccessToken.h"
-#include "records/LoginData.h"
-#include "records/Negotiation.h"
-#include "records/NotifierUuid.h"
-#include "runtime/core/ExportedCallback.h"
-#include "runtime/core/GenericPayload.h"
+#include "contract/calls/ExportedCallback.h"
+#include "contract/calls/GenericPayload.h"
+#include "contract/records/AccessToken.h"
+#include "contract/records/LoginData.h"
+#include "contract/records/Negotiation.h"
+#include "contract/records/NotifierUuid.h"
 
 #include <boost/optional.hpp>
 

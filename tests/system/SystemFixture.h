@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/daemon/process/DaemonProcess.h"
-#include "spf/ZelkorLogin.h"
+#include "hshd/process/DaemonProcess.h"
+#include "module/v2/ZelkorLogin.h"
 #include "tests/support/ClientConfiguration.h"
 #include "tests/support/TestFramework.h"
 #include "tests/support/Testing.h"

@@ -1,4 +1,4 @@
-#include "runtime/core/Errors.h"
+#include "contract/calls/Errors.h"
 #include "tests/system/SystemFixture.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // The client against a daemon process that misbehaves by a script.
 
-#include "runtime/core/Errors.h"
+#include "contract/calls/Errors.h"
 #include "tests/system/SystemFixture.h"
 
 #include <fstream>

@@ -1,5 +1,5 @@
+#include "module/v1/ZelkorLoginImpl.h"
 #include "tests/system/SystemFixture.h"
-#include "v1/ZelkorLoginImpl.h"
 
 namespace {
 

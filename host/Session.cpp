@@ -1,0 +1,27 @@
+#include "host/Session.h"
+
+namespace zelkor::host {
+
+void Session::requireDaemon() {
+    if (host_.awaitDaemon(limit_))
+        return;
+    const auto connection = host_.connection();
+    const auto directory = connection.socketPath.parent_path().string();
+    if (const auto offered = host_.offeredLoginServices(); !offered.empty())
+        throw NoAnswer(
+            "the daemon at " + connection.socketPath.string() + " offers " + offered +
+            ", and ZelkorLogin 2.1 is wanted. Update it, or have it offer version 2 (hshd --versions)");
+    if (connection.connected)
+        throw NoAnswer("the daemon at " + connection.socketPath.string() +
+                       " offers no login service. Update it, or see its log");
+    throw NoAnswer("the daemon is absent: its socket was looked for at " + connection.socketPath.string() +
+                   " for " + std::to_string(limit_.count()) + " s. " + connection.lastError +
+                   ".\nStart it with:  hshd --socket-dir '" + directory + "'");
+}
+
+void Session::failUnanswered(const std::string& reason) {
+    throw NoAnswer("the daemon did not answer: " + reason +
+                   ". See its log; --timeout gives it another limit");
+}
+
+} // namespace zelkor::host

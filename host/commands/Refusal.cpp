@@ -1,0 +1,35 @@
+#include "host/commands/Refusal.h"
+
+#include "host/commands/PrintableText.h"
+#include "contract/records/Utf.h"
+
+namespace zelkor::host {
+
+namespace {
+
+foundation::json::array asJson(const std::vector<std::u16string>& messages) {
+    foundation::json::array array;
+    for (const auto& message : messages)
+        array.emplace_back(login::toUtf8(message));
+    return array;
+}
+
+std::string asText(const char* who, const std::vector<std::u16string>& messages) {
+    std::string text;
+    for (const auto& message : messages)
+        text += std::string("  ") + who + ": " +
+                (message.empty() ? "(gives no reason)" : printable(message)) + "\n";
+    return text;
+}
+
+} // namespace
+
+Result refusal(const login::detail::NegotiationsResult& result, const std::string& note) {
+    return {.code = ExitCode::Refused,
+            .text = {},
+            .note = note + "\n" + asText("objects", result.objections) +
+                    asText("wants you to be asked", result.questions),
+            .json = {{"objections", asJson(result.objections)}, {"questions", asJson(result.questions)}}};
+}
+
+} // namespace zelkor::host

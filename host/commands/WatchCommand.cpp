@@ -1,0 +1,134 @@
+#include "host/commands/WatchCommand.h"
+
+#include "host/commands/LoginEvents.h"
+#include "host/commands/PrintableText.h"
+#include "contract/records/Utf.h"
+
+#include <login/ZelkorLogin.h>
+
+#include <CLI/CLI.hpp>
+#include <boost/date_time/posix_time/posix_time.hpp>
+
+#include <memory>
+
+namespace zelkor::host {
+
+namespace {
+
+using login::LoginInfo;
+
+/// Time enough for a connection to a daemon that runs.
+constexpr std::chrono::milliseconds connecting{500};
+
+/// UTC with milliseconds, as in the log.
+std::string asText(std::chrono::system_clock::time_point time) {
+    const auto since = std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch());
+    const boost::posix_time::ptime epoch(boost::gregorian::date(1970, 1, 1));
+    auto text = to_iso_extended_string(epoch + boost::posix_time::milliseconds(since.count()));
+    text.resize(19);
+    const auto millis = std::to_string(1000 + since.count() % 1000);
+    return text + "." + millis.substr(1) + "Z";
+}
+
+/// Makes a line of each event, and of a state the difference from the one before.
+class Reporter {
+public:
+    explicit Reporter(const Output& output) : output_(output) {}
+
+    void report(const LoginEvent& event) {
+        const auto reason = reasonOf(event);
+        const auto time = asText(event.time);
+        if (output_.json) {
+            foundation::json::object line{{"time", time}, {"reason", reason}};
+            if (event.kind == LoginEvent::Kind::State) {
+                line["level"] = static_cast<int>(event.info.getLevel());
+                if (!event.info.userId.empty())
+                    line["user"] = {{"id", login::toUtf8(event.info.userId)},
+                                    {"name", login::toUtf8(event.info.displayName)}};
+            } else if (event.kind == LoginEvent::Kind::DaemonFound) {
+                line["generation"] = event.generation;
+            }
+            output_.out << foundation::json::serialize(line) << std::endl;
+        } else {
+            output_.out << time << "  " << reason << ": " << stateOf(event) << std::endl;
+        }
+    }
+
+private:
+    std::string reasonOf(const LoginEvent& event) {
+        if (event.kind == LoginEvent::Kind::DaemonFound)
+            return "daemon found";
+        if (event.kind == LoginEvent::Kind::DaemonGone)
+            return known_ ? "daemon gone" : "daemon absent";
+        const auto before = std::exchange(known_, event.info);
+        if (!before)
+            return "state";
+        if (before->userId == event.info.userId)
+            return before->getLevel() == event.info.getLevel() ? "unchanged" : "level changed";
+        return event.info.userId.empty() ? "logged out"
+               : before->userId.empty()  ? "logged in"
+                                         : "another user";
+    }
+    static std::string stateOf(const LoginEvent& event) {
+        if (event.kind == LoginEvent::Kind::DaemonFound)
+            return "generation " + event.generation;
+        if (event.kind == LoginEvent::Kind::DaemonGone)
+            return "waiting for one";
+        const auto level = event.info.getLevel();
+        return event.info.userId.empty() ? "nobody"
+                                         : nameOf(event.info) + ", level " + levelName(level) + " (" +
+                                               std::to_string(static_cast<int>(level)) + ")";
+    }
+
+    const Output& output_;
+    std::optional<LoginInfo> known_;
+};
+
+} // namespace
+
+void WatchCommand::addOptions(CLI::App& app) {
+    app.add_option("--count", count_, "End after so many lines")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber.description(""));
+}
+
+Result WatchCommand::run(Session& session, const Output& output) {
+    auto& host = session.host();
+    const auto login =
+        host.get<login::ZelkorLogin>(among::daemonClients); // a session tells of its own changes only
+    // Shared, for a listener that has begun may still be running when it has been removed.
+    const auto events = std::make_shared<LoginEvents>();
+    auto token = host.onDaemon([events](const std::string& generation) {
+        using Kind = LoginEvent::Kind;
+        events->push({.kind = generation.empty() ? Kind::DaemonGone : Kind::DaemonFound,
+                      .info = {},
+                      .generation = generation});
+    });
+    Reporter reporter(output);
+    int lines = 0;
+    if (!host.awaitDaemon(connecting)) { // said before the registration waits for one
+        reporter.report({.kind = LoginEvent::Kind::DaemonGone, .info = {}, .generation = {}});
+        ++lines;
+    }
+    const auto listener = login->addStatusListenerV2(
+        [events](const LoginInfo& now, const LoginInfo&) { events->push({.info = now, .generation = {}}); });
+    // The state it begins with, for a daemon that is there already tells changes only. First, because a
+    // change may have come in meanwhile.
+    if (lines == 0)
+        events->pushFirst(
+            {.info = login->getLoginInfo(requester, LoginInfo::Level::Identified), .generation = {}});
+
+    for (; count_ == 0 || lines < count_; ++lines) {
+        const auto event = events->wait();
+        if (!event)
+            break;
+        reporter.report(*event);
+        if (!output.out)
+            break; // nobody reads any more
+    }
+    host.stopTelling(std::move(token));
+    login->removeStatusListener(listener);
+    return {.code = ExitCode::Ok, .text = {}, .note = {}, .json = {}};
+}
+
+} // namespace zelkor::host

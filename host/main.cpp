@@ -1,0 +1,128 @@
+// zelkorlogin: the login services of this user's daemon, for people and scripts.
+
+#include "host/CommandLine.h"
+#include "host/commands/LoginCommand.h"
+#include "host/commands/LogoutCommand.h"
+#include "host/commands/NegotiateCommand.h"
+#include "host/commands/StatusCommand.h"
+#include "host/commands/TokenCommand.h"
+#include "host/commands/WatchCommand.h"
+
+#include <foundation/log/setup.h>
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <memory>
+#include <vector>
+
+namespace {
+
+using namespace zelkor::host;
+
+constexpr char footer[] = "Exit codes: 0 done, or logged in; 1 nobody is logged in at that level (status, "
+                          "token); 2 wrong usage or\n"
+                          "configuration; 3 the daemon is absent or did not answer; 4 refused.\n"
+                          "The options above are accepted after the command, too.";
+
+std::string checkLogLevel(const std::string& text) {
+    try {
+        foundation::log::SeverityFilter::parse(text);
+        return {};
+    } catch (const std::invalid_argument& error) {
+        return error.what();
+    }
+}
+
+void addOptions(CLI::App& app, CommandLine& line) {
+    app.add_flag("--json", line.json, "Print one JSON object instead of text");
+    app.add_flag("--direct", line.direct, "Ask the daemon itself, past this process's own session");
+    app.add_option("--timeout", line.timeout,
+                   "Wait this long for the daemon (default 5), and for each answer (default: as configured)")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(1, 3600).description(""));
+    app.add_option("--config", line.configurationFile, "JSON file with bundle and component configurations")
+        ->type_name("FILE");
+    app.add_option("--bundle", line.module, "The login module's library (default: found beside the program)")
+        ->type_name("FILE");
+    app.add_option("--socket-dir", line.socketDirectory,
+                   "Directory of the daemon's socket (default: as configured, or where hshd puts it by "
+                   "itself)")
+        ->type_name("DIR");
+    app.add_option("--log-level", line.logLevel,
+                   "Least severity logged to the error stream: debug, info, warning, notice, error, severe, "
+                   "all or off")
+        ->type_name("LEVEL")
+        ->check(checkLogLevel)
+        ->capture_default_str();
+}
+
+Result failed(ExitCode code, const std::exception& error) {
+    return {.code = code,
+            .text = {},
+            .note = std::string("zelkorlogin: ") + error.what() + "\n",
+            .json = {{"error", error.what()}}};
+}
+
+Result run(const CommandLine& line, Command& command, const Output& output) {
+    try {
+        foundation::log::Options log;
+        log.console = line.logFilter();
+        foundation::log::setup(log);
+        Session session(line.hostOptions(), line.daemonLimit(), line.direct);
+        return command.run(session, output);
+    } catch (const NoAnswer& error) {
+        return failed(ExitCode::NoAnswer, error);
+    } catch (const std::exception& error) {
+        return failed(ExitCode::Configuration, error);
+    }
+}
+
+int print(Result result, bool json) {
+    result.json["exitCode"] = static_cast<int>(result.code);
+    if (json)
+        std::cout << foundation::json::serialize(result.json) << std::endl;
+    else
+        std::cout << result.text << std::flush;
+    if (!json || result.json.contains("error"))
+        std::cerr << result.note << std::flush;
+    if (!std::cout) {
+        std::cerr << "zelkorlogin: the standard output cannot be written to\n";
+        return static_cast<int>(ExitCode::Configuration);
+    }
+    return static_cast<int>(result.code);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::vector<std::unique_ptr<Command>> commands;
+    commands.push_back(std::make_unique<StatusCommand>());
+    commands.push_back(std::make_unique<TokenCommand>());
+    commands.push_back(std::make_unique<LoginCommand>());
+    commands.push_back(std::make_unique<LogoutCommand>());
+    commands.push_back(std::make_unique<NegotiateCommand>());
+    commands.push_back(std::make_unique<WatchCommand>());
+
+    CommandLine line;
+    CLI::App app("Asks this user's login daemon through the login module.", "zelkorlogin");
+    app.footer(footer);
+    app.require_subcommand(1);
+    app.fallthrough();
+    addOptions(app, line);
+    Command* chosen = nullptr;
+    for (const auto& command : commands) {
+        auto* subcommand = app.add_subcommand(command->name(), command->description());
+        command->addOptions(*subcommand);
+        subcommand->callback([&chosen, &command] { chosen = command.get(); });
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::Configuration);
+    }
+    const Output output{std::cout, line.json};
+    const auto result = run(line, *chosen, output);
+    // One that went on has said all it has to say.
+    return result.json.empty() ? static_cast<int>(result.code) : print(result, line.json);
+}

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "hshd/state/LoginState.h"
+#include "hshd/services/Registrations.h"
+#include "hshd/services/RemoteMethod.h"
+#include "hshd/state/StateThread.h"
+#include "contract/calls/ExportedCallback.h"
+
+#include <chrono>
+#include <string>
+
+namespace hshd {
+
+/// What every version of the login service answers alike, whatever it calls it. Queries are answered from
+/// memory; what changes the state throws unless it is saved; a negotiation is answered when the negotiators
+/// have.
+///
+/// Everything it is given outlives it and the work that it posts; it holds no state of its own.
+class LoginOperations {
+public:
+    struct Parts {
+        LoginState& state;
+        StateThread& stateThread;
+        Registrations& statusListeners;
+        Registrations& negotiators;
+        std::chrono::milliseconds negotiationTimeout;
+    };
+
+protected:
+    using ExportedCallback = agent::spf::core::ExportedCallback;
+    using Level = LoginState::Level;
+
+    explicit LoginOperations(const Parts& parts) : parts_(parts) {}
+    ~LoginOperations() = default;
+
+    login::LoginInfo getLoginInfo(const std::string& requester, int level) const;
+    login::LoginInfo getLoginInfoAndLogTELX(const std::string& requester, int level,
+                                            const std::string& telemetry) const;
+    bool isLoggedIn(const std::string& requester, int level) const;
+    login::RequestAccessTokenResponse accessTokenFor(const std::string& requester, int level) const;
+    login::RequestAccessTokenResponse accessToken() const;
+    std::string getEndpoint() const;
+    std::string getRelease() const;
+    std::string getSourceId() const;
+    std::string getCurrentSessionId() const;
+    login::detail::LoginData persistedLoginData() const;
+
+    void impersonate(std::string token, login::LoginInfo info);
+    void persistIdentity(const login::detail::LoginData& data);
+    void clearSettings();
+    void completeLogout();
+
+    boost::uuids::uuid addStatusListener(const Client& client, const ExportedCallback& callback);
+    bool removeStatusListener(const Client& client, const boost::uuids::uuid& id);
+    boost::uuids::uuid addLogoutNegotiator(const Client& client, std::string negotiatorName,
+                                           const ExportedCallback& callback);
+    bool removeLogoutNegotiator(const Client& client, const boost::uuids::uuid& id);
+    void negotiateLogout(login::NegotiationTerms terms,
+                         LaterAnswer<login::detail::NegotiationsResult> answer) const;
+    /// What a client that has gone had registered.
+    void dropRegistrations(const Client& client);
+
+    const Parts parts_;
+};
+
+} // namespace hshd

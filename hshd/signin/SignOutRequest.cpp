@@ -1,0 +1,72 @@
+#include "hshd/signin/SignOutRequest.h"
+
+#include "hshd/services/Negotiation.h"
+#include "contract/records/Utf.h"
+#include "contract/calls/Errors.h"
+
+#include <utility>
+
+namespace hshd {
+namespace {
+
+/// What those who object, or want the person asked, have to say.
+std::string reasons(const login::detail::NegotiationsResult& result) {
+    std::string text;
+    for (const auto* list : {&result.objections, &result.questions}) {
+        for (const auto& message : *list)
+            text +=
+                (text.empty() ? "" : "; ") + (message.empty() ? "no reason given" : login::toUtf8(message));
+    }
+    return text;
+}
+
+} // namespace
+
+void SignOutRequest::start() {
+    Negotiation::start(parts_.negotiators, {}, parts_.negotiationTimeout,
+                       [self = shared_from_this()](const auto& result) { self->negotiated(result); });
+}
+
+void SignOutRequest::negotiated(const login::detail::NegotiationsResult& result) {
+    if (result.accepted)
+        signOut();
+    else if (!options_.askConsent)
+        finish("The sign-out is refused: " + reasons(result));
+    else
+        parts_.front.askConsent(client_, reasons(result),
+                                [self = shared_from_this()](const auto& answer) { self->consented(answer); });
+}
+
+void SignOutRequest::consented(const PersonsAnswer& answer) {
+    if (!answer.problem.empty())
+        finish(answer.problem);
+    else if (!answer.consent)
+        finish("The person chose to stay signed in.");
+    else
+        signOut();
+}
+
+void SignOutRequest::signOut() {
+    const bool posted = parts_.stateThread.post([self = shared_from_this()] {
+        if (self->ended_.exchange(true))
+            return; // aborted: nothing is changed
+        try {
+            self->parts_.state.completeLogout();
+            if (self->options_.forgetAccount)
+                self->parts_.state.clearSettings();
+        } catch (const agent::spf::core::InvocationError& error) {
+            self->done_(error.what());
+            return;
+        }
+        self->done_({});
+    });
+    if (!posted)
+        finish("The daemon is shutting down.");
+}
+
+void SignOutRequest::finish(const std::string& error) {
+    if (!ended_.exchange(true))
+        done_(error);
+}
+
+} // namespace hshd

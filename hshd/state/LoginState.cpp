@@ -1,0 +1,193 @@
+#include "hshd/state/LoginState.h"
+
+#include "hshd/Log.h"
+#include "contract/records/NotifierUuid.h"
+#include "contract/calls/Errors.h"
+
+#include <algorithm>
+#include <sstream>
+#include <utility>
+
+namespace hshd {
+namespace {
+
+using agent::spf::core::RemoteError;
+using Level = LoginState::Level;
+
+std::string newUuidText() {
+    return login::detail::uuidText(login::detail::createUuid());
+}
+
+/// Stands in for the token that an account service would issue: 244 random bits.
+login::AccessToken newToken() {
+    return login::AccessToken("hshd." + newUuidText() + "." + newUuidText());
+}
+
+bool holds(const std::optional<SignedIn>& signedIn, Level asked) {
+    return signedIn && signedIn->info.level > Level::None && signedIn->info.level >= asked;
+}
+
+login::LoginInfo identity(const PersistentState& state) {
+    return state.signedIn ? state.signedIn->info : login::LoginInfo();
+}
+
+void logChange(const StatusChange& change) {
+    if (!logger().enabled(Severity::info))
+        return;
+    std::ostringstream text;
+    text << "Login state changed to " << change.current << " from " << change.previous;
+    logger().log(Severity::info, text.str());
+}
+
+} // namespace
+
+LoginState::LoginState(StateStore& store, std::string endpoint, Observer observer)
+    : store_(store), endpoint_(std::move(endpoint)), observer_(std::move(observer)) {
+    auto state = std::make_shared<PersistentState>(store_.load());
+    if (state->signedIn)
+        state->signedIn->info.level = std::min(state->signedIn->info.level, Level::SignedIn);
+    current_ = std::move(state);
+}
+
+LoginState::Snapshot LoginState::snapshot() const {
+    const foundation::MutexLock lock(mutex_);
+    return current_;
+}
+
+bool LoginState::isLoggedIn(Level asked) const {
+    return holds(snapshot()->signedIn, asked);
+}
+
+login::LoginInfo LoginState::loginInfo(Level asked) const {
+    const Snapshot state = snapshot();
+    return holds(state->signedIn, asked) ? state->signedIn->info : login::LoginInfo();
+}
+
+login::RequestAccessTokenResponse LoginState::accessToken(Level asked) const {
+    const Snapshot state = snapshot();
+    const auto answer = [](TokenStatus status, login::AccessToken token = {}) {
+        return login::RequestAccessTokenResponse{std::move(token), static_cast<std::int32_t>(status)};
+    };
+    if (!holds(state->signedIn, Level::None))
+        return answer(TokenStatus::NotSignedIn);
+    if (!holds(state->signedIn, asked))
+        return answer(TokenStatus::LevelTooLow);
+    return answer(TokenStatus::Granted, state->signedIn->token);
+}
+
+std::string LoginState::sessionId() const {
+    const Snapshot state = snapshot();
+    return state->signedIn ? state->signedIn->sessionId : std::string();
+}
+
+std::string LoginState::endpoint() const {
+    const Snapshot state = snapshot();
+    return state->endpoint.empty() ? endpoint_ : state->endpoint;
+}
+
+std::string LoginState::sourceId() const {
+    return snapshot()->sourceId;
+}
+
+login::detail::LoginData LoginState::persistedLoginData() const {
+    return snapshot()->remembered.value_or(login::detail::LoginData());
+}
+
+bool LoginState::signInVetoed() const {
+    return snapshot()->signInVetoed;
+}
+
+void LoginState::impersonate(login::AccessToken token, login::LoginInfo info) {
+    refuseWhenVetoed();
+    if (info.level <= Level::None)
+        throw RemoteError("cannot sign in an identity of level " +
+                          std::to_string(static_cast<int>(info.level)) +
+                          "; give it level 1 or above, or sign out with completeLogout");
+    if (!token)
+        throw RemoteError(
+            "cannot sign in without an access token; pass the one that was issued to the identity");
+    PersistentState next = *snapshot();
+    next.signedIn = SignedIn{std::move(info), std::move(token), newUuidText()};
+    commit(std::move(next));
+}
+
+void LoginState::signIn(login::LoginInfo info, bool remember) {
+    login::detail::LoginData data;
+    data.info = info;
+    data.refreshToken = newUuidText();
+    data.rememberMe = true;
+    impersonate(newToken(), std::move(info));
+    if (!remember)
+        return;
+    PersistentState next = *snapshot();
+    next.remembered = std::move(data);
+    commit(std::move(next));
+}
+
+void LoginState::completeLogout() {
+    PersistentState next = *snapshot();
+    next.signedIn.reset();
+    next.remembered.reset();
+    commit(std::move(next));
+}
+
+void LoginState::persistIdentity(const login::detail::LoginData& data) {
+    PersistentState next = *snapshot();
+    next.remembered = data;
+    if (!data.endpoint.empty())
+        next.endpoint = data.endpoint;
+    if (data.info.level >= Level::SignedIn) {
+        refuseWhenVetoed();
+        const bool sameUser = next.signedIn && next.signedIn->info.userId == data.info.userId;
+        const Level level = sameUser ? std::max(next.signedIn->info.level, data.info.level) : data.info.level;
+        if (!sameUser)
+            next.signedIn = SignedIn{{}, newToken(), newUuidText()};
+        next.signedIn->info = data.info;
+        next.signedIn->info.level = level;
+    }
+    commit(std::move(next));
+}
+
+void LoginState::clearSettings() {
+    PersistentState next = *snapshot();
+    next.remembered.reset();
+    next.endpoint.clear();
+    commit(std::move(next));
+}
+
+void LoginState::vetoSignIn(bool vetoed) {
+    PersistentState next = *snapshot();
+    next.signInVetoed = vetoed;
+    commit(std::move(next));
+}
+
+void LoginState::refuseWhenVetoed() const {
+    if (signInVetoed())
+        throw RemoteError("sign-in is vetoed; lift the veto with vetoSignIn(false) first");
+}
+
+void LoginState::commit(PersistentState next) {
+    Snapshot previous = snapshot();
+    if (next == *previous)
+        return;
+    try {
+        store_.save(next);
+    } catch (const sqlite::Error& error) {
+        logger().log(Severity::severe, std::string("Could not save the state: ") + error.what());
+        throw RemoteError(std::string("the daemon could not save its state, so nothing was changed: ") +
+                          error.what());
+    }
+    const bool changed = next.signedIn != previous->signedIn;
+    const StatusChange change{identity(next), identity(*previous)};
+    auto saved = std::make_shared<const PersistentState>(std::move(next));
+    {
+        const foundation::MutexLock lock(mutex_);
+        current_.swap(saved);
+    }
+    if (changed) {
+        logChange(change);
+        observer_(change);
+    }
+}
+
+} // namespace hshd

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "contract/records/AccessToken.h"
+#include "contract/records/LoginData.h"
+#include "contract/records/LoginInfo.h"
+
+#include <optional>
+#include <string>
+
+namespace hshd {
+
+/// A signed-in identity. Holds a secret: never logged.
+struct SignedIn {
+    login::LoginInfo info;
+    login::AccessToken token;
+    std::string sessionId; ///< a uuid's text, new with each sign-in
+
+    bool operator==(const SignedIn&) const = default;
+};
+
+/// Everything that a daemon remembers from one run to the next. Holds secrets: never logged.
+struct PersistentState {
+    std::string sourceId; ///< a uuid's text, made once for a state directory
+    std::string endpoint; ///< the one of the last identity persisted; empty when it named none
+    bool signInVetoed = false;
+    std::optional<SignedIn> signedIn;
+    std::optional<login::detail::LoginData> remembered;
+
+    bool operator==(const PersistentState&) const = default;
+};
+
+} // namespace hshd

@@ -1,9 +1,0 @@
-#include "platform/daemon/Release.h"
-
-namespace hshd {
-
-const char* release() noexcept {
-    return HSHD_RELEASE;
-}
-
-} // namespace hshd

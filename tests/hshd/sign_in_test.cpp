@@ -1,0 +1,173 @@
+// Requests of the interactive service, against a front and a client that do what a test tells them to.
+
+#include "hshd/identity/PasswordHash.h"
+#include "hshd/services/InteractiveService.h"
+#include "tests/hshd/Fakes.h"
+#include "tests/support/Recorded.h"
+
+using namespace hshd::test;
+using hshd::InteractiveService;
+using hshd::PersonsAnswer;
+
+namespace {
+
+/// Keeps the questions; a test answers them.
+class FakeFront : public hshd::SignInFront {
+public:
+    bool supportsWebRedirect() const override { return true; }
+    void askCredentials(const hshd::Client&, const hshd::CredentialQuestion& question,
+                        Answered answered) override {
+        asked_.add({question.account + "|" + question.message, std::move(answered)});
+    }
+    void askConsent(const hshd::Client&, const std::string& message, Answered answered) override {
+        asked_.add({"|consent: " + message, std::move(answered)});
+    }
+    /// Waits for the question with that number, from 0.
+    std::string question(std::size_t number) const { return asked_.at(number).first; }
+    void answer(std::size_t number, PersonsAnswer answer) const {
+        asked_.at(number).second(std::move(answer));
+    }
+    void type(std::size_t number, const std::string& account, const std::string& password) {
+        answer(number, {"", account, hshd::Secret(password), false});
+    }
+
+private:
+    Recorded<std::pair<std::string, Answered>> asked_;
+};
+
+struct SignIn : Test {
+    Parts parts;
+    FakeFront front;
+    hshd::Accounts accounts =
+        hshd::Accounts::parse(R"({"accounts": [{"name": "ada", "passwordHash": ")" +
+                                  hshd::password::hash("right") + R"("}, {"name": "nopass"}]})",
+                              "accounts");
+    InteractiveService service{
+        {parts.state, parts.stateThread, parts.negotiators, accounts, front, generous}};
+    Peer peer{service};
+    RecordingLog log;
+
+    Recorded<GenericPayload> outcomes; ///< that the client was told
+
+    SignIn() {
+        peer.client->onAsked = [this](FakeClient::Asked& asked) { outcomes.add(std::move(asked.arguments)); };
+    }
+    ~SignIn() override {
+        service.stop();
+        parts.stateThread.drain();
+    }
+
+    Outcome signIn(int level = 2, const std::string& options = "{}") {
+        return peer.call<void(std::string, ExportedCallback, int, std::string)>(
+            "requestLoginAsync", std::string("test"), exported<void(LoginInfo, std::string)>(), level,
+            options);
+    }
+    Outcome signOut(const std::string& options = "{}") {
+        return peer.call<void(ExportedCallback, std::string)>("requestLogoutWithOptionsAsync",
+                                                              exported<void(std::string)>(), options);
+    }
+    Outcome abort() { return peer.call<void()>("abort"); }
+    /// An outcome's error text.
+    std::string told(std::size_t number) {
+        const auto arguments = outcomes.at(number);
+        return arguments.get<std::string>(arguments.size() - 1);
+    }
+};
+
+} // namespace
+
+TEST_F(SignIn, ThePersonHasThreeTriesAndIsToldNothingOfNames) {
+    EXPECT_FALSE(signIn(2, R"({"accountHint": "ada", "rememberMe": true})").error);
+    EXPECT_EQ(front.question(0), "ada|");
+    EXPECT_EQ(signIn().error, ErrorKind::Refused) << "one at a time";
+    front.type(0, "ada", "wrong");
+    EXPECT_EQ(front.question(1), "ada|Wrong account name or password.");
+    front.type(1, "ada", "right");
+    EXPECT_EQ(told(0), "");
+    EXPECT_EQ(outcomes.at(0).get<LoginInfo>(0).userId, u"ada");
+    EXPECT_TRUE(parts.state.persistedLoginData().rememberMe);
+    signIn();
+    EXPECT_EQ(told(1), "") << "who is signed in is not asked again";
+
+    std::vector<std::string> endings;
+    for (const char* account : {"ada", "nobody", "nopass"}) {
+        const auto first = 2 + 3 * endings.size();
+        signIn(2, R"({"forcePrompt": true})");
+        for (std::size_t i = 0; i < 3; ++i)
+            front.type(first + i, account, "right!");
+        endings.push_back(told(2 + endings.size()));
+    }
+    EXPECT_THAT(endings, Each("Wrong account name or password."));
+    EXPECT_FALSE(log.mentions("right!"));
+    EXPECT_FALSE(log.mentions("nobody"));
+    signIn(3);
+    front.type(11, "ada", "right");
+    EXPECT_THAT(told(5), HasSubstr("takes more than a password"));
+}
+
+TEST_F(SignIn, WhateverEndsItEndsItOnce) {
+    signIn();
+    front.answer(0, {"Nobody answered in time.", "", {}, false});
+    EXPECT_EQ(told(0), "Nobody answered in time.");
+    signIn();
+    front.question(1);
+    abort();
+    EXPECT_EQ(told(1), "The request was aborted.");
+    front.type(1, "ada", "right"); // too late
+    signIn();
+    front.question(2);
+    service.onDisconnected(peer.client);
+    EXPECT_EQ(told(2), "The program that asked is gone.");
+    parts.state.vetoSignIn(true);
+    signIn();
+    EXPECT_THAT(told(3), HasSubstr("vetoed"));
+    EXPECT_EQ(signIn(2, "[]").error, ErrorKind::Malformed);
+    EXPECT_EQ(signIn(2, R"({"rememberMe": 1})").error, ErrorKind::Malformed);
+    service.stop();
+    EXPECT_EQ(outcomes.all().size(), 4u);
+    EXPECT_EQ(parts.state.loginInfo(LoginInfo::Level::SignedIn), LoginInfo());
+}
+
+TEST_F(SignIn, ASignOutIsNegotiatedAndThenThePersonsToDecide) {
+    parts.state.signIn(person(u"eve"), true);
+    Peer other(parts, "other");
+    other.negotiate("editor");
+    const auto object = [&](std::size_t number) {
+        ASSERT_GT(other.client->asked.size(), number);
+        other.client->asked[number].handler.onValue(
+            GenericPayload::of(NegotiatorResponse{login::Negotiator::Position::Object, u"unsaved"}));
+    };
+    signOut(R"({"askConsent": false})");
+    object(0);
+    EXPECT_EQ(told(0), "The sign-out is refused: unsaved");
+    signOut();
+    object(1);
+    EXPECT_EQ(front.question(0), "|consent: unsaved");
+    front.answer(0, {"", "", {}, false});
+    EXPECT_EQ(told(1), "The person chose to stay signed in.");
+    EXPECT_EQ(parts.state.loginInfo(LoginInfo::Level::SignedIn), person(u"eve"));
+    signOut();
+    object(2);
+    front.answer(1, {"", "", {}, true});
+    EXPECT_EQ(told(2), "");
+    EXPECT_EQ(parts.state.loginInfo(LoginInfo::Level::SignedIn), LoginInfo());
+    EXPECT_TRUE((peer.call<bool()>("supportsWebRedirect").as<bool>()));
+}
+
+TEST(SignInThrottle, HoldsRepeatedFailuresBackAndForgetsThem) {
+    auto now = hshd::SignInThrottle::Clock::now();
+    hshd::SignInThrottle throttle([&now] { return now; });
+    std::vector<milliseconds> delays;
+    for (int i = 0; i < 10; ++i) {
+        delays.push_back(throttle.delay("ada"));
+        throttle.failed("ada");
+    }
+    EXPECT_THAT(delays, ElementsAre(0ms, 0ms, 0ms, 1s, 2s, 4s, 8s, 16s, 30s, 30s));
+    EXPECT_EQ(throttle.delay("bob"), 0ms);
+    now += 11min;
+    EXPECT_EQ(throttle.delay("ada"), 0ms);
+    for (int i = 0; i < 4; ++i)
+        throttle.failed("ada");
+    throttle.succeeded("ada");
+    EXPECT_EQ(throttle.delay("ada"), 0ms);
+}

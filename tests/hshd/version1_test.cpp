@@ -1,0 +1,66 @@
+// What version 1 has of its own.
+
+#include "hshd/services/LoginServiceV1.h"
+#include "hshd/signin/PromptFront.h"
+#include "tests/hshd/Fakes.h"
+
+#include <boost/optional/optional.hpp>
+
+using namespace hshd::test;
+
+namespace {
+
+struct Version1 : Test {
+    Parts parts;
+    hshd::Accounts accounts = hshd::Accounts::parse(R"({"accounts": [{"name": "ada"}]})", "accounts");
+    hshd::Registrations prompts;
+    hshd::PromptFront front{prompts, generous};
+    hshd::InteractiveService interactive{
+        {parts.state, parts.stateThread, parts.negotiators, accounts, front, generous}};
+    hshd::LoginServiceV1 service{
+        {parts.state, parts.stateThread, parts.listeners, parts.negotiators, generous}, interactive};
+    Peer peer{service, "old"};
+
+    ~Version1() override {
+        interactive.stop();
+        parts.stateThread.drain();
+    }
+};
+
+} // namespace
+
+TEST_F(Version1, TellsAndAsksInItsOwnForms) {
+    using boost::optional;
+    const auto& asked = peer.client->asked;
+    peer.call<uuid(ExportedCallback)>("addStatusListener", exported<void(optional<LoginInfo>)>());
+    peer.call<uuid(ExportedCallback)>("addStatusListenerV2", exported<void(LoginInfo, LoginInfo)>());
+    EXPECT_EQ((peer.call<uuid(ExportedCallback)>("addLogoutVetoer", exported<void()>()).error),
+              ErrorKind::Refused);
+    const auto vetoer = peer.call<uuid(ExportedCallback)>("addLogoutVetoer", exported<bool()>()).as<uuid>();
+    EXPECT_FALSE(
+        (peer.call<void(std::string, LoginInfo)>("impersonate", std::string("token"), person(u"ada")).error));
+    ASSERT_EQ(asked.size(), 2u);
+    EXPECT_TRUE(asked[0].arguments.get<optional<LoginInfo>>(0) == person(u"ada"));
+    EXPECT_EQ(asked[1].arguments.get<LoginInfo>(1), LoginInfo());
+    EXPECT_EQ((peer.call<std::string(std::string, int)>("requestAccessToken", std::string("me"), 2)
+                   .as<std::string>()),
+              "token");
+    EXPECT_EQ((peer.call<std::string(std::string, int)>("requestAccessToken", std::string("me"), 3)
+                   .as<std::string>()),
+              "");
+    auto vetoed = peer.begin<bool()>("isLogoutVetoed");
+    ASSERT_EQ(asked.size(), 3u);
+    EXPECT_EQ(asked[2].arguments.size(), 0u);
+    asked[2].handler.onValue(GenericPayload::of(true));
+    EXPECT_TRUE(waitFor(std::move(vetoed)).as<bool>());
+    EXPECT_TRUE((peer.call<bool(uuid)>("removeLogoutVetoer", vetoer).as<bool>()));
+    EXPECT_FALSE((peer.call<bool()>("isLogoutVetoed").as<bool>()));
+    prompts.add(peer.client, login::detail::createUuid());
+    peer.call<void(std::string, ExportedCallback, int, std::string)>("requestLoginAsync", std::string("me"),
+                                                                     exported<void(LoginInfo, std::string)>(),
+                                                                     3, std::string("{}"));
+    EXPECT_THAT(asked.at(3).arguments.get<std::string>(0), HasSubstr("credentials"));
+    service.onDisconnected(peer.client);
+    EXPECT_EQ(asked.at(4).arguments.get<std::string>(1), "The program that asked is gone.");
+    EXPECT_TRUE(parts.listeners.all().empty());
+}

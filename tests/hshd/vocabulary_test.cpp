@@ -1,0 +1,71 @@
+#include "tests/hshd/Fakes.h"
+#include "tests/support/Vocabulary.h"
+
+using namespace hshd::test;
+
+namespace {
+
+struct Vocabulary : Test {
+    Parts parts;
+    Peer peer{parts};
+    std::map<std::string, Row> vocabulary = goldenVocabulary("ZelkorLogin-v2.1");
+};
+
+TEST_F(Vocabulary, EveryMethodIsKnownUnderItsSignatureAndNoOther) {
+    for (const auto& [name, row] : vocabulary) {
+        // Too many arguments: far enough to see that the signature is accepted.
+        const auto tooMany = GenericPayload::of(1, 2, 3, 4);
+        EXPECT_EQ(waitFor(peer.send(name, row.descriptor, tooMany)).error, ErrorKind::Malformed) << name;
+        const Outcome refused = waitFor(peer.send(name, R"({"name":"other"})", {}));
+        EXPECT_EQ(refused.error, ErrorKind::Refused);
+        EXPECT_THAT(refused.text, AllOf(HasSubstr("`" + name + "`"), HasSubstr(row.descriptor),
+                                        HasSubstr(R"({"name":"other"})")));
+    }
+}
+
+TEST_F(Vocabulary, WhatDoesNotFitIsRefusedWithAReason) {
+    const Outcome unknown = peer.call<bool()>("isLogoutVetoed");
+    EXPECT_EQ(unknown.error, ErrorKind::Refused);
+    EXPECT_THAT(unknown.text, AllOf(HasSubstr("ZelkorLogin 2.1"), HasSubstr("`isLogoutVetoed`"),
+                                    HasSubstr(R"("return":{"bool":0})")));
+    const std::string huge(1U << 18U, 'x');
+    EXPECT_LT(waitFor(peer.send(huge, huge, {})).text.size(), 4096U)
+        << "a peer must not get back all it sent";
+
+    const Outcome otherType = waitFor(peer.send("impersonate", vocabulary.at("impersonate").descriptor,
+                                                GenericPayload::of(std::string("secret"), 5)));
+    EXPECT_EQ(otherType.error, ErrorKind::Malformed);
+    EXPECT_EQ(otherType.text, "argument 1 of `impersonate` is not of the type that its descriptor says");
+
+    const auto bad = exported<bool()>();
+    EXPECT_THAT(peer.call<uuid(ExportedCallback)>("addStatusListener", bad).text,
+                HasSubstr("expected descriptor"));
+    const auto added =
+        peer.call<uuid(std::string, ExportedCallback)>("addLogoutNegotiator", std::string("n"), bad);
+    EXPECT_EQ(added.error, ErrorKind::Refused);
+    EXPECT_TRUE(parts.listeners.all().empty() && parts.negotiators.all().empty());
+}
+
+TEST_F(Vocabulary, QueriesAnswerFromTheState) {
+    const std::string app = "app";
+    EXPECT_EQ(peer.ask<RequestAccessTokenResponse>("getAccessToken").status, 401);
+    LoginData data;
+    data.info = person(u"ada");
+    data.deviceId = "device";
+    peer.call<void(LoginData)>("persistIdentity", data);
+    EXPECT_EQ(peer.ask<RequestAccessTokenResponse>("getAccessToken"), parts.state.accessToken(Level(2)));
+    EXPECT_EQ(peer.ask<std::string>("getEndpoint"), "https://configured.example");
+    EXPECT_EQ(peer.ask<std::string>("getRelease"), hshd::release());
+    EXPECT_EQ(peer.ask<std::string>("getSourceId"), parts.state.sourceId());
+    EXPECT_EQ(peer.ask<std::string>("getCurrentSessionId"), parts.state.sessionId());
+    EXPECT_EQ(peer.ask<LoginData>("getPersistedLoginData"), data);
+    EXPECT_EQ(peer.ask<LoginInfo>("getLoginInfoAndLogTELX", app, 2, app), data.info);
+    EXPECT_TRUE(peer.ask<bool>("isLoggedIn", app, 2));
+    EXPECT_FALSE(peer.ask<bool>("isLoggedIn", app, 3));
+    peer.call<void()>("clearSettings");
+    peer.call<void(bool)>("vetoSignIn", true);
+    EXPECT_TRUE(peer.ask<bool>("shouldVetoSignIn"));
+    EXPECT_EQ(parts.state.persistedLoginData(), LoginData());
+}
+
+} // namespace

@@ -1,0 +1,305 @@
+// Registrations against daemons that come, go, misbehave and replace each other, and functions that
+// misbehave.
+
+#include "module/v1/ZelkorLoginImpl.h"
+#include "module/v2/ZelkorLogin.h"
+#include "tests/module/RegistrationFixture.h"
+#include "tests/support/OneThread.h"
+#include "tests/support/Rounds.h"
+
+#include <array>
+
+namespace {
+
+using namespace login;
+using namespace zelkor::test;
+
+class Registrations : public TestWithParam<ServiceVersion> {
+protected:
+    LedgerDaemon makeDaemon(std::optional<int> ranking = {}) {
+        return {framework.context(), GetParam(), ranking};
+    }
+    void settle() { ASSERT_TRUE(executor.settles()); }
+    void appear(LedgerDaemon& daemon) {
+        daemon.fake().appear();
+        settle();
+    }
+    void disappear(LedgerDaemon& daemon) {
+        daemon.fake().disappear();
+        settle();
+    }
+    std::vector<Registered> make(int count) {
+        std::vector<Registered> made;
+        for (int i = 0; i < count; ++i)
+            made.push_back(Registered::make(*client, i % Registered::kinds));
+        return made;
+    }
+    /// The daemon has each once, and what it has leads to them.
+    static void expectEachOnce(LedgerDaemon& daemon, const std::vector<Registered>& registered) {
+        ASSERT_EQ(daemon.live(), registered.size());
+        for (const auto& one : registered)
+            *one.called = 0;
+        ASSERT_EQ(daemon.deliverAll(), 0);
+        for (const auto& one : registered)
+            ASSERT_EQ(*one.called, 1);
+    }
+
+    RecordingLog log{GetParam().component};
+    TestFramework framework;
+    OneThread executor;
+    std::shared_ptr<ZelkorLogin> client = GetParam().makeClient(executor);
+};
+
+TEST_P(Registrations, EachOfAThousandDaemonsHasEachRegistrationOnce) {
+    auto registered = make(100); // while there is no daemon
+    EXPECT_GE(log.linesAt(16).size(), registered.size());
+    std::vector<Registered> removed;
+    for (int generation = 0; generation < 1000; ++generation) {
+        SCOPED_TRACE(generation);
+        auto daemon = makeDaemon();
+        const auto theNth = 1 + generation % 100;
+        std::jthread beside;
+        const int story = generation % 6;
+        if (story == 3) // one registration fails
+            daemon.beforeAdd([&](int add) { return add != theNth; });
+        if (story == 4) // the daemon dies in the middle
+            daemon.beforeAdd([&](int add) {
+                if (add == theNth)
+                    daemon.fake().disappear();
+                return add < theNth;
+            });
+        if (story == 5) // others register and remove meanwhile
+            daemon.beforeAdd([&](int add) {
+                if (add == theNth)
+                    beside =
+                        std::jthread([&, add] { EXPECT_TRUE(Registered::make(*client, add % 4).remove()); });
+                return true;
+            });
+        appear(daemon);
+        if (beside.joinable())
+            beside.join();
+        switch (story) {
+        case 3:
+            ASSERT_EQ(daemon.live(), GetParam().failureEndsReplay ? static_cast<std::size_t>(theNth - 1)
+                                                                  : registered.size() - 1);
+            break;
+        case 4:
+            break;
+        default:
+            ASSERT_NO_FATAL_FAILURE(expectEachOnce(daemon, registered));
+        }
+        if (story != 5 && !(GetParam().failureEndsReplay && (story == 3 || story == 4))) {
+            ASSERT_EQ(daemon.added(), 100);
+        }
+        if (story == 1) { // a better one takes over
+            auto better = makeDaemon(10);
+            appear(better);
+            ASSERT_NO_FATAL_FAILURE(expectEachOnce(better, registered));
+            disappear(daemon);
+            ASSERT_EQ(better.added(), 100);
+            disappear(better);
+        }
+        if (story == 2) { // a worse one comes along
+            auto worse = makeDaemon(-10);
+            appear(worse);
+            EXPECT_EQ(worse.added(), 0);
+            ASSERT_EQ(daemon.live(), registered.size());
+            disappear(worse);
+        }
+        auto& victim = registered[static_cast<std::size_t>(generation) % registered.size()];
+        ASSERT_TRUE(victim.remove());
+        ASSERT_FALSE(victim.remove());
+        removed.push_back(victim);
+        *victim.called = 0;
+        victim = Registered::make(*client, generation % Registered::kinds);
+        if (story == 0) {
+            ASSERT_NO_FATAL_FAILURE(expectEachOnce(daemon, registered));
+        }
+        disappear(daemon);
+        log.clear();
+    }
+    for (const auto& one : removed)
+        EXPECT_EQ(*one.called, 0);
+}
+
+TEST_P(Registrations, FoundIsNotReadyAndTheNextDaemonRepairsIt) {
+    const auto registered = make(8);
+    log.clear();
+    {
+        auto daemon = makeDaemon();
+        daemon.beforeAdd([](int) { return false; });
+        daemon.fake().on("getLoginInfo", [](const auto& call) { call.fail("not yet"); });
+        appear(daemon);
+        EXPECT_EQ(log.count(512, "Failed getting LoginInfo on HSH restart."), 1u);
+        // found, each registration that was tried, the identity
+        EXPECT_EQ(log.linesAt(16).size(), GetParam().failureEndsReplay ? 3u : 1 + 8 + 1u);
+        for (const auto& one : registered)
+            EXPECT_EQ(*one.called, 0);
+        disappear(daemon);
+    }
+    auto daemon = makeDaemon();
+    appear(daemon);
+    expectEachOnce(daemon, registered);
+}
+
+TEST_P(Registrations, ARefreshCallsEachListenerWhateverTheOthersThrow) {
+    std::vector<Registered> registered;
+    for (int i = 0; i < 8; ++i)
+        registered.push_back(Registered::make(*client, i % 2, [i] {
+            if (i % 3 == 1)
+                throw std::runtime_error("listener");
+            if (i % 3 == 2)
+                throw 7;
+        }));
+    auto daemon = makeDaemon();
+    appear(daemon);
+    for (const auto& one : registered)
+        EXPECT_EQ(*one.called, 1);
+    EXPECT_EQ(log.count(512, "Failed updating status listeners on HSH restart."), 5u);
+}
+
+TEST_P(Registrations, AListenerThatBlocksHoldsUpNoOther) {
+    foundation::concurrent::threadpool::Executor roomy{
+        {.minThreads = 1, .maxThreads = 2, .idleTimeout = 30s, .name = "roomy"}};
+    client = GetParam().makeClient(roomy);
+    std::promise<void> goOn;
+    const auto blocking = Registered::make(*client, 1, [done = goOn.get_future().share()] { done.wait(); });
+    const auto other = Registered::make(*client, 2);
+    std::array<LedgerDaemon, 3> daemons{makeDaemon(), makeDaemon(), makeDaemon()};
+    for (auto& daemon : daemons) {
+        daemon.fake().appear();
+        ASSERT_TRUE(eventually([&] { return daemon.live() == 2; }));
+        ASSERT_TRUE(eventually([&] { return *blocking.called == 1; }));
+        daemon.fake().disappear();
+    }
+    goOn.set_value();
+    ASSERT_TRUE(eventually([&] { return *blocking.called == 3; }));
+    client.reset();
+}
+
+TEST_P(Registrations, AFunctionMayDoWhatItLikesWhileItsClientWaitsForIt) {
+    // The client's own call holds the state lock until every function has answered, as in a negotiation.
+    using Deed = std::function<void(ZelkorLogin&, const Registered&)>;
+    const std::vector<Deed> deeds{
+        [](auto&, auto&) { throw std::runtime_error("thrown"); },
+        [](auto&, auto&) { throw 7; },
+        [](auto& own, auto&) {
+            EXPECT_EQ(own.getLoginInfo("from within", LoginInfo::Level::SignedIn), someone());
+        },
+        [](auto& own, auto&) { EXPECT_TRUE(Registered::make(own, 2).remove()); },
+        [](auto&, auto& self) {
+            EXPECT_TRUE(self.remove());
+            EXPECT_FALSE(self.remove());
+        },
+    };
+    auto daemon = makeDaemon();
+    daemon.fake().answer("getLoginInfo", someone());
+    appear(daemon);
+    for (std::size_t deed = 0; deed < deeds.size(); ++deed) {
+        std::vector<Registered> registered(Registered::kinds);
+        for (int kind = 0; kind < Registered::kinds; ++kind) {
+            auto& self = registered[static_cast<std::size_t>(kind)];
+            self = Registered::make(*client, kind, [&, deed] { deeds[deed](*client, self); });
+        }
+        daemon.fake().hold("impersonate");
+        std::jthread waiting([&] { client->impersonate(AccessToken("t"), someone()); });
+        ASSERT_TRUE(daemon.fake().waitForHeld(1));
+        auto delivered = std::async(std::launch::async, [&] { return daemon.deliverAll(); });
+        ASSERT_TRUE(comes(delivered)) << "deed " << deed;
+        EXPECT_EQ(delivered.get(), deed < 2 ? Registered::kinds : 0);
+        if (deed == 4)
+            daemon.deliverAll(); // the daemon does not know yet; they are not called any more
+        daemon.fake().release();
+        waiting.join();
+        settle();
+        EXPECT_EQ(daemon.live(), deed == 4 ? 0u : registered.size());
+        for (const auto& one : registered) {
+            EXPECT_EQ(*one.called, 1);
+            EXPECT_EQ(one.remove(), deed != 4);
+        }
+        EXPECT_EQ(daemon.live(), 0u);
+    }
+}
+
+TEST_P(Registrations, NoDeliveryThatStartsAfterARemovalReachesTheFunction) {
+    auto daemon = makeDaemon();
+    appear(daemon);
+    struct Round {
+        LedgerDaemon::Registration registration;
+        std::atomic<bool> removed{false};
+    };
+    static thread_local bool late = false;
+    std::atomic<int> violations{0};
+    std::mutex mutex;
+    auto current = std::make_shared<Round>();
+    auto deliverers = startThreads(3, [&](std::stop_token stop, int) {
+        while (!stop.stop_requested()) {
+            std::unique_lock lock(mutex);
+            const auto round = current;
+            lock.unlock();
+            late = round->removed;
+            try {
+                daemon.fake().callbacks()->invoke(round->registration.callback, {},
+                                                  GetParam().argumentsFor(round->registration.method));
+            } catch (const agent::spf::core::RefusedError&) {
+                // gone already
+            }
+        }
+    });
+    const int count = rounds(500);
+    for (int i = 0; i < count; ++i) {
+        const int kind = i % Registered::kinds;
+        const auto one = Registered::make(*client, kind, [&] { violations += late; });
+        const auto round = std::make_shared<Round>();
+        round->registration = daemon.last();
+        {
+            const std::scoped_lock lock(mutex);
+            current = round;
+        }
+        if (i % 2)
+            eventually([&] { return *one.called > 0; });
+        ASSERT_TRUE(one.remove());
+        round->removed = true;
+        daemon.fake().forgetCalls();
+        log.clear();
+    }
+    deliverers.clear();
+    EXPECT_EQ(violations, 0);
+    EXPECT_EQ(daemon.live(), 0u);
+}
+
+ServiceVersion version2() {
+    return {{"ZelkorLogin", 2, 1},
+            "login.spf.ZelkorLogin",
+            [](auto& executor) {
+                return std::make_shared<login::spf::ZelkorLogin>(configuration(10, 0), nullptr, executor);
+            },
+            false,
+            [](const std::string& method) {
+                return method == "addStatusListener" ? GenericPayload::of(someone(), LoginInfo())
+                                                     : GenericPayload::of(NegotiationTerms{1});
+            }};
+}
+
+ServiceVersion version1() {
+    return {{"ZelkorLogin", 1, 7},
+            "login.ZelkorLoginImpl",
+            [](auto& executor) {
+                return std::make_shared<ZelkorLoginImpl>(configuration(10, 0), nullptr, executor);
+            },
+            true,
+            [](const std::string& method) {
+                if (method == "addStatusListener")
+                    return GenericPayload::of(boost::optional<LoginInfo>(someone()));
+                if (method == "addStatusListenerV2")
+                    return GenericPayload::of(someone(), LoginInfo());
+                return method == "addLogoutVetoer" ? GenericPayload()
+                                                   : GenericPayload::of(NegotiationTerms{1});
+            }};
+}
+
+INSTANTIATE_TEST_SUITE_P(Versions, Registrations, Values(version2(), version1()), [](const auto& version) {
+    return "V" + std::to_string(version.param.identity.version);
+});
+
+} // namespace

@@ -1,0 +1,130 @@
+#include "contract/calls/CallbackScope.h"
+#include "module/runtime/StateLock.h"
+#include "module/runtime/WaitDeadline.h"
+#include "tests/support/Testing.h"
+
+namespace {
+
+using namespace agent::spf::cppmsclientutils;
+using namespace zelkor::test;
+
+/// Threads that share the lock without ever pausing, so that it is never free.
+class Sharers {
+public:
+    explicit Sharers(StateLock& state)
+        : threads_(startThreads(4, [this, &state](std::stop_token stop, int) {
+              while (!stop.stop_requested()) {
+                  SharedHold hold(state);
+                  const auto mine = ++rounds;
+                  // Goes only when another has come in, or would have if it did not stand back.
+                  eventually([&] {
+                      return rounds != mine || state.exclusiveWaiters() != 0 || stop.stop_requested();
+                  });
+              }
+          })) {}
+
+private:
+    std::atomic<unsigned> rounds{0};
+    std::vector<std::jthread> threads_;
+};
+
+TEST(StateLock, NeitherSideStarvesTheOther) {
+    StateLock state;
+    std::promise<void> done;
+    std::jthread exclusive;
+    {
+        Sharers sharers(state);
+        exclusive = std::jthread([&] {
+            for (int i = 0; i < 200; ++i)
+                ExclusiveHold hold(state);
+            done.set_value();
+        });
+        ASSERT_TRUE(comes(done.get_future()));
+    }
+    auto holders = startThreads(3, [&](std::stop_token stop, int) {
+        while (!stop.stop_requested())
+            ExclusiveHold hold(state);
+    });
+    for (int i = 0; i < 200; ++i)
+        SharedHold hold(state);
+}
+
+TEST(StateLock, ThoseWhoComeLaterStandBackForAWaiterButCallbacksDoNot) {
+    for (int round = 0; round < 50; ++round) {
+        StateLock state;
+        std::mutex orderMutex;
+        std::string order;
+        const auto note = [&](char c) {
+            const std::scoped_lock lock(orderMutex);
+            order += c;
+        };
+        std::jthread exclusive, latecomer, callback;
+        {
+            SharedHold first(state);
+            exclusive = std::jthread([&] {
+                ExclusiveHold hold(state);
+                note('X');
+            });
+            ASSERT_TRUE(eventually([&] { return state.exclusiveWaiters() == 1; }));
+            std::promise<void> callbackWasIn;
+            callback = std::jthread([&] {
+                const agent::spf::core::CallbackScope scope;
+                SharedHold hold(state);
+                note('C');
+                callbackWasIn.set_value();
+            });
+            std::atomic<bool> onItsWay{false};
+            latecomer = std::jthread([&] {
+                onItsWay = true;
+                SharedHold hold(state);
+                note('L');
+            });
+            ASSERT_TRUE(eventually([&] { return onItsWay.load(); }));
+            // With the first holder still in: the callback cannot wait for it, it may be what it waits for.
+            ASSERT_TRUE(comes(callbackWasIn.get_future()));
+        }
+        for (auto* thread : {&exclusive, &callback, &latecomer})
+            thread->join();
+        ASSERT_EQ(order, "CXL");
+    }
+}
+
+TEST(StateLock, AnExclusiveWaiterOfAConditionComesBackInAgainstSharersThatNeverPause) {
+    StateLock state;
+    std::condition_variable_any condition;
+    bool flag = false;
+    std::promise<void> done;
+    std::jthread waiter([&] {
+        ExclusiveHold hold(state);
+        GatedRelock relock(state, hold.lock());
+        waitUntil(condition, relock, WaitDeadline(generousLimit), [&] { return flag; });
+        EXPECT_TRUE(hold.lock().owns_lock());
+        done.set_value();
+    });
+    Sharers sharers(state);
+    {
+        ExclusiveHold hold(state);
+        flag = true;
+    }
+    condition.notify_all();
+    ASSERT_TRUE(comes(done.get_future()));
+}
+
+TEST(StateLock, ReleasesWhatWasLeftForLaterOutsideItself) {
+    StateLock state;
+    struct Foreign {
+        explicit Foreign(StateLock& lock) : state(lock) {}
+        ~Foreign() { ExclusiveHold hold(state); } // deadlocks when run under the lock
+        StateLock& state;
+    };
+    ExclusiveHold hold(state);
+    state.releaseLater(std::make_shared<Foreign>(state));
+}
+
+TEST(StateLock, RefusesSomebodyElsesLock) {
+    StateLock state, other;
+    ExclusiveHold elsewhere(other);
+    EXPECT_THROW(state.verify(elsewhere.lock()), std::system_error);
+}
+
+} // namespace

@@ -1,0 +1,215 @@
+#include "Fixture.h"
+#include "RawPeer.h"
+#include "transport/wire/PayloadCodec.h"
+
+#include <random>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+namespace transport_test {
+
+namespace {
+
+Bytes noise(std::size_t size) {
+    std::minstd_rand random(static_cast<unsigned>(size));
+    Bytes bytes(size);
+    for (auto& byte : bytes)
+        byte = static_cast<std::byte>(random());
+    return bytes;
+}
+
+Bytes headerOf(std::uint32_t bodyBytes) {
+    Bytes bytes(8);
+    wire::FrameBuffer::writeHeader(bytes.data(), bodyBytes);
+    return bytes;
+}
+
+Bytes withBrokenBody(Bytes bytes) {
+    std::fill(bytes.begin() + 24, bytes.end(), std::byte{0xff}); // pointers to nowhere
+    return bytes;
+}
+
+struct BadClient : Connection {
+    void expectOthersGoOn() { EXPECT_EQ(callAndHelp<int>(*invokable, "m", 3), 3); }
+    RawPeer stranger() { return RawPeer(directory / "s"); }
+    /// A client past its hello.
+    RawPeer greeted() {
+        auto peer = stranger();
+        peer.send(fillHello);
+        EXPECT_TRUE(peer.receive([](auto message) { EXPECT_TRUE(message.isWelcome()); }));
+        return peer;
+    }
+    /// What the daemon says to such a hello before it closes.
+    std::string goodbyeTo(const std::function<void(wire::Hello::Builder)>& change = [](auto) {}) {
+        auto peer = stranger();
+        peer.send([&](auto message) {
+            fillHello(message);
+            change(message.getHello());
+        });
+        std::string text;
+        peer.receive([&](auto message) { text = wire::textOf(message.getGoodbye().getText()); });
+        EXPECT_TRUE(peer.closedByOther());
+        return text;
+    }
+};
+
+} // namespace
+
+TEST_F(BadClient, IsDisconnectedWithOneLineAndOthersGoOn) {
+    begin({.frameBytes = 100'000});
+    std::size_t bad = 0;
+    const auto expectClosed = [&](RawPeer peer, const Bytes& bytes) {
+        peer.send(bytes);
+        EXPECT_TRUE(peer.closedByOther()) << bad;
+        ++bad;
+    };
+    for (const auto& anyTime : {noise(64), noise(70'000), headerOf(0), headerOf(12), headerOf(0xfffffff8),
+                                headerOf(200'000), withBrokenBody(frame(fillHello))}) {
+        expectClosed(stranger(), anyTime);
+        expectClosed(greeted(), anyTime);
+    }
+    expectClosed(stranger(), frame([](auto message) { message.initCall(); }));
+    for (const Fill& afterHello :
+         {Fill(fillHello), Fill([](auto message) { message.initWelcome(); }),
+          Fill([](auto message) { message.initReply(); }), Fill([](auto message) { message.initGoodbye(); }),
+          // to a callback that was never made
+          Fill([](auto message) { message.initCallbackReply().setId(99); })})
+        expectClosed(greeted(), frame(afterHello));
+    expectOthersGoOn();
+    EXPECT_TRUE(eventually([&] { return log.mentions("malformed frame") == bad; }));
+}
+
+TEST_F(BadClient, IsToldWhyItIsRefused) {
+    begin({.connections = 2});
+    EXPECT_EQ(goodbyeTo([](auto hello) { hello.setProtocolVersion(77); }),
+              "The client speaks protocol version 77, this daemon version 1: update the older one");
+    for (const char* name : {"", "two words", "line\nbreak"})
+        EXPECT_THAT(goodbyeTo([&](auto hello) { hello.setClientId(name); }), HasSubstr("printable"));
+    auto second = greeted();
+    EXPECT_EQ(goodbyeTo(), "Too many clients are connected (limit 2)");
+    expectOthersGoOn();
+}
+
+TEST_F(BadClient, WithoutAHelloIsNotKept) {
+    begin({.helloTimeout = 50ms});
+    auto silent = stranger(), dawdling = stranger();
+    const auto hello = frame(fillHello);
+    dawdling.send({hello.begin(), hello.end() - 1});
+    EXPECT_TRUE(silent.closedByOther());
+    EXPECT_TRUE(dawdling.closedByOther());
+    expectOthersGoOn();
+}
+
+TEST_F(BadClient, ThatDoesNotReadIsDisconnected) {
+    begin({.queuedBytesPerConnection = 1'000'000});
+    service->call = [](auto call) { call->reply(payload(std::string(50'000, 'x'))); };
+    auto lazy = greeted();
+    for (unsigned i = 0; i < 100; ++i)
+        lazy.send([&](auto message) {
+            message.initCall().setId(i);
+            message.getCall().setRemainingMs(30'000);
+        });
+    EXPECT_TRUE(eventually([&] { return log.mentions("does not read") == 1; }));
+    service->call = [](auto call) { call->reply(std::move(call->arguments())); };
+    expectOthersGoOn();
+}
+
+TEST_F(BadClient, GetsAnErrorForACallThatCannotBe) {
+    begin();
+    auto peer = greeted();
+    const auto answerTo = [&](const std::function<void(wire::Call::Builder)>& fill) {
+        peer.send([&](auto message) {
+            message.initCall().setRemainingMs(30'000);
+            fill(message.getCall());
+        });
+        auto kind = ErrorKind::Remote;
+        peer.receive(
+            [&](auto message) { kind = wire::errorKindOf(message.getReply().getError().getKind()); });
+        return kind;
+    };
+    EXPECT_EQ(answerTo([](auto call) { call.setService(1); }), ErrorKind::Refused);
+    EXPECT_EQ(answerTo([](auto call) { call.setRemainingMs(0); }), ErrorKind::Timeout);
+    EXPECT_EQ(answerTo([](auto call) { call.setRemainingMs(INT64_MIN); }), ErrorKind::Timeout);
+    EXPECT_EQ(answerTo([](auto call) { call.initPayload(65); }), ErrorKind::Malformed);
+    expectOthersGoOn();
+}
+
+TEST_F(BadClient, OfAnotherUserIsRefused) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs root, to become somebody else";
+    begin();
+    // Even when the directory is opened to others behind the daemon's back.
+    ASSERT_EQ(::chmod(directory.path().c_str(), 0755), 0);
+    ASSERT_EQ(::chmod((directory / "s").c_str(), 0755), 0);
+    ASSERT_EQ(::chmod(server->socketPath().c_str(), 0666), 0);
+    const auto address = wire::socketAddress(server->socketPath());
+    const pid_t child = ::fork();
+    if (child == 0) {
+        char byte = 0;
+        const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        if (::setuid(65534) != 0 ||
+            ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+            ::_exit(1);
+        ::_exit(::read(fd, &byte, 1) == 0 ? 0 : 2);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(log.mentions("A connection was refused"), 1U);
+    expectOthersGoOn();
+}
+
+TEST(BadDaemon, IsLeftAndAllItsCallsEnd) {
+    RecordingLog log;
+    const auto replyTo = [](unsigned call) {
+        return frame([=](auto message) { message.initReply().setId(std::uint64_t{call} << 24U); });
+    };
+    const std::vector<Bytes> bad{noise(64),
+                                 headerOf(0xfffffff8),
+                                 withBrokenBody(replyTo(1)),
+                                 frame(fillHello),
+                                 frame([](auto message) { message.initCall(); }),
+                                 replyTo(0),
+                                 replyTo(9)};
+    for (const auto& bytes : bad) {
+        TempDirectory directory;
+        RawDaemon daemon(directory.path());
+        Client client(directory.path());
+        auto peer = daemon.welcome();
+        const auto invokable = client.found();
+        auto call = callFor(*invokable, 30s, "m");
+        peer.receive();
+        peer.send(bytes);
+        EXPECT_EQ(errorOf(std::move(call)).first, ErrorKind::Disconnected);
+        EXPECT_TRUE(eventually([&] { return !client.connector().status().connected; }));
+        EXPECT_THAT(client.connector().status().lastError, HasSubstr("malformed"));
+    }
+    EXPECT_EQ(log.mentions("The connection to the daemon is closed, malformed frame"), bad.size());
+}
+
+TEST(BadDaemon, ThatDoesNotReadRefusesOnlyWhatDoesNotFit) {
+    TempDirectory directory;
+    RawDaemon daemon(directory.path());
+    Client client(directory.path(), {.queuedBytesPerConnection = 2'000'000});
+    auto peer = daemon.welcome();
+    const auto invokable = client.found();
+    std::vector<std::future<GenericPayload>> calls;
+    for (int i = 0; i < 60; ++i)
+        calls.push_back(callFor(*invokable, 30s, "m", payload(std::string(50'000, 'x'))));
+    EXPECT_EQ(errorOf(std::move(calls.back())).first, ErrorKind::Refused);
+    calls.pop_back();
+    // It reads again: everything that was accepted arrives, in order, and is answered.
+    unsigned answered = 0;
+    for (auto& call : calls) {
+        if (call.wait_for(0s) == std::future_status::ready)
+            continue; // refused as well
+        peer.receive([&](auto message) {
+            peer.send([&](auto reply) { wire::fillReply(reply.initReply(), message.getCall().getId(), {}); });
+        });
+        EXPECT_NO_THROW(call.get());
+        ++answered;
+    }
+    EXPECT_GT(answered, 20U);
+}
+
+} // namespace transport_test

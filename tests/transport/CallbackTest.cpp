@@ -1,0 +1,95 @@
+#include "Fixture.h"
+#include "contract/records/NotifierUuid.h"
+
+namespace transport_test {
+
+namespace {
+
+struct Callback : Connection {
+    using Function = std::function<GenericPayload(GenericPayload)>;
+    std::promise<Session> sessionPromise;
+    Session session;
+
+    void SetUp() override {
+        service->connected = [this](auto connected) { sessionPromise.set_value(connected); };
+        begin();
+        session = sessionPromise.get_future().get();
+    }
+    boost::uuids::uuid exported(Function function) {
+        const auto id = login::detail::createUuid();
+        const auto call = [function](auto, GenericPayload given) { return function(std::move(given)); };
+        invokable->callbacks()->add(id, {call, core::SignatureDescriptor::of<void()>()}, std::nullopt);
+        return id;
+    }
+    std::future<GenericPayload> callBack(const boost::uuids::uuid& id, GenericPayload arguments = {},
+                                         std::chrono::milliseconds timeout = 30s) {
+        Ending ending;
+        session->callBack(id, std::move(arguments), timeout, ending.handler);
+        return ending.promise->get_future();
+    }
+};
+
+} // namespace
+
+TEST_F(Callback, RunsOffTheReadingThreadBeforeTheReply) {
+    // The daemon holds the reply back until the callback has called it in turn.
+    const auto id = exported([&](auto given) {
+        return payload(callAndHelp<int>(*invokable, "inner", given.template get<int>(0) + 1));
+    });
+    service->call = [&](SharedIncoming call) {
+        if (call->method() == "inner")
+            call->reply(std::move(call->arguments()));
+        else
+            call->client()->callBack(id, payload(4), 30s,
+                                     {[call](auto value) { call->reply(std::move(value)); },
+                                      [call](auto) { call->fail(ErrorKind::Remote, "callback failed"); }});
+    };
+    EXPECT_EQ(callAndHelp<int>(*invokable, "outer"), 5);
+    EXPECT_EQ(invokable->invokeAsync<int>(30s, "outer").get(), 5);
+}
+
+TEST_F(Callback, EveryWayOfFailingReachesTheDaemon) {
+    const struct {
+        Function function;
+        ErrorKind kind;
+        Matcher<std::string> text;
+    } ways[] = {
+        {[](auto) -> GenericPayload { throw std::runtime_error("why"); }, ErrorKind::Remote, "why"},
+        {[](auto) -> GenericPayload { throw 5; }, ErrorKind::Remote,
+         "The callback threw something that is not a std::exception"},
+        {[](auto) { return payload(1.5); }, ErrorKind::Refused, _},
+    };
+    for (const auto& way : ways)
+        EXPECT_THAT(errorOf(callBack(exported(way.function))), Pair(way.kind, way.text));
+    const auto echo = exported([](auto arguments) { return arguments; });
+    EXPECT_EQ(errorOf(callBack(login::detail::createUuid())).first, ErrorKind::Refused);
+    EXPECT_EQ(errorOf(callBack(echo, payload(1.5))).first, ErrorKind::Refused);
+    EXPECT_EQ(errorOf(callBack(echo, {}, 0ms)).first, ErrorKind::Timeout);
+    EXPECT_EQ(callBack(echo, payload(7)).get().get<int>(0), 7);
+}
+
+TEST_F(Callback, LossFailsThemBeforeTheServiceHears) {
+    std::promise<void> release, disconnected;
+    std::atomic<bool> failed = false, failedFirst = false;
+    service->disconnected = [&](auto gone) {
+        failedFirst = failed.load();
+        EXPECT_FALSE(gone->connected());
+        disconnected.set_value();
+    };
+    const auto slow = exported([released = release.get_future().share()](auto arguments) {
+        released.wait();
+        return arguments;
+    });
+    session->callBack(slow, {}, 30s, {[](auto) {}, [&](auto) { failed = true; }});
+    invokable.reset();
+    client->connector().stop(); // does not wait for the running callback
+    disconnected.get_future().wait();
+    EXPECT_TRUE(failedFirst);
+    EXPECT_EQ(errorOf(callBack(slow)).first, ErrorKind::Disconnected);
+    release.set_value(); // ends with nobody to answer
+    client.reset();
+    server.reset();
+    EXPECT_FALSE(session->connected()) << "a session may be kept longer than its server";
+}
+
+} // namespace transport_test

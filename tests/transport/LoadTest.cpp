@@ -1,0 +1,72 @@
+#include "Fixture.h"
+#include "contract/records/NotifierUuid.h"
+
+namespace transport_test {
+
+namespace {
+
+struct Load : Connection {};
+
+/// Ends a call whichever way, or the test fails. True for a value.
+bool ends(core::Invokable& invokable, std::chrono::milliseconds timeout, const char* method, bool help) {
+    core::Invokable::CallId id = 0;
+    auto result = callFor(invokable, timeout, method, payload(1), &id);
+    if (help)
+        invokable.help(id);
+    EXPECT_TRUE(comes(result));
+    try {
+        return result.get().get<int>(0) == 1;
+    } catch (const core::InvocationError&) {
+        return false;
+    }
+}
+
+} // namespace
+
+TEST_F(Load, TheReadersRoleIsHandedOnAmongCallersOfAllKinds) {
+    // Some are answered at once, some by another thread, some never: each must end by its own reply or
+    // deadline, though whoever reads for it changes all the time, and none may be left without a reader.
+    service->call = [&](SharedIncoming call) {
+        if (call->method() == "later")
+            std::thread([call] { call->reply(std::move(call->arguments())); }).detach();
+        else if (call->method() == "now")
+            call->reply(std::move(call->arguments()));
+        else
+            std::thread([call] {
+                while (std::chrono::steady_clock::now() < call->deadline() + 20ms)
+                    std::this_thread::yield();
+            }).detach();
+    };
+    begin();
+    startThreads(12, [&](int i) {
+        const bool help = i % 4 != 3;
+        for (int round = 0; round < 40; ++round) {
+            if (i % 3 == 0 && round % 10 == 0)
+                EXPECT_FALSE(ends(*invokable, std::chrono::milliseconds(1 + round), "never", help));
+            else
+                EXPECT_TRUE(ends(*invokable, 30s, i % 3 == 1 ? "later" : "now", help));
+        }
+    });
+}
+
+TEST_F(Load, CallbacksAndCallsInBothDirections) {
+    service->call = [](SharedIncoming call) {
+        const auto id = call->arguments().get<boost::uuids::uuid>(0);
+        call->client()->callBack(id, {}, 30s,
+                                 {[call](auto value) { call->reply(std::move(value)); },
+                                  [call](auto) { call->reply(payload(-1)); }});
+    };
+    begin();
+    startThreads(8, [&](int i) {
+        for (int round = 0; round < 25; ++round) {
+            const auto id = login::detail::createUuid();
+            const auto function = [i](auto, auto) { return payload(i); };
+            invokable->callbacks()->add(id, {function, core::SignatureDescriptor::of<int()>()}, 1U);
+            EXPECT_EQ(callAndHelp<int>(*invokable, "m", id), i);
+            EXPECT_EQ(callAndHelp<int>(*invokable, "m", id), -1) << "its limit of calls is used up";
+        }
+    });
+    EXPECT_EQ(invokable->callbacks()->size(), 0U);
+}
+
+} // namespace transport_test

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "transport/client/ReaderRole.h"
+#include "contract/calls/CompletionHandler.h"
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace agent::spf::transport {
+
+/// A call without a reply yet.
+struct PendingCall {
+    core::CompletionHandler handler;
+    std::string method;
+    std::chrono::milliseconds timeout{};
+    std::chrono::steady_clock::time_point deadline;
+    ReaderRole::Waiter* waiter = nullptr; ///< to be told when the handler has run
+};
+
+/// The calls of one connection by id. Constant time and, once grown, no allocation per call. Not thread-safe.
+class CallTable {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    std::size_t size() const noexcept { return size_; }
+    /// @return its id, never 0.
+    std::uint64_t add(PendingCall call);
+    /// Null when it has ended. Valid until the next change.
+    PendingCall* find(std::uint64_t id) noexcept;
+    std::optional<PendingCall> take(std::uint64_t id);
+    /// Whether there ever was a call with this id.
+    bool issued(std::uint64_t id) const noexcept { return id != 0 && (id >> indexBits) < nextSequence_; }
+
+    /// No call is due before this. May be earlier than the first that is, never later.
+    Clock::time_point earliest() const noexcept { return earliest_; }
+    std::vector<PendingCall> takeOverdue(Clock::time_point now);
+    std::vector<PendingCall> takeAll();
+
+private:
+    // An id is a sequence number above the index of the slot, so that a late reply never meets the slot's
+    // next call.
+    static constexpr unsigned indexBits = 24;
+    static constexpr std::uint64_t indexMask = (std::uint64_t{1} << indexBits) - 1;
+
+    struct Slot {
+        std::uint64_t id = 0; // 0 when free
+        PendingCall call;
+    };
+
+    std::vector<Slot> slots_;
+    std::vector<std::uint32_t> free_;
+    std::size_t size_ = 0;
+    std::uint64_t nextSequence_ = 1;
+    Clock::time_point earliest_ = Clock::time_point::max();
+};
+
+} // namespace agent::spf::transport

@@ -1,0 +1,235 @@
+#include "transport/client/Connection.h"
+
+#include "transport/wire/Deadline.h"
+#include "transport/wire/PayloadCodec.h"
+
+#include <cerrno>
+#include <sched.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <system_error>
+#include <utility>
+
+namespace agent::spf::transport {
+
+using foundation::log::logging_event_types;
+using Outcome = wire::FrameWriter::Outcome;
+
+Connection::Connection(Dialled dialled, const Limits& limits,
+                       foundation::concurrent::threadpool::Executor& executor, std::function<void()> onLost)
+    : limits_(limits), socket_(std::move(dialled.socket)), peerFrameBytes_(dialled.peerFrameBytes),
+      executor_(executor), onLost_(std::move(onLost)),
+      callbacks_(std::make_shared<core::CallbackTable>(limits.callbacksPerConnection)),
+      writer_(socket_, limits.queuedBytesPerConnection), buffer_(std::move(dialled.buffer)) {
+    role_.onFree([this] { wakeUp_.wake(); });
+    timeval limit{0, std::chrono::microseconds(readSlice).count()};
+    if (::setsockopt(socket_->get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) != 0)
+        throw std::system_error(errno, std::generic_category(), "SO_RCVTIMEO");
+}
+
+Connection::~Connection() {
+    disconnect("the connection was given up");
+    join();
+}
+
+void Connection::start() {
+    thread_ = std::thread([this] { background(); });
+}
+
+void Connection::join() {
+    if (!thread_.joinable())
+        return;
+    thread_.join();
+    role_.retire(); // a caller that is still reading may be handing a callback to the executor
+}
+
+std::string Connection::lossReason() const {
+    const foundation::MutexLock lock(mutex_);
+    return lossReason_;
+}
+
+std::uint64_t Connection::call(std::uint32_t service, std::optional<std::chrono::milliseconds> timeout,
+                               std::string method, core::SignatureDescriptor signature,
+                               const core::GenericPayload& arguments, core::CompletionHandler handler) {
+    const auto now = Clock::now();
+    const auto limit = timeout.value_or(limits_.defaultCallTimeout);
+    PendingCall pending{std::move(handler), std::move(method), limit, wire::deadlineAfter(now, limit),
+                        nullptr};
+    std::uint64_t id = 0;
+    try {
+        if (pending.deadline <= now)
+            std::rethrow_exception(overdue(pending));
+        wire::FrameBuilder frame;
+        auto call = frame.message().initCall();
+        call.setService(service);
+        call.setRemainingMs(wire::remainingMs(now, pending.deadline));
+        wire::setText(call.initMethod(static_cast<unsigned>(pending.method.size())), pending.method);
+        const auto descriptor = signature.named(pending.method);
+        wire::setText(call.initDescriptor(static_cast<unsigned>(descriptor.size())), descriptor);
+        wire::encodePayload(arguments, call.initPayload(static_cast<unsigned>(arguments.size())));
+        if (frame.bytes() > peerFrameBytes_)
+            throw core::RefusedError("The call of " + pending.method + " takes " +
+                                     std::to_string(frame.bytes()) + " bytes, the daemon reads " +
+                                     std::to_string(peerFrameBytes_) + " at most");
+        if (auto error = record(pending, id))
+            std::rethrow_exception(std::move(error));
+        call.setId(id);
+        send(frame, id);
+    } catch (...) {
+        if (id == 0)
+            fail(pending, std::current_exception());
+        else
+            end(id, std::current_exception());
+        return 0;
+    }
+    return id;
+}
+
+std::exception_ptr Connection::record(PendingCall& call, std::uint64_t& id) {
+    bool earlier = false;
+    {
+        const foundation::MutexLock lock(mutex_);
+        if (lost_)
+            return std::make_exception_ptr(
+                core::DisconnectedError("The daemon is not connected: " + lossReason_));
+        if (calls_.size() >= limits_.pendingCallsPerConnection)
+            return std::make_exception_ptr(
+                core::RefusedError("Too many calls without an answer on this connection (limit " +
+                                   std::to_string(limits_.pendingCallsPerConnection) + ')'));
+        earlier = call.deadline < backgroundWakes_;
+        if (earlier)
+            backgroundWakes_ = call.deadline;
+        id = calls_.add(std::move(call));
+    }
+    if (earlier)
+        wakeUp_.wake();
+    return nullptr;
+}
+
+void Connection::send(wire::FrameBuilder& frame, std::uint64_t call) {
+    const auto outcome = writer_.write(frame);
+    if (outcome != Outcome::OverLimit)
+        heed(outcome);
+    else
+        end(call, std::make_exception_ptr(core::RefusedError(
+                      "The daemon does not read what it is sent: more than " +
+                      std::to_string(limits_.queuedBytesPerConnection) + " bytes wait for it")));
+}
+
+void Connection::heed(Outcome outcome) noexcept {
+    if (outcome == Outcome::Blocked) {
+        wantsWritable_ = true;
+        wakeUp_.wake();
+    } else if (outcome == Outcome::OverLimit) {
+        disconnect("the daemon does not read what it is sent");
+    } else if (outcome == Outcome::Closed) {
+        disconnect("the connection broke while sending");
+    }
+}
+
+void Connection::end(std::uint64_t call, std::exception_ptr error) noexcept {
+    std::optional<PendingCall> taken;
+    {
+        const foundation::MutexLock lock(mutex_);
+        taken = calls_.take(call);
+    }
+    if (taken)
+        fail(*taken, std::move(error));
+}
+
+template <class Run>
+void Connection::runHandler(const PendingCall& call, const Run& run) noexcept {
+    try {
+        run();
+    } catch (...) {
+        log_.log(logging_event_types::error, "The completion handler of " + call.method + " threw; ignored");
+    }
+}
+
+void Connection::fail(PendingCall& call, std::exception_ptr error) noexcept {
+    runHandler(call, [&] { call.handler.onError(std::move(error)); });
+    if (call.waiter && role_.finish(*call.waiter))
+        ReaderRole::wake(*call.waiter);
+}
+
+void Connection::succeed(PendingCall& call, core::GenericPayload result) noexcept {
+    runHandler(call, [&] { call.handler.onValue(std::move(result)); });
+    if (!call.waiter || !role_.finish(*call.waiter))
+        return;
+    if (toWakeCount_ == toWake_.size())
+        ReaderRole::wake(*call.waiter);
+    else
+        toWake_[toWakeCount_++] = call.waiter;
+}
+
+// A caller that is woken in the midst of a batch takes the processor from the reader, to send one call alone.
+// So callers are woken after the batch, get the processor, and what they then ask for goes out together.
+void Connection::wakeCallers() noexcept {
+    if (toWakeCount_ == 0)
+        return;
+    writer_.hold();
+    for (std::size_t i = 0; i < toWakeCount_; ++i)
+        ReaderRole::wake(*toWake_[i]);
+    toWakeCount_ = 0;
+    ::sched_yield();
+    heed(writer_.release());
+}
+
+std::exception_ptr Connection::overdue(const PendingCall& call) {
+    return std::make_exception_ptr(core::TimeoutError("No answer to " + call.method +
+                                                      " within its limit of " +
+                                                      std::to_string(call.timeout.count()) + " ms"));
+}
+
+void Connection::help(std::uint64_t call) noexcept {
+    ReaderRole::Waiter waiter;
+    Clock::time_point deadline;
+    {
+        const foundation::MutexLock lock(mutex_);
+        auto* pending = calls_.find(call);
+        if (!pending || pending->waiter)
+            return;
+        pending->waiter = &waiter;
+        deadline = pending->deadline;
+    }
+    for (;;) {
+        const auto turn = role_.await(waiter, deadline);
+        if (turn == ReaderRole::Turn::Done)
+            break;
+        if (turn == ReaderRole::Turn::Read && receive(deadline))
+            continue;
+        std::optional<PendingCall> late;
+        {
+            const foundation::MutexLock lock(mutex_);
+            late = calls_.take(call);
+        }
+        if (late)
+            fail(*late, overdue(*late));
+        role_.awaitDone(waiter); // is done, or another thread has the call in hand
+        break;
+    }
+    role_.leave(waiter);
+}
+
+void Connection::disconnect(const std::string& why) noexcept {
+    std::vector<PendingCall> pending;
+    {
+        const foundation::MutexLock lock(mutex_);
+        if (std::exchange(lost_, true))
+            return;
+        lossReason_ = why;
+        pending = calls_.takeAll();
+    }
+    // Ends reading on whatever thread. The descriptor itself stays until nobody can use it any more.
+    ::shutdown(socket_->get(), SHUT_RDWR);
+    writer_.close();
+    for (auto& call : pending)
+        fail(call,
+             std::make_exception_ptr(core::DisconnectedError("The connection to the daemon ended before it "
+                                                             "answered " +
+                                                             call.method + ": " + why)));
+    wakeUp_.wake();
+    onLost_();
+}
+
+} // namespace agent::spf::transport

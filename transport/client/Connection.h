@@ -1,0 +1,116 @@
+#pragma once
+
+#include "transport/client/CallTable.h"
+#include "transport/client/Dial.h"
+#include "transport/client/ReaderRole.h"
+#include "transport/client/WakeUp.h"
+#include "contract/calls/CallbackTable.h"
+#include "contract/calls/SignatureDescriptor.h"
+#include "transport/wire/FrameWriter.h"
+
+#include <foundation/concurrent/threadpool/Executor.h>
+#include <foundation/log/diagnostic_logger.h>
+#include <foundation/thread_annotations.h>
+
+#include <array>
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+
+namespace agent::spf::transport {
+
+/// One connection to a daemon, from welcome to loss; all Invokables of that daemon share it.
+///
+/// A calling thread sends its own frame and, in help(), may read for everybody (see ReaderRole). A background
+/// thread ends overdue calls, waits until a full socket is writable, and reads when no caller does. Handlers
+/// run on the thread that reads, ends or disconnects, never under a lock. Exported callbacks run on the
+/// executor.
+class Connection : public std::enable_shared_from_this<Connection> {
+public:
+    /// @param onLost called once, after every pending call has failed, on whichever thread noticed the loss;
+    /// it must not block or call back.
+    Connection(Dialled dialled, const Limits& limits, foundation::concurrent::threadpool::Executor& executor,
+               std::function<void()> onLost);
+    ~Connection();
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    void start();
+    /// Waits, after disconnect(), until no thread reads; the executor is not used afterwards. Not from a
+    /// completion handler.
+    void join();
+
+    std::uint64_t call(std::uint32_t service, std::optional<std::chrono::milliseconds> timeout,
+                       std::string method, core::SignatureDescriptor signature,
+                       const core::GenericPayload& arguments, core::CompletionHandler handler);
+    void help(std::uint64_t call) noexcept;
+    const std::shared_ptr<core::CallbackTable>& callbacks() const noexcept { return callbacks_; }
+
+    /// Ends the connection and fails what is pending. Whoever comes second does nothing.
+    void disconnect(const std::string& why) noexcept;
+    /// Empty while connected.
+    std::string lossReason() const;
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    /// A reader with more time than this sleeps in recv(2), which costs one system call where poll(2) and
+    /// recv(2) cost two, and looks at its deadline after each slice.
+    static constexpr std::chrono::milliseconds readSlice{50};
+
+    /// Empty once the call is recorded and may be sent; `id` is then set.
+    std::exception_ptr record(PendingCall& call, std::uint64_t& id);
+    void send(wire::FrameBuilder& frame, std::uint64_t call);
+    void heed(wire::FrameWriter::Outcome outcome) noexcept;
+    void end(std::uint64_t call, std::exception_ptr error) noexcept;
+    template <class Run>
+    void runHandler(const PendingCall& call, const Run& run) noexcept;
+    void fail(PendingCall& call, std::exception_ptr error) noexcept;
+    /// For the reader.
+    void succeed(PendingCall& call, core::GenericPayload result) noexcept;
+    void wakeCallers() noexcept;
+    static std::exception_ptr overdue(const PendingCall& call);
+
+    /// For the holder of the reader role. False when `until` has passed.
+    bool receive(Clock::time_point until) noexcept;
+    void handleFrames();
+    void handle(wire::Message::Reader message);
+    void handleReply(wire::Reply::Reader reply);
+    void runCallback(wire::Callback::Reader callback);
+    void answerCallback(std::uint64_t id, const core::GenericPayload& result) noexcept;
+    void answerCallback(std::uint64_t id, core::ErrorKind kind, const std::string& text) noexcept;
+
+    void background();
+    bool endOverdue();
+    void waitAndServe(ReaderRole::Background turn);
+
+    const Limits limits_;
+    const std::shared_ptr<const foundation::UniqueFd> socket_;
+    const std::size_t peerFrameBytes_;
+    foundation::concurrent::threadpool::Executor& executor_;
+    const std::function<void()> onLost_;
+    const std::shared_ptr<core::CallbackTable> callbacks_;
+    const foundation::log::basic_diagnostic_logger<char> log_{"transport"};
+
+    wire::FrameWriter writer_;
+    std::atomic<bool> wantsWritable_ = false;
+    std::atomic<std::size_t> runningCallbacks_ = 0;
+    WakeUp wakeUp_; // the background thread's
+    ReaderRole role_;
+    // The reader's.
+    wire::FrameBuffer buffer_;
+    std::array<ReaderRole::Waiter*, 64> toWake_{};
+    std::size_t toWakeCount_ = 0;
+
+    mutable foundation::Mutex mutex_; // a leaf: nothing of others' is called or destroyed under it
+    CallTable calls_ GUARDED_BY(mutex_);
+    bool lost_ GUARDED_BY(mutex_) = false;
+    std::string lossReason_ GUARDED_BY(mutex_);
+    Clock::time_point backgroundWakes_ GUARDED_BY(mutex_) = Clock::time_point::max(); // at the latest
+
+    std::thread thread_;
+};
+
+} // namespace agent::spf::transport

@@ -1,0 +1,174 @@
+// What a connection's reader does, on whichever thread it is.
+
+#include "transport/client/CallbackTask.h"
+#include "transport/client/Connection.h"
+#include "transport/wire/Deadline.h"
+#include "transport/wire/PayloadCodec.h"
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <poll.h>
+#include <sys/socket.h>
+#include <utility>
+
+namespace agent::spf::transport {
+
+using foundation::log::logging_event_types;
+
+bool Connection::receive(Clock::time_point until) noexcept {
+    try {
+        // What a reader inside a handler of an earlier frame has left, or is to find.
+        handleFrames();
+        wakeCallers();
+        const auto left = until - Clock::now();
+        if (left <= Clock::duration::zero())
+            return false;
+        int flags = 0;
+        if (left < readSlice) {
+            pollfd fd{socket_->get(), POLLIN, 0};
+            const timespec time{0, std::chrono::nanoseconds(left).count()};
+            ::ppoll(&fd, 1, &time, nullptr);
+            flags = MSG_DONTWAIT;
+        }
+        const auto room = buffer_.prepare();
+        const auto count = ::recv(socket_->get(), room.data(), room.size(), flags);
+        if (count > 0) {
+            buffer_.commit(static_cast<std::size_t>(count));
+            handleFrames();
+            wakeCallers();
+        } else if (count == 0) {
+            disconnect("the daemon closed the connection");
+        } else if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
+            disconnect(std::string("the connection broke: ") + std::strerror(errno));
+        }
+    } catch (const std::exception& error) {
+        disconnect(error.what());
+        wakeCallers(); // those completed before it
+    }
+    return true;
+}
+
+void Connection::handleFrames() {
+    std::string why;
+    try {
+        while (const auto body = buffer_.next())
+            handle(wire::FrameReader(*body, limits_).message());
+        return;
+    } catch (const kj::Exception&) {
+        why = "malformed frame: not a readable message";
+    } catch (const core::MalformedError& error) {
+        why = std::string("malformed frame: ") + error.what();
+    }
+    log_.log(logging_event_types::warning, "The connection to the daemon is closed, " + why);
+    disconnect("the daemon sent a " + why);
+}
+
+void Connection::handle(wire::Message::Reader message) {
+    if (message.isReply())
+        handleReply(message.getReply());
+    else if (message.isCallback())
+        runCallback(message.getCallback());
+    else if (message.isGoodbye())
+        disconnect("the daemon said goodbye: " + wire::textOf(message.getGoodbye().getText()));
+    else
+        throw core::MalformedError("a message of the kind " +
+                                   std::to_string(static_cast<unsigned>(message.which())) +
+                                   ", which a daemon never sends here");
+}
+
+void Connection::handleReply(wire::Reply::Reader reply) {
+    std::optional<PendingCall> call;
+    {
+        const foundation::MutexLock lock(mutex_);
+        if (!calls_.issued(reply.getId()))
+            throw core::MalformedError("a reply to a call that was never made");
+        call = calls_.take(reply.getId());
+    }
+    if (!call)
+        return; // overdue
+    if (reply.isError()) {
+        const auto error = reply.getError();
+        fail(*call,
+             core::makeInvocationError(wire::errorKindOf(error.getKind()), wire::textOf(error.getText())));
+        return;
+    }
+    core::GenericPayload result;
+    try {
+        result = wire::decodePayload(reply.getPayload(), limits_.slots);
+    } catch (const core::MalformedError& error) {
+        fail(*call,
+             core::makeInvocationError(core::ErrorKind::Malformed,
+                                       "The answer to " + call->method + " cannot be read: " + error.what()));
+        return;
+    } catch (...) {
+        fail(*call, core::makeInvocationError(core::ErrorKind::Malformed,
+                                              "The answer to " + call->method + " cannot be read"));
+        throw;
+    }
+    succeed(*call, std::move(result));
+}
+
+void Connection::runCallback(wire::Callback::Reader callback) {
+    const auto id = callback.getId();
+    if (++runningCallbacks_ > limits_.pendingCallsPerConnection) {
+        answerCallback(id, core::ErrorKind::Refused,
+                       "Too many callbacks without an answer on this connection (limit " +
+                           std::to_string(limits_.pendingCallsPerConnection) + ')');
+        return;
+    }
+    core::GenericPayload arguments;
+    try {
+        arguments = wire::decodePayload(callback.getPayload(), limits_.slots);
+    } catch (const core::MalformedError& error) {
+        answerCallback(id, error.kind(), error.what());
+        return;
+    }
+    const auto uuid = wire::decodeUuid(callback.getCallback());
+    // The task may outlive the connection, in the queue or while it runs.
+    auto task = std::make_shared<CallbackTask>(
+        callbacks_, uuid, std::move(arguments),
+        wire::deadlineAfter(Clock::now(), std::chrono::milliseconds(callback.getRemainingMs())),
+        executor_.stopToken());
+    const bool posted = executor_.post(uuid, [task = std::move(task), id, weak = weak_from_this()] {
+        const auto outcome = task->run();
+        const auto self = weak.lock();
+        if (!self)
+            return;
+        if (const auto* result = std::get_if<core::GenericPayload>(&outcome))
+            self->answerCallback(id, *result);
+        else
+            self->answerCallback(id, std::get<CallbackTask::Failure>(outcome).kind,
+                                 std::get<CallbackTask::Failure>(outcome).text);
+    });
+    if (!posted)
+        answerCallback(id, core::ErrorKind::Refused, "The client process is stopping");
+}
+
+void Connection::answerCallback(std::uint64_t id, const core::GenericPayload& result) noexcept {
+    try {
+        wire::FrameBuilder frame;
+        wire::fillReply(frame.message().initCallbackReply(), id, result);
+        if (frame.bytes() > peerFrameBytes_)
+            throw core::RefusedError("The callback's result takes " + std::to_string(frame.bytes()) +
+                                     " bytes, the daemon reads " + std::to_string(peerFrameBytes_) +
+                                     " at most");
+        heed(writer_.write(frame));
+        --runningCallbacks_;
+    } catch (const std::exception& error) {
+        answerCallback(id, core::ErrorKind::Refused, error.what());
+    }
+}
+
+void Connection::answerCallback(std::uint64_t id, core::ErrorKind kind, const std::string& text) noexcept {
+    --runningCallbacks_;
+    try {
+        wire::FrameBuilder frame;
+        wire::fillError(frame.message().initCallbackReply(), id, kind, text);
+        heed(writer_.write(frame));
+    } catch (const std::exception&) {
+        // Out of memory: the daemon's own limit ends the callback.
+    }
+}
+
+} // namespace agent::spf::transport

@@ -1,0 +1,156 @@
+#include "contract/records/NotifierUuid.h"
+#include "transport/server/Listener.h"
+#include "transport/server/Session.h"
+#include "transport/wire/Protocol.h"
+
+#include <agent/spf/transport/Server.h>
+
+#include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
+
+#include <fcntl.h>
+#include <optional>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+namespace agent::spf::transport {
+
+using foundation::log::logging_event_types;
+
+/// Accepts, and owns the I/O thread. Everything but start() and stop() runs on that thread.
+class Server::Impl {
+public:
+    Impl(ServerOptions options, std::vector<OfferedService> services)
+        : core_(std::make_shared<ServerCore>()), acceptor_(core_->io), retry_(core_->io) {
+        core_->options = std::move(options);
+        core_->services = std::move(services);
+        core_->generation = login::detail::createUuid();
+    }
+
+    void start() {
+        if (listener_ || thread_.joinable())
+            throw std::logic_error("A server is started once");
+        listener_.emplace(core_->options.socketDirectory);
+        acceptor_.assign(boost::asio::local::stream_protocol(), listener_->takeSocket().release());
+        accept();
+        thread_ = std::thread([this] { run(); });
+    }
+
+    void stop() {
+        if (!thread_.joinable())
+            return;
+        boost::asio::post(core_->io, [this] { shutDown(); });
+        thread_.join(); // when the last operation has ended
+        listener_.reset();
+    }
+
+    const ServerCore& core() const noexcept { return *core_; }
+
+private:
+    void run() {
+        for (;;) {
+            try {
+                core_->io.run();
+                return;
+            } catch (const std::exception& error) {
+                // Memory is short, most likely. The other clients are to go on.
+                core_->log.log(logging_event_types::severe,
+                               std::string("On the I/O thread: ") + error.what());
+            } catch (...) {
+                core_->log.log(logging_event_types::severe,
+                               "On the I/O thread: thrown was no std::exception");
+            }
+        }
+    }
+
+    void accept() {
+        acceptor_.async_accept([this](const boost::system::error_code& error,
+                                      boost::asio::local::stream_protocol::socket socket) {
+            if (stopping_)
+                return;
+            if (error) {
+                retryLater(error);
+                return;
+            }
+            boost::system::error_code released;
+            foundation::UniqueFd accepted(socket.release(released));
+            ::fcntl(accepted.get(), F_SETFD, FD_CLOEXEC);
+            admit(std::move(accepted));
+            accept();
+        });
+    }
+
+    // Without descriptors or memory: pausing gives others time to release some.
+    void retryLater(const boost::system::error_code& error) {
+        core_->log.log(logging_event_types::error, "A client cannot be accepted: " + error.message());
+        retry_.expires_after(std::chrono::milliseconds(100));
+        retry_.async_wait([this](const boost::system::error_code& cancelled) {
+            if (!cancelled && !stopping_)
+                accept();
+        });
+    }
+
+    void admit(foundation::UniqueFd socket) {
+        try {
+            const auto peer = wire::peerOf(socket.get());
+            if (const auto why = wire::distrust(peer); !why.empty()) {
+                core_->log.log(logging_event_types::warning, "A connection was refused: " + why);
+                return;
+            }
+            const auto session = std::make_shared<Session>(core_, std::move(socket), peer);
+            const auto limit = core_->options.limits.connections;
+            core_->sessions.insert(session);
+            if (core_->sessions.size() > limit)
+                session->dismiss("Too many clients are connected (limit " + std::to_string(limit) + ')');
+            else
+                session->start();
+        } catch (const std::exception& error) {
+            core_->log.log(logging_event_types::error,
+                           std::string("A client cannot be served: ") + error.what());
+        }
+    }
+
+    void shutDown() {
+        stopping_ = true;
+        boost::system::error_code ignored;
+        acceptor_.close(ignored);
+        retry_.cancel();
+        while (!core_->sessions.empty())
+            (*core_->sessions.begin())->close(logging_event_types::info, "the daemon stops");
+        // A service that keeps sessions would otherwise keep itself alive through them.
+        core_->services.clear();
+    }
+
+    const std::shared_ptr<ServerCore> core_;
+    std::optional<Listener> listener_;
+    boost::asio::local::stream_protocol::acceptor acceptor_;
+    boost::asio::steady_timer retry_;
+    std::thread thread_;
+    bool stopping_ = false;
+};
+
+Server::Server(ServerOptions options, std::vector<OfferedService> services)
+    : impl_(std::make_shared<Impl>(std::move(options), std::move(services))) {}
+
+Server::~Server() {
+    stop();
+}
+
+void Server::start() {
+    impl_->start();
+}
+
+void Server::stop() {
+    impl_->stop();
+}
+
+const boost::uuids::uuid& Server::generation() const noexcept {
+    return impl_->core().generation;
+}
+
+std::filesystem::path Server::socketPath() const {
+    return impl_->core().options.socketDirectory / wire::socketName;
+}
+
+} // namespace agent::spf::transport

@@ -1,0 +1,103 @@
+// The calls in the other direction: from a service to a function that the client exported.
+
+#include "transport/server/Session.h"
+#include "transport/wire/Deadline.h"
+#include "transport/wire/PayloadCodec.h"
+
+#include <boost/asio/post.hpp>
+
+namespace agent::spf::transport {
+
+using foundation::log::logging_event_types;
+
+void Session::callBack(const boost::uuids::uuid& callback, core::GenericPayload arguments,
+                       std::chrono::milliseconds timeout, core::CompletionHandler handler) {
+    const auto now = Clock::now();
+    const auto deadline = wire::deadlineAfter(now, timeout);
+    std::optional<PendingCallbacks::Added> added;
+    try {
+        if (deadline <= now)
+            throw core::TimeoutError("The callback was overdue before it was sent");
+        added = callbacks_.add(handler, deadline);
+        wire::FrameBuilder frame;
+        auto message = frame.message().initCallback();
+        message.setId(added->id);
+        message.setRemainingMs(wire::remainingMs(now, deadline));
+        wire::encodeUuid(callback, message.initCallback());
+        wire::encodePayload(arguments, message.initPayload(static_cast<unsigned>(arguments.size())));
+        if (frame.bytes() > peerFrameBytes_)
+            throw core::RefusedError("The arguments take " + std::to_string(frame.bytes()) +
+                                     " bytes, the client reads " + std::to_string(peerFrameBytes_) +
+                                     " at most");
+        send(frame);
+    } catch (...) {
+        if (!added) {
+            run(handler, std::current_exception());
+        } else if (const auto taken = callbacks_.take(added->id)) {
+            run(*taken, std::current_exception());
+        }
+        return;
+    }
+    if (added->earliest)
+        boost::asio::post(core_->io, [self = shared_from_this()] { self->armTimer(); });
+}
+
+void Session::endCallback(wire::Reply::Reader reply) {
+    const auto handler = callbacks_.take(reply.getId());
+    if (!handler)
+        return; // overdue
+    if (reply.isError()) {
+        const auto error = reply.getError();
+        run(*handler,
+            core::makeInvocationError(wire::errorKindOf(error.getKind()), wire::textOf(error.getText())));
+        return;
+    }
+    core::GenericPayload result;
+    try {
+        result = wire::decodePayload(reply.getPayload(), core_->options.limits.slots);
+    } catch (const core::MalformedError&) {
+        run(*handler, std::current_exception());
+        return;
+    } catch (const kj::Exception&) {
+        run(*handler,
+            core::makeInvocationError(core::ErrorKind::Malformed, "The client's reply cannot be read"));
+        throw;
+    }
+    run(*handler, std::move(result));
+}
+
+void Session::armTimer() {
+    const auto next = closed_ ? std::nullopt : callbacks_.earliest();
+    if (!next)
+        return;
+    timer_.expires_at(*next); // ends an earlier wait
+    timer_.async_wait([self = shared_from_this()](const boost::system::error_code& error) {
+        if (!error)
+            self->onTimer();
+    });
+}
+
+void Session::onTimer() {
+    for (const auto& handler : callbacks_.takeOverdue(Clock::now()))
+        run(handler, core::makeInvocationError(core::ErrorKind::Timeout,
+                                               "No answer from the client's callback in time"));
+    armTimer();
+}
+
+void Session::run(const core::CompletionHandler& handler, core::GenericPayload result) const noexcept {
+    try {
+        handler.onValue(std::move(result));
+    } catch (...) {
+        core_->log.log(logging_event_types::error, "A completion handler of a callback threw; ignored");
+    }
+}
+
+void Session::run(const core::CompletionHandler& handler, std::exception_ptr error) const noexcept {
+    try {
+        handler.onError(std::move(error));
+    } catch (...) {
+        core_->log.log(logging_event_types::error, "A completion handler of a callback threw; ignored");
+    }
+}
+
+} // namespace agent::spf::transport

@@ -1,0 +1,85 @@
+#include "transport/wire/Frame.h"
+
+#include "transport/wire/FrameBuffer.h"
+#include "transport/wire/PayloadCodec.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace agent::spf::transport::wire {
+
+namespace {
+
+// A text that is longer than this tells people nothing more, and must not push a reply over the peer's frame
+// limit.
+constexpr std::size_t maxErrorBytes = 16 * 1024;
+
+capnp::ReaderOptions optionsFor(std::size_t words, const Limits& limits) {
+    capnp::ReaderOptions options;
+    // Each part is read once or twice. Pointers that lead to one place many times cannot make more of a frame
+    // than this.
+    options.traversalLimitInWords = 4 * words + 64;
+    options.nestingLimit = limits.nesting;
+    return options;
+}
+
+} // namespace
+
+std::size_t FrameBuilder::bytes() {
+    return FrameBuffer::headerBytes + capnp::computeSerializedSizeInWords(builder_) * sizeof(capnp::word);
+}
+
+void FrameBuilder::appendTo(std::vector<std::byte>& out) {
+    const auto segments = builder_.getSegmentsForOutput();
+    // The standard stream framing: a table of segment sizes, padded to a whole word, and the segments.
+    const std::size_t at = out.size();
+    out.resize(at + bytes());
+    std::byte* to = out.data() + at;
+    FrameBuffer::writeHeader(to, static_cast<std::uint32_t>(out.size() - at - FrameBuffer::headerBytes));
+    to += FrameBuffer::headerBytes;
+    const auto store = [&to](std::uint32_t value) {
+        std::memcpy(to, &value, sizeof value);
+        to += sizeof value;
+    };
+    store(static_cast<std::uint32_t>(segments.size() - 1));
+    for (const auto& segment : segments)
+        store(static_cast<std::uint32_t>(segment.size()));
+    if ((segments.size() + 1) % 2 != 0)
+        store(0);
+    for (const auto& segment : segments) {
+        std::memcpy(to, segment.begin(), segment.size() * sizeof(capnp::word));
+        to += segment.size() * sizeof(capnp::word);
+    }
+}
+
+FrameReader::FrameReader(std::span<const std::uint64_t> body, const Limits& limits)
+    : reader_(kj::arrayPtr(reinterpret_cast<const capnp::word*>(body.data()), body.size()),
+              optionsFor(body.size(), limits)) {}
+
+void fillReply(Reply::Builder reply, std::uint64_t id, const core::GenericPayload& result) {
+    reply.setId(id);
+    encodePayload(result, reply.initPayload(static_cast<unsigned>(result.size())));
+}
+
+void fillError(Reply::Builder reply, std::uint64_t id, core::ErrorKind kind, std::string_view text) {
+    text = text.substr(0, maxErrorBytes);
+    reply.setId(id);
+    auto error = reply.initError();
+    error.setKind(static_cast<std::uint16_t>(kind));
+    setText(error.initText(static_cast<unsigned>(text.size())), text);
+}
+
+void setText(capnp::Text::Builder to, std::string_view text) {
+    std::copy(text.begin(), text.end(), to.begin());
+}
+
+std::string textOf(capnp::Text::Reader text) {
+    return {text.begin(), text.size()};
+}
+
+core::ErrorKind errorKindOf(std::uint16_t kind) noexcept {
+    return kind <= static_cast<std::uint16_t>(core::ErrorKind::Refused) ? static_cast<core::ErrorKind>(kind)
+                                                                        : core::ErrorKind::Remote;
+}
+
+} // namespace agent::spf::transport::wire

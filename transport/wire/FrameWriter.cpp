@@ -1,0 +1,85 @@
+#include "transport/wire/FrameWriter.h"
+
+#include <cerrno>
+#include <sys/socket.h>
+
+namespace agent::spf::transport::wire {
+
+namespace {
+// Buffers that a burst has made larger than this are given back.
+constexpr std::size_t usualCapacity = 256 * 1024;
+} // namespace
+
+FrameWriter::Outcome FrameWriter::write(FrameBuilder& frame) {
+    const foundation::MutexLock lock(mutex_);
+    if (!socket_)
+        return Outcome::Closed;
+    if (unsent_ + queue_.size() + frame.bytes() > queueLimit_)
+        return Outcome::OverLimit;
+    frame.appendTo(queue_);
+    return held_ || blocked_ || sending_ ? Outcome::Accepted : flush();
+}
+
+FrameWriter::Outcome FrameWriter::resume() {
+    const foundation::MutexLock lock(mutex_);
+    blocked_ = false;
+    return sending_ ? Outcome::Accepted : flush();
+}
+
+void FrameWriter::hold() {
+    const foundation::MutexLock lock(mutex_);
+    held_ = true;
+}
+
+FrameWriter::Outcome FrameWriter::release() {
+    const foundation::MutexLock lock(mutex_);
+    held_ = false;
+    return blocked_ || sending_ ? Outcome::Accepted : flush();
+}
+
+void FrameWriter::close() {
+    std::shared_ptr<const foundation::UniqueFd>
+        released; // closed after the lock is released, or by the thread that is sending
+    const foundation::MutexLock lock(mutex_);
+    released.swap(socket_);
+}
+
+FrameWriter::Outcome FrameWriter::flush() {
+    sending_ = true;
+    auto outcome = Outcome::Accepted;
+    while (outcome == Outcome::Accepted) {
+        if (sent_ == out_.size()) {
+            out_.clear();
+            if (out_.capacity() > usualCapacity)
+                out_ = {};
+            sent_ = 0;
+            out_.swap(queue_);
+            if (out_.empty())
+                break;
+        }
+        const auto socket = socket_;
+        if (!socket) {
+            outcome = Outcome::Closed;
+            break;
+        }
+        unsent_ = out_.size() - sent_;
+        mutex_.unlock();
+        const auto count =
+            ::send(socket->get(), out_.data() + sent_, out_.size() - sent_, MSG_DONTWAIT | MSG_NOSIGNAL);
+        const int error = errno;
+        mutex_.lock();
+        if (count >= 0) {
+            sent_ += static_cast<std::size_t>(count);
+        } else if (error == EAGAIN || error == EWOULDBLOCK) {
+            blocked_ = true;
+            outcome = Outcome::Blocked;
+        } else if (error != EINTR) {
+            outcome = Outcome::Closed;
+        }
+        unsent_ = out_.size() - sent_;
+    }
+    sending_ = false;
+    return outcome;
+}
+
+} // namespace agent::spf::transport::wire

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "transport/wire/Frame.h"
+
+#include <foundation/thread_annotations.h>
+#include <foundation/unique_fd.h>
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+namespace agent::spf::transport::wire {
+
+/// Sends frames from many threads over one socket without ever blocking. Whoever finds nobody sending sends,
+/// and goes on with what the others append meanwhile, so that under load many frames share a system call.
+///
+/// Thread-safe. The lock is a leaf and is not held during system calls.
+class FrameWriter {
+public:
+    enum class Outcome {
+        Accepted,  ///< sent, or will be
+        Blocked,   ///< accepted, but the socket is full: the caller arranges for resume() when it is writable
+                   ///< again
+        OverLimit, ///< not accepted: too much is waiting for the peer
+        Closed,    ///< the connection is gone
+    };
+
+    /// @param queueLimit how many bytes may wait for the peer.
+    FrameWriter(std::shared_ptr<const foundation::UniqueFd> socket, std::size_t queueLimit)
+        : queueLimit_(queueLimit), socket_(std::move(socket)) {}
+
+    Outcome write(FrameBuilder& frame);
+    /// Goes on after Blocked.
+    Outcome resume();
+
+    /// Until release() frames are collected only, whoever writes them.
+    void hold();
+    Outcome release();
+
+    /// Sends nothing more and lets go of the socket.
+    void close();
+
+private:
+    /// Releases the lock during system calls.
+    Outcome flush() REQUIRES(mutex_);
+
+    const std::size_t queueLimit_;
+    foundation::Mutex mutex_;
+    std::shared_ptr<const foundation::UniqueFd> socket_ GUARDED_BY(mutex_);
+    std::vector<std::byte> queue_ GUARDED_BY(mutex_);
+    bool held_ GUARDED_BY(mutex_) = false;
+    bool blocked_ GUARDED_BY(mutex_) = false;
+    bool sending_ GUARDED_BY(mutex_) = false;
+    std::size_t unsent_ GUARDED_BY(mutex_) = 0; // bytes of out_ not yet sent, as of the last system call
+    // These two belong to the thread that set sending_.
+    std::vector<std::byte> out_;
+    std::size_t sent_ = 0;
+};
+
+} // namespace agent::spf::transport::wire
