@@ -12,7 +12,8 @@ Usage: ./zelkor test [--preset NAME]... [--repeat-concurrency N] [ctest argument
 Builds and runs the test suite. Its last line is 'N passed, N failed'; it exits with 0 if nothing failed.
 
   --preset NAME            default (when none is given), asan-ubsan, tsan or clang-tsa; may be repeated.
-                           clang-tsa checks the lock annotations and runs each fuzz target for FUZZ_SECONDS
+                           clang-tsa checks the lock annotations, that misuses of the state lock do not
+                           compile, and runs each fuzz target for FUZZ_SECONDS
                            (default 10) instead of the suite.
   --repeat-concurrency N   runs only the tests labelled concurrency, each N times or until it fails
   ctest arguments          passed on, for instance -R Tracker or --rerun-failed
@@ -44,6 +45,7 @@ test_command() {
     for preset in "${chosen[@]}"; do
         build "$preset"
         if [[ $preset == clang-tsa ]]; then
+            check_lock_misuses || ok=0
             run_fuzz_targets "$(build_dir "$preset")" || ok=0
         elif ((repeat > 0)); then
             repeat_concurrency "$preset" "$repeat" "$@" || ok=0
@@ -93,6 +95,18 @@ add_report() {
     failed=$((failed + count[failures]))
     skipped=$((skipped + count[skipped] + count[disabled]))
     passed=$((passed + count[tests] - count[failures] - count[skipped] - count[disabled]))
+}
+
+# The misuses of the state lock, the one included that only the analysis sees.
+check_lock_misuses() {
+    step "Compiling misuses of the state lock, which must fail"
+    if bash "$root/tests/module/runtime/misuse/misuse_test.sh" "$root" "1 2 3 4 5 6" \
+        clang++ -Wthread-safety -Werror; then
+        passed=$((passed + 1))
+    else
+        failed=$((failed + 1))
+        return 1
+    fi
 }
 
 # run_fuzz_targets DIR: every libFuzzer program fuzz_* in it, FUZZ_SECONDS each, as many at once as there are processors.

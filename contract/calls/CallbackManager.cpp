@@ -3,7 +3,6 @@
 #include "contract/records/NotifierUuid.h"
 
 #include <utility>
-#include <vector>
 
 namespace agent::spf::core {
 
@@ -16,21 +15,16 @@ ExportedCallback CallbackManager::makeExportedCallback(ExportedFunction function
                                                        std::optional<std::string> /*label*/, bool /*flag*/) {
     const auto id = login::detail::createUuid();
     ExportedCallback callback(id, std::string(function.signature.unnamed()), callLimit);
-    table_->add(id, std::move(function), callLimit);
-    ids_.insert(id);
+    table_->add(id, std::move(function), callLimit, this);
     return callback;
 }
 
 CallbackTable::Withdrawn CallbackManager::removeCallback(const boost::uuids::uuid& id) {
-    if (ids_.erase(id) == 0)
-        return {};
-    return table_->remove({id});
+    return table_->remove(id, this);
 }
 
 CallbackTable::Withdrawn CallbackManager::removeAllCallbacks() {
-    const std::vector<boost::uuids::uuid> ids(ids_.begin(), ids_.end());
-    ids_.clear();
-    return table_->remove(ids);
+    return table_->removeAll(this);
 }
 
 } // namespace agent::spf::core

@@ -4,20 +4,18 @@
 #include "contract/calls/ExportedCallback.h"
 
 #include <boost/uuid/uuid.hpp>
-#include <boost/uuid/uuid_hash.hpp>
 
 #include <memory>
 #include <optional>
 #include <string>
-#include <unordered_set>
 #include <utility>
 
 namespace agent::spf::core {
 
 /// The callbacks that one client has exported through one Invokable. Everything exported dies with it.
 ///
-/// Not thread-safe: its owner guards it. No operation, the destructor included, waits for a running callback.
-/// Removing hands the functions back, so that an owner who holds a lock can release them after it.
+/// Thread-safe. No operation, the destructor included, waits for a running callback. Removing hands the
+/// functions back, so that an owner who holds a lock can release them after it.
 class CallbackManager {
 public:
     explicit CallbackManager(std::shared_ptr<CallbackTable> table) : table_(std::move(table)) {}
@@ -38,8 +36,7 @@ public:
     [[nodiscard]] CallbackTable::Withdrawn removeAllCallbacks();
 
 private:
-    std::shared_ptr<CallbackTable> table_;
-    std::unordered_set<boost::uuids::uuid, boost::hash<boost::uuids::uuid>> ids_;
+    const std::shared_ptr<CallbackTable> table_;
 };
 
 } // namespace agent::spf::core

@@ -11,24 +11,44 @@
 namespace agent::spf::core {
 
 void CallbackTable::add(const boost::uuids::uuid& id, ExportedFunction function,
-                        std::optional<unsigned int> callLimit) {
+                        std::optional<unsigned int> callLimit, Owner owner) {
     auto shared = std::make_shared<const ExportedFunction>(std::move(function));
     const foundation::MutexLock lock(mutex_);
     if (entries_.size() >= capacity_)
         throw RefusedError("Too many exported callbacks on this connection (limit " +
                            std::to_string(capacity_) + "): remove registrations that are no longer needed");
-    entries_.insert_or_assign(id, Entry{std::move(shared), callLimit});
+    idsOf_[owner].insert(id);
+    entries_.insert_or_assign(id, Entry{std::move(shared), callLimit, owner});
 }
 
-CallbackTable::Withdrawn CallbackTable::remove(const std::vector<boost::uuids::uuid>& ids) {
-    Withdrawn withdrawn;
-    withdrawn.reserve(ids.size());
+CallbackTable::Withdrawn CallbackTable::remove(const boost::uuids::uuid& id, Owner owner) {
     const foundation::MutexLock lock(mutex_);
-    for (const auto& id : ids) {
-        if (const auto entry = entries_.extract(id))
-            withdrawn.push_back(entry.mapped().function);
-    }
+    const auto found = entries_.find(id);
+    if (found == entries_.end() || found->second.owner != owner)
+        return {};
+    return {take(found)};
+}
+
+CallbackTable::Withdrawn CallbackTable::removeAll(Owner owner) {
+    Withdrawn withdrawn;
+    const foundation::MutexLock lock(mutex_);
+    const auto ids = idsOf_.extract(owner);
+    if (!ids)
+        return withdrawn;
+    withdrawn.reserve(ids.mapped().size());
+    for (const auto& id : ids.mapped())
+        withdrawn.push_back(entries_.extract(id).mapped().function);
     return withdrawn;
+}
+
+std::shared_ptr<const ExportedFunction> CallbackTable::take(Entries::iterator entry) {
+    const auto ids = idsOf_.find(entry->second.owner);
+    ids->second.erase(entry->first);
+    if (ids->second.empty())
+        idsOf_.erase(ids);
+    auto function = std::move(entry->second.function);
+    entries_.erase(entry);
+    return function;
 }
 
 std::shared_ptr<const ExportedFunction> CallbackTable::claim(const boost::uuids::uuid& id) {
@@ -36,10 +56,9 @@ std::shared_ptr<const ExportedFunction> CallbackTable::claim(const boost::uuids:
     const auto found = entries_.find(id);
     if (found == entries_.end())
         return nullptr;
-    auto function = found->second.function;
     if (found->second.callsLeft && --*found->second.callsLeft == 0)
-        entries_.erase(found); // `function` keeps the closure alive past the lock
-    return function;
+        return take(found); // the caller keeps the closure alive past the lock
+    return found->second.function;
 }
 
 GenericPayload CallbackTable::invoke(const boost::uuids::uuid& id,

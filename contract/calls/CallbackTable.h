@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace agent::spf::core {
@@ -26,13 +27,18 @@ public:
 
     explicit CallbackTable(std::size_t capacity = defaultCapacity) : capacity_(capacity) {}
 
+    /// Whose functions are withdrawn together. Any address that is the owner's own.
+    using Owner = const void*;
+
     /// @param callLimit after so many calls the function is removed; no limit when empty.
     /// @throws RefusedError when the table is full.
-    void add(const boost::uuids::uuid& id, ExportedFunction function, std::optional<unsigned int> callLimit);
-    /// Takes functions out; calls already running go on. The caller releases what it gets where foreign
-    /// destructors may run. An unknown id yields nothing.
+    void add(const boost::uuids::uuid& id, ExportedFunction function, std::optional<unsigned int> callLimit,
+             Owner owner = nullptr);
+    /// Takes functions of an owner out; calls already running go on. The caller releases what it gets where
+    /// foreign destructors may run. An id that is not one of the owner's yields nothing.
     using Withdrawn = std::vector<std::shared_ptr<const ExportedFunction>>;
-    [[nodiscard]] Withdrawn remove(const std::vector<boost::uuids::uuid>& ids);
+    [[nodiscard]] Withdrawn remove(const boost::uuids::uuid& id, Owner owner);
+    [[nodiscard]] Withdrawn removeAll(Owner owner);
 
     /// Calls the function on this thread, inside a CallbackScope.
     /// @throws WithdrawnError for an unknown id, and whatever the function throws.
@@ -46,14 +52,18 @@ private:
     struct Entry {
         std::shared_ptr<const ExportedFunction> function;
         std::optional<unsigned int> callsLeft;
+        Owner owner;
     };
-    using Entries = std::unordered_map<boost::uuids::uuid, Entry, boost::hash<boost::uuids::uuid>>;
+    using Hash = boost::hash<boost::uuids::uuid>;
+    using Entries = std::unordered_map<boost::uuids::uuid, Entry, Hash>;
 
     std::shared_ptr<const ExportedFunction> claim(const boost::uuids::uuid& id);
+    std::shared_ptr<const ExportedFunction> take(Entries::iterator entry) REQUIRES(mutex_);
 
     const std::size_t capacity_;
     mutable foundation::Mutex mutex_;
     Entries entries_ GUARDED_BY(mutex_);
+    std::unordered_map<Owner, std::unordered_set<boost::uuids::uuid, Hash>> idsOf_ GUARDED_BY(mutex_);
 };
 
 } // namespace agent::spf::core

@@ -22,34 +22,48 @@ struct ExportedFunction {
 
 namespace detail {
 
-template <class R, class... Args, std::size_t... I>
-GenericPayload applyPayload(const std::function<R(Args...)>& typed, GenericPayload& arguments,
-                            std::index_sequence<I...>) {
-    if constexpr (std::is_void_v<R>) {
-        typed(arguments.take<std::remove_cvref_t<Args>>(I)...);
-        return {};
-    } else {
-        return GenericPayload::of(typed(arguments.take<std::remove_cvref_t<Args>>(I)...));
+template <class Signature>
+struct PayloadCall;
+template <class R, class... Args>
+struct PayloadCall<R(Args...)> {
+    template <class Callable>
+    static GenericPayload run(const Callable& typed, GenericPayload& arguments) {
+        return run(typed, arguments, std::index_sequence_for<Args...>{});
     }
-}
+
+private:
+    template <class Callable, std::size_t... I>
+    static GenericPayload run(const Callable& typed, GenericPayload& arguments, std::index_sequence<I...>) {
+        if constexpr (std::is_void_v<R>) {
+            typed(arguments.take<std::remove_cvref_t<Args>>(I)...);
+            return {};
+        } else {
+            return GenericPayload::of<R>(typed(arguments.take<std::remove_cvref_t<Args>>(I)...));
+        }
+    }
+};
 
 /// Wraps a typed function: arguments are taken slot by slot, the result becomes slot 0 (no slot for void).
 /// The wrapped function throws what GenericPayload::take() throws when the daemon sends other arguments, and
 /// what `typed` throws.
-template <class R, class... Args>
-ExportedFunction::Uniform genericPayloadWrapper(std::function<R(Args...)> typed) {
+template <class Signature, class Callable>
+ExportedFunction::Uniform genericPayloadWrapper(Callable typed) {
     return [typed = std::move(typed)](const foundation::concurrent::threadpool::stop_token&,
                                       GenericPayload arguments) {
-        return applyPayload(typed, arguments, std::index_sequence_for<Args...>{});
+        return PayloadCall<Signature>::run(typed, arguments);
     };
 }
 
 } // namespace detail
 
-/// Makes a typed function exportable.
+/// Makes a callable exportable under a signature: one function object between the daemon's call and it.
+template <class Signature, class Callable>
+ExportedFunction exportAs(Callable typed) {
+    return {detail::genericPayloadWrapper<Signature>(std::move(typed)), SignatureDescriptor::of<Signature>()};
+}
 template <class R, class... Args>
 ExportedFunction exportFunction(std::function<R(Args...)> typed) {
-    return {detail::genericPayloadWrapper(std::move(typed)), SignatureDescriptor::of<R(Args...)>()};
+    return exportAs<R(Args...)>(std::move(typed));
 }
 
 } // namespace agent::spf::core

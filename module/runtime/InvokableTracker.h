@@ -14,17 +14,15 @@ namespace agent::spf::cppmsclientutils {
 template <class Invokable>
 class InvokableTracker final : public InvokableTrackerBase {
 public:
-    InvokableTracker(TrackedServiceInfo info, ServiceProps props, Logger& logger,
-                     foundation::concurrent::threadpool::Executor& executor)
-        : InvokableTrackerBase(std::move(info), std::move(props), logger), executor_(executor),
-          logger_(logger) {}
+    InvokableTracker(TrackedServiceInfo info, ServiceProps props, Logger& logger, Executors executors)
+        : InvokableTrackerBase(std::move(info), std::move(props), logger, executors), logger_(logger) {}
     ~InvokableTracker() override { close(); }
 
     /// Opens the tracking with the bundle's context. Once; the tracker must be held by a std::shared_ptr.
     void start() {
         tracker_ = std::make_shared<detail::ServiceTracker<Invokable>>(
-            moduleContext(), serviceInfo().toString(), filter(), detail::TrackingOptions{}, executor_,
-            logger_);
+            moduleContext(), serviceInfo().toString(), filter(), detail::TrackingOptions{},
+            executors().events, logger_);
         // Items may still wait in the executor when this is gone.
         const auto whileAlive = [weak = weak_from_this()](auto member) {
             return [weak, member](const std::shared_ptr<Invokable>& invokable) {
@@ -44,11 +42,7 @@ private:
     void found(const std::shared_ptr<Invokable>& invokable) { handleFound(invokable); }
     void removed(const std::shared_ptr<Invokable>& invokable) { handleRemoved(invokable); }
     void stopTracking() override { tracker_.reset(); }
-    void post(const boost::uuids::uuid& queue, std::function<void()> work) override {
-        executor_.post(queue, std::move(work), false);
-    }
 
-    foundation::concurrent::threadpool::Executor& executor_;
     Logger& logger_;
     std::shared_ptr<detail::ServiceTracker<Invokable>> tracker_;
 };

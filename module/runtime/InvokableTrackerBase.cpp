@@ -11,6 +11,7 @@
 
 #include <boost/exception/diagnostic_information.hpp>
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -18,8 +19,14 @@ namespace agent::spf::cppmsclientutils {
 
 using foundation::log::logging_event_types;
 
-InvokableTrackerBase::InvokableTrackerBase(TrackedServiceInfo info, ServiceProps props, Logger& logger)
-    : info_(std::move(info)), logger_(logger), exclusiveQueue_(login::detail::createUuid()),
+namespace {
+/// Sending never waits; a thread that has been let do it may have been put off by the system.
+constexpr std::chrono::milliseconds sendGrace{100};
+} // namespace
+
+InvokableTrackerBase::InvokableTrackerBase(TrackedServiceInfo info, ServiceProps props, Logger& logger,
+                                           Executors executors)
+    : info_(std::move(info)), logger_(logger), executors_(executors), exclusiveQueue_(login::detail::createUuid()),
       deliveryQueue_(login::detail::createUuid()), props_(std::move(props)) {}
 
 InvokableTrackerBase::~InvokableTrackerBase() = default;
@@ -91,7 +98,7 @@ void InvokableTrackerBase::logFailure(std::string_view method, const char* what)
 
 // --- callbacks of the owner
 
-void InvokableTrackerBase::onFindingInvokable(std::function<void(ExclusiveLock&)> callback) {
+void InvokableTrackerBase::onFindingInvokable(std::function<void(ExclusiveAccess&)> callback) {
     findingCallback_ = std::move(callback);
 }
 void InvokableTrackerBase::onFoundInvokable(std::function<void()> callback) {
@@ -101,58 +108,75 @@ void InvokableTrackerBase::onLostInvokable(std::function<void()> callback) {
     lostCallback_ = std::move(callback);
 }
 
-void InvokableTrackerBase::runCallback(CallbackGate& gate, const std::function<void()>& callback) const {
-    if (!callback)
-        return;
+template <class Work>
+void InvokableTrackerBase::runLogged(const Work& work) const {
     try {
-        gate.run(callback);
+        work();
     } catch (...) {
         // The steps after it still run: nobody else would wake those who wait.
         logException(std::current_exception());
     }
 }
 
+void InvokableTrackerBase::runOwners(const std::function<void()>& callback) {
+    const std::scoped_lock lock(callbackLock_);
+    if (callback && !closed_)
+        runLogged(callback);
+}
+
+// --- work that others bring
+
 void InvokableTrackerBase::runWhenFound(std::function<void()> work) {
     ExclusiveHold hold(state_);
-    pendingWork_.push_back(std::move(work));
+    pendingWork_(hold.access()).push_back(std::move(work));
 }
 
-void InvokableTrackerBase::runPendingWork(ExclusiveLock& lock) {
-    state_.verify(lock);
-    while (!pendingWork_.empty()) {
-        const auto work = std::make_shared<std::function<void()>>(std::move(pendingWork_.front()));
-        pendingWork_.pop_front();
-        state_.releaseLater(work);
-        try {
-            (*work)();
-        } catch (...) {
-            logException(std::current_exception());
-        }
+void InvokableTrackerBase::runPendingWork(ExclusiveAccess& access) {
+    auto& pending = pendingWork_(access);
+    while (!pending.empty()) {
+        const auto work = std::make_shared<std::function<void()>>(std::move(pending.front()));
+        pending.pop_front();
+        access.releaseLater(work);
+        runLogged(*work);
     }
 }
 
-void InvokableTrackerBase::exclusively(std::function<void(ExclusiveLock&, Turn)> work) {
+void InvokableTrackerBase::exclusively(std::function<void(ExclusiveAccess&, Turn)> work) {
     if (!core::CallbackScope::active()) {
         ExclusiveHold hold(state_);
-        work(hold.lock(), Turn::AtOnce);
+        work(hold.access(), Turn::AtOnce);
     } else if (state_.try_lock()) {
         ExclusiveHold hold(state_, std::adopt_lock);
-        work(hold.lock(), Turn::AtOnce);
+        work(hold.access(), Turn::AtOnce);
     } else {
-        post(exclusiveQueue_, [weak = weak_from_this(), work = std::move(work)] {
-            const auto self = weak.lock();
-            if (!self)
-                return;
-            ExclusiveHold hold(self->state_);
-            self->runCallback(self->findingGate_, [&] { work(hold.lock(), Turn::Later); });
-        });
+        later(std::move(work));
     }
+}
+
+void InvokableTrackerBase::exclusivelyUnlessInCallback(std::function<void(ExclusiveAccess&, Turn)> work) {
+    if (core::CallbackScope::active())
+        later(std::move(work));
+    else
+        exclusively(std::move(work));
+}
+
+void InvokableTrackerBase::later(std::function<void(ExclusiveAccess&, Turn)> work) {
+    executors_.events.post(exclusiveQueue_, [weak = weak_from_this(), work = std::move(work)] {
+        const auto self = weak.lock();
+        if (!self || self->closed_)
+            return;
+        ExclusiveHold hold(self->state_);
+        self->runLogged([&] { work(hold.access(), Turn::Later); });
+    });
 }
 
 void InvokableTrackerBase::deliver(std::function<void()> work) {
-    post(deliveryQueue_, [weak = weak_from_this(), work = std::move(work)] {
-        if (const auto self = weak.lock())
-            self->runCallback(self->deliveryGate_, work);
+    executors_.callbacks.post(deliveryQueue_, [weak = weak_from_this(), work = std::move(work)] {
+        const auto self = weak.lock();
+        if (!self)
+            return;
+        if (const ClosingGate::Passage passage(self->deliveries_); passage)
+            self->runLogged(work);
     });
 }
 
@@ -161,35 +185,34 @@ void InvokableTrackerBase::deliver(std::function<void()> work) {
 void InvokableTrackerBase::handleFound(std::shared_ptr<core::Invokable> invokable) {
     {
         ExclusiveHold hold(state_);
+        auto& access = hold.access();
         if (closed_)
             return;
         log(logging_event_types::notice, "Found an invokable for " + info_.toString());
-        state_.releaseLater(std::exchange(held_, std::move(invokable)));
-        auto previous =
-            std::exchange(callbackManager_, std::make_unique<core::CallbackManager>(held_->callbacks()));
-        if (previous)
-            state_.releaseLater(
-                std::make_shared<core::CallbackTable::Withdrawn>(previous->removeAllCallbacks()));
+        removeAllCallbacks(access);
+        callbackManager_(access) = std::make_shared<core::CallbackManager>(invokable->callbacks());
+        access.releaseLater(std::exchange(held_(access), std::move(invokable)));
         if (findingCallback_)
-            runCallback(findingGate_, [&] { findingCallback_(hold.lock()); });
-        runPendingWork(hold.lock());
+            runLogged([&] { findingCallback_(access); });
+        runPendingWork(access);
     }
-    runCallback(callbackGate_, foundCallback_);
+    runOwners(foundCallback_);
     found_.notify_all();
 }
 
 void InvokableTrackerBase::handleRemoved(const std::shared_ptr<core::Invokable>& invokable) {
     {
         ExclusiveHold hold(state_);
-        if (invokable && invokable == held_) {
+        auto& access = hold.access();
+        if (invokable && invokable == held_(access)) {
             log(logging_event_types::notice, "Invokable for " + info_.toString() + " was removed");
-            state_.releaseLater(
-                std::make_shared<core::CallbackTable::Withdrawn>(callbackManager_->removeAllCallbacks()));
-            callbackManager_.reset();
-            state_.releaseLater(std::move(held_));
+            removeAllCallbacks(access);
+            callbackManager_(access) = nullptr;
+            access.releaseLater(std::move(held_(access)));
+            held_(access) = nullptr;
         }
     }
-    runCallback(callbackGate_, lostCallback_);
+    runOwners(lostCallback_);
 }
 
 void InvokableTrackerBase::close() {
@@ -198,112 +221,87 @@ void InvokableTrackerBase::close() {
     const std::string subject = "`" + info_.toString() + "`, props: `" + describeProps() + "`...";
     log(logging_event_types::info, "Destroying tracker for " + subject);
     stopTracking();
-    findingGate_.close();
-    callbackGate_.close();
-    deliveryGate_.close();
     // Not under the state lock, which calls in flight may hold for long: who is just about to wait misses it,
     // and looks again within a second.
     found_.notify_all();
+    // Inside a callback, what is waited for here may be waiting for that callback.
+    const auto limit =
+        core::CallbackScope::active() ? std::chrono::seconds(0) : callTimeout(defaultServiceTimeout);
+    sends_.close(std::min<std::chrono::milliseconds>(limit, sendGrace));
+    deliveries_.close(limit);
     log(logging_event_types::info, "Destroyed tracker for " + subject);
 }
 
 // --- waiting and calling
 
-template <class Lock>
-void InvokableTrackerBase::waitForInvokable(std::string_view method, Lock& lock) {
+template <class Access>
+void InvokableTrackerBase::waitForInvokable(std::string_view method, Access& access) {
     const auto timeout = serviceTimeout();
     log(logging_event_types::warning,
         "Invokable for `" + info_.toString() + "` is not yet available (calling `" + std::string(method) +
             "`). Waiting for up to " + std::to_string(timeout.count()) + "s...");
-    GatedRelock relock(state_, lock);
-    const auto isHeld = [&] {
-        state_.verify(lock);
-        return held_ != nullptr;
-    };
-    waitUntil(found_, relock, WaitDeadline(timeout), [&] { return isHeld() || closed_; });
-    if (isHeld())
+    GatedRelock relock(access);
+    waitUntil(found_, relock, WaitDeadline(timeout), [&] { return held_(access) || closed_; });
+    if (held_(access) && !closed_)
         return;
     const std::string text = info_.toString() + " didn't appear. Cannot call " + std::string(method);
     log(logging_event_types::error, text);
     throw std::runtime_error(text);
 }
 
-template <class Lock>
-core::Invokable& InvokableTrackerBase::readyInvokable(std::string_view method, Lock& lock) {
-    state_.verify(lock);
-    if (!held_)
-        waitForInvokable(method, lock);
+template <class Access>
+core::Invokable& InvokableTrackerBase::invokableFor(std::string_view method, Access& access) {
+    if (!held_(access))
+        waitForInvokable(method, access);
     if (logs(logging_event_types::info))
         log(logging_event_types::info, "Calling `" + std::string(method) + "` on `" + info_.toString() + '`');
-    return *held_;
+    return *held_(access);
 }
+template core::Invokable& InvokableTrackerBase::invokableFor(std::string_view, SharedAccess&);
+template core::Invokable& InvokableTrackerBase::invokableFor(std::string_view, ExclusiveAccess&);
 
-core::Invokable& InvokableTrackerBase::invokableFor(std::string_view method, SharedLock& lock) {
-    return readyInvokable(method, lock);
-}
-
-core::Invokable& InvokableTrackerBase::invokableFor(std::string_view method, ExclusiveLock& lock) {
-    return readyInvokable(method, lock);
-}
-
-void InvokableTrackerBase::waitForCallbackManager(ExclusiveLock& lock) {
+template <class Access>
+void InvokableTrackerBase::waitForCallbackManager(Access& access) {
     const auto timeout = serviceTimeout();
     log(logging_event_types::info, "CallbackManager in `" + info_.toString() + "` is not yet available. " +
                                        "Waiting for up to " + std::to_string(timeout.count()) + "s...");
-    GatedRelock relock(state_, lock);
-    const auto isThere = [&] {
-        state_.verify(lock);
-        return held_ && callbackManager_;
-    };
+    GatedRelock relock(access);
+    const auto isThere = [&] { return held_(access) && callbackManager_(access); };
     waitUntil(found_, relock, WaitDeadline(timeout), [&] { return isThere() || closed_; });
-    if (isThere())
+    if (isThere() && !closed_)
         return;
     const std::string text = info_.toString() + " didn't appear.";
     log(logging_event_types::error, text);
     throw std::runtime_error(text);
 }
 
-core::ExportedCallback InvokableTrackerBase::exportCallback(ExclusiveLock& lock,
-                                                            core::ExportedFunction function,
+template <class Access>
+core::ExportedCallback InvokableTrackerBase::exportCallback(Access& access, core::ExportedFunction function,
                                                             std::optional<unsigned int> callLimit) {
-    state_.verify(lock);
-    if (!callbackManager_)
-        waitForCallbackManager(lock);
-    // Between the owner's end and the daemon's knowing of it, the daemon may still call.
-    auto whileOpen = [tracker = weak_from_this(), inner = std::move(function.function)](
-                         const foundation::concurrent::threadpool::stop_token& stop,
-                         core::GenericPayload arguments) {
-        const auto alive = tracker.lock();
-        if (!alive || alive->closed_)
-            throw core::WithdrawnError("The client that exported this callback is gone");
-        return inner(stop, std::move(arguments));
-    };
-    return callbackManager_->makeExportedCallback({std::move(whileOpen), function.signature}, callLimit,
-                                                  std::nullopt, false);
+    if (!callbackManager_(access))
+        waitForCallbackManager(access);
+    return callbackManager_(access)->makeExportedCallback(std::move(function), callLimit, std::nullopt,
+                                                          false);
 }
+template core::ExportedCallback InvokableTrackerBase::exportCallback(SharedAccess&, core::ExportedFunction,
+                                                                     std::optional<unsigned int>);
+template core::ExportedCallback InvokableTrackerBase::exportCallback(ExclusiveAccess&, core::ExportedFunction,
+                                                                     std::optional<unsigned int>);
 
-std::shared_ptr<core::Invokable> InvokableTrackerBase::held(ExclusiveLock& lock) const {
-    state_.verify(lock);
-    return held_;
+template <class Access>
+void InvokableTrackerBase::removeCallback(Access& access, const boost::uuids::uuid& id) {
+    if (const auto& manager = callbackManager_(access))
+        access.releaseLater(std::make_shared<core::CallbackTable::Withdrawn>(manager->removeCallback(id)));
 }
+template void InvokableTrackerBase::removeCallback(SharedAccess&, const boost::uuids::uuid&);
+template void InvokableTrackerBase::removeCallback(ExclusiveAccess&, const boost::uuids::uuid&);
 
-void InvokableTrackerBase::releaseLater(ExclusiveLock& lock, std::shared_ptr<const void> thing) {
-    state_.verify(lock);
-    state_.releaseLater(std::move(thing));
+template <class Access>
+void InvokableTrackerBase::removeAllCallbacks(Access& access) {
+    if (const auto& manager = callbackManager_(access))
+        access.releaseLater(std::make_shared<core::CallbackTable::Withdrawn>(manager->removeAllCallbacks()));
 }
-
-void InvokableTrackerBase::removeCallback(ExclusiveLock& lock, const boost::uuids::uuid& id) {
-    state_.verify(lock);
-    if (callbackManager_)
-        state_.releaseLater(
-            std::make_shared<core::CallbackTable::Withdrawn>(callbackManager_->removeCallback(id)));
-}
-
-void InvokableTrackerBase::removeAllCallbacks(ExclusiveLock& lock) {
-    state_.verify(lock);
-    if (callbackManager_)
-        state_.releaseLater(
-            std::make_shared<core::CallbackTable::Withdrawn>(callbackManager_->removeAllCallbacks()));
-}
+template void InvokableTrackerBase::removeAllCallbacks(SharedAccess&);
+template void InvokableTrackerBase::removeAllCallbacks(ExclusiveAccess&);
 
 } // namespace agent::spf::cppmsclientutils

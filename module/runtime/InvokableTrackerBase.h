@@ -1,12 +1,14 @@
 #pragma once
 
-#include "module/runtime/CallbackGate.h"
+#include "contract/calls/CallbackManager.h"
+#include "contract/calls/CallbackScope.h"
+#include "contract/calls/Invokable.h"
+#include "module/runtime/ClosingGate.h"
+#include "module/runtime/Executors.h"
 #include "module/runtime/ServiceProp.h"
 #include "module/runtime/StateLock.h"
 #include "module/runtime/Timeouts.h"
 #include "module/runtime/TrackedServiceInfo.h"
-#include "contract/calls/CallbackManager.h"
-#include "contract/calls/Invokable.h"
 
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/LDAPFilter.h>
@@ -24,7 +26,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <shared_mutex>
 #include <string>
 #include <string_view>
 
@@ -35,21 +36,17 @@ using Logger = foundation::log::basic_diagnostic_logger<char>;
 /// One client's view of its remote service: the Invokable held while there is one, the callbacks exported
 /// through it, the time limits, and waiting for it.
 ///
-/// Held by std::shared_ptr: the client has one, and every call on its way has another, so a client can be
-/// destroyed with calls in flight, from inside its own callbacks too. Queued reactions to registry events
-/// hold it weakly.
+/// Held by std::shared_ptr: the client has one, and whatever is on its way has another, so a client can be
+/// destroyed at any time, from inside its own callbacks too. Queued reactions to registry events hold it
+/// weakly.
 ///
-/// Lock order: callback lock, state lock, finding gate; the delivery gate before all of them. Registry events
-/// come under no lock of this class. A parameter `lock` means that the caller holds the state lock with it;
-/// other members take what they need themselves.
+/// Lock order: callback lock, state lock. Registry events come under no lock of this class. A parameter
+/// `access` means that the caller holds the state lock; other members take what they need themselves.
 class InvokableTrackerBase : public std::enable_shared_from_this<InvokableTrackerBase> {
 public:
-    using ExclusiveLock = std::unique_lock<std::shared_mutex>;
-    using SharedLock = std::shared_lock<std::shared_mutex>;
-
     static constexpr std::chrono::seconds defaultServiceTimeout{10};
 
-    InvokableTrackerBase(TrackedServiceInfo info, ServiceProps props, Logger& logger);
+    InvokableTrackerBase(TrackedServiceInfo info, ServiceProps props, Logger& logger, Executors executors);
     virtual ~InvokableTrackerBase();
     InvokableTrackerBase(const InvokableTrackerBase&) = delete;
     InvokableTrackerBase& operator=(const InvokableTrackerBase&) = delete;
@@ -61,12 +58,12 @@ public:
     /// nothing.
     void updateTimeouts(const cppmicroservices::AnyMap& properties);
 
-    /// Run under the exclusive lock when an Invokable is found, before calls may use it. Set before the
-    /// start.
-    void onFindingInvokable(std::function<void(ExclusiveLock&)> callback);
-    /// Run outside the state lock after an Invokable was found. Set before the start.
+    /// Run under the exclusive lock when an Invokable is found, before calls may use it. Set before the start,
+    /// as are the two after it; none of them may need the client's object.
+    void onFindingInvokable(std::function<void(ExclusiveAccess&)> callback);
+    /// Run outside the state lock after an Invokable was found.
     void onFoundInvokable(std::function<void()> callback);
-    /// Run outside the state lock after an Invokable went. Set before the start.
+    /// Run outside the state lock after an Invokable went.
     void onLostInvokable(std::function<void()> callback);
 
     /// Queues work until an Invokable is found; it then runs once, under the exclusive lock, in the order
@@ -76,47 +73,59 @@ public:
     /// When exclusive work runs: before exclusively() returns, or after it.
     enum class Turn { AtOnce, Later };
     /// Runs `work` under the exclusive lock: at once, or, when this thread is inside an exported callback and
-    /// would have to wait for the lock, soon and on the executor, unless this is closed before. The lock's
+    /// would have to wait for the lock, soon and on an executor, unless this is closed before. The lock's
     /// holder may be a call that the daemon answers when that callback has ended.
-    void exclusively(std::function<void(ExclusiveLock&, Turn)> work);
-    /// Runs `work`, in the order delivered, on the executor and outside the state lock, unless this is closed
+    void exclusively(std::function<void(ExclusiveAccess&, Turn)> work);
+    /// As above, but inside an exported callback never at once: the callback does not wait for the daemon.
+    void exclusivelyUnlessInCallback(std::function<void(ExclusiveAccess&, Turn)> work);
+    /// Runs `work` with exclusive access, or, inside an exported callback that would have to wait for it, with
+    /// shared access. At once.
+    template <class Work>
+    void exclusivelyOrShared(const Work& work);
+    /// Runs `work`, in the order delivered, on an executor and outside the state lock, unless this is closed
     /// before. However long it takes, found and removed reactions go on.
     void deliver(std::function<void()> work);
 
     /// The Invokable that calls go to now; null when there is none.
-    std::shared_ptr<core::Invokable> held(ExclusiveLock& lock) const;
-
-    /// @see StateLock::releaseLater()
-    void releaseLater(ExclusiveLock& lock, std::shared_ptr<const void> thing);
-
-    void removeCallback(ExclusiveLock& lock, const boost::uuids::uuid& id);
-    void removeAllCallbacks(ExclusiveLock& lock);
+    std::shared_ptr<core::Invokable> held(const ExclusiveAccess& access) { return held_(access); }
 
     /// Exports a function through the held Invokable, waiting for one up to the service timeout.
     /// @throws std::runtime_error "<service> didn't appear." and what CallbackManager::makeExportedCallback()
     /// throws.
-    core::ExportedCallback exportCallback(ExclusiveLock& lock, core::ExportedFunction function,
+    template <class Access>
+    core::ExportedCallback exportCallback(Access& access, core::ExportedFunction function,
                                           std::optional<unsigned int> callLimit);
+    /// The functions are destroyed after the lock.
+    template <class Access>
+    void removeCallback(Access& access, const boost::uuids::uuid& id);
+    template <class Access>
+    void removeAllCallbacks(Access& access);
 
     /// The held Invokable, about to be called; waits for one up to the service timeout.
     /// @throws std::runtime_error "<service> didn't appear. Cannot call <method>".
-    core::Invokable& invokableFor(std::string_view method, SharedLock& lock);
-    core::Invokable& invokableFor(std::string_view method, ExclusiveLock& lock);
+    template <class Access>
+    core::Invokable& invokableFor(std::string_view method, Access& access);
+    /// Before what an exclusive holder sends.
+    ClosingGate& sends() noexcept { return sends_; }
 
     std::chrono::seconds callTimeout(std::chrono::seconds methodDefault) const noexcept;
     void logFailure(std::string_view method, const char* what) const;
 
     StateLock& state() noexcept RETURN_CAPABILITY(state_) { return state_; }
     const TrackedServiceInfo& serviceInfo() const noexcept { return info_; }
+    Executors executors() const noexcept { return executors_; }
 
     bool logs(foundation::log::logging_event_types type) const noexcept { return logger_.enabled(type); }
     void log(foundation::log::logging_event_types type, const std::string& text) const;
     /// "Exception caught: " and all that is known of the exception, at level notice.
     void logException(std::exception_ptr exception) const;
 
-    /// Ends the tracking: no reaction runs after this, nobody waits any longer; calls on their way end by
-    /// themselves. Called at the start of the owner's destruction, and harmless again. It waits for a
-    /// reaction running on another thread, and for registry events being handled, never for calls.
+    /// Ends the tracking: no reaction, registration or delivery begins or sends anything after this, nobody
+    /// waits any longer for an Invokable; calls on their way end by themselves. Called at the start of the
+    /// owner's destruction, and harmless again.
+    ///
+    /// It waits for registry events being handled. It waits for a delivery that runs on another thread, up to
+    /// the call timeout, unless it is called inside an exported callback. Never for calls.
     void close();
     bool closed() const noexcept { return closed_; }
 
@@ -130,37 +139,37 @@ protected:
 
     /// Ends registry events. Called once, from close(), by the most derived class's type.
     virtual void stopTracking() = 0;
-    /// Appends to a queue of the executor.
-    virtual void post(const boost::uuids::uuid& queue, std::function<void()> work) = 0;
 
 private:
-    template <class Lock>
-    core::Invokable& readyInvokable(std::string_view method, Lock& lock);
-    template <class Lock>
-    void waitForInvokable(std::string_view method, Lock& lock);
-    void waitForCallbackManager(ExclusiveLock& lock);
-    void runPendingWork(ExclusiveLock& lock);
+    template <class Access>
+    void waitForInvokable(std::string_view method, Access& access);
+    template <class Access>
+    void waitForCallbackManager(Access& access);
+    void runPendingWork(ExclusiveAccess& access);
+    void later(std::function<void(ExclusiveAccess&, Turn)> work);
     std::chrono::seconds serviceTimeout() const noexcept;
-    void runCallback(CallbackGate& gate, const std::function<void()>& callback) const;
+    template <class Work>
+    void runLogged(const Work& work) const;
+    void runOwners(const std::function<void()>& callback);
 
     const TrackedServiceInfo info_;
     Logger& logger_;
+    const Executors executors_;
     Timeouts timeouts_;
     std::atomic<bool> closed_{false};
 
-    StateLock state_; // held for the whole of a call, shared; never while user code runs
-    std::unique_ptr<core::CallbackManager> callbackManager_ GUARDED_BY(state_);
-    std::deque<std::function<void()>> pendingWork_ GUARDED_BY(state_);
-    std::shared_ptr<core::Invokable> held_ GUARDED_BY(state_);
+    StateLock state_; // held for the whole of a call, shared; never while a function of the application runs
+    Guarded<std::shared_ptr<core::Invokable>> held_{state_};
+    Guarded<std::shared_ptr<core::CallbackManager>> callbackManager_{state_}; // there while one is held
+    Guarded<std::deque<std::function<void()>>> pendingWork_{state_};
     std::condition_variable_any found_;
 
-    std::function<void(ExclusiveLock&)> findingCallback_;
+    std::function<void(ExclusiveAccess&)> findingCallback_;
     std::function<void()> foundCallback_;
     std::function<void()> lostCallback_;
-    CallbackGate findingGate_; // runs the finding callback; taken under the state lock
-    CallbackGate
-        callbackGate_; // the callback lock: runs the found and lost callbacks, which may take the state lock
-    CallbackGate deliveryGate_; // runs what is delivered; no lock is held meanwhile
+    std::mutex callbackLock_; // held while the found or lost callback runs
+    ClosingGate sends_;
+    ClosingGate deliveries_;
 
     const boost::uuids::uuid exclusiveQueue_;
     const boost::uuids::uuid deliveryQueue_;
@@ -168,5 +177,19 @@ private:
     mutable foundation::Mutex propsLock_;
     ServiceProps props_ GUARDED_BY(propsLock_);
 };
+
+template <class Work>
+void InvokableTrackerBase::exclusivelyOrShared(const Work& work) {
+    if (!core::CallbackScope::active()) {
+        ExclusiveHold hold(state_);
+        work(hold.access());
+    } else if (state_.try_lock()) {
+        ExclusiveHold hold(state_, std::adopt_lock);
+        work(hold.access());
+    } else {
+        SharedHold hold(state_);
+        work(hold.access());
+    }
+}
 
 } // namespace agent::spf::cppmsclientutils

@@ -6,100 +6,192 @@
 
 namespace agent::spf::cppmsclientutils {
 
+using core::CallbackScope;
+using foundation::MutexLock;
+
+// --- exclusively
+
 void StateLock::lock() {
-    {
-        const foundation::MutexLock gate(gate_);
-        ++exclusiveWaiters_;
-    }
-    mutex_.lock();
-    startPhase(1);
+    ++exclusives_;
+    MutexLock gate(gate_);
+    ++waiting_;
+    while (in_ || owed_ != 0 || sharers_ != 0)
+        changed_.wait(gate);
+    --waiting_;
+    nowIn();
 }
 
 bool StateLock::try_lock() {
-    if (!mutex_.try_lock())
+    ++exclusives_;
+    const MutexLock gate(gate_);
+    if (in_ || owed_ != 0 || sharers_ != 0) {
+        --exclusives_;
         return false;
-    startPhase(0);
+    }
+    nowIn();
     return true;
 }
 
-void StateLock::startPhase(unsigned waiters) {
-    {
-        const foundation::MutexLock gate(gate_);
-        exclusiveWaiters_ -= waiters;
-        ++phase_;
-    }
-    phaseChanged_.notify_all();
+void StateLock::nowIn() {
+    in_ = true;
+    mutex_.lock();
 }
 
 void StateLock::unlock() {
     mutex_.unlock();
-}
-
-void StateLock::lock_shared() {
-    if (exclusiveWaiters_.load(std::memory_order_relaxed) != 0 && !core::CallbackScope::active()) {
-        foundation::MutexLock gate(gate_);
-        const auto arrival = phase_;
-        while (exclusiveWaiters_ != 0 && phase_ == arrival)
-            phaseChanged_.wait(gate);
+    {
+        const MutexLock gate(gate_);
+        in_ = false;
+        ++phase_;
+        owed_ = standingBack_;
+        patience_ = firstPatience;
+        --exclusives_;
     }
-    // While an exclusive holder is in, glibc lets the shared side in next: that is the turn they stood back
-    // for.
-    mutex_.lock_shared();
+    changed_.notify_all();
 }
 
-void StateLock::unlock_shared() {
-    mutex_.unlock_shared();
+void StateLock::lend() {
+    {
+        const MutexLock gate(gate_);
+        lent_ = true;
+    }
+    if (CallbackScope::activeAnywhere())
+        changed_.notify_all();
 }
+
+void StateLock::takeBack() {
+    MutexLock gate(gate_);
+    lent_ = false;
+    while (guests_ != 0)
+        changed_.wait(gate);
+}
+
+unsigned StateLock::exclusiveWaiters() const {
+    const MutexLock gate(gate_);
+    return waiting_;
+}
+
+// --- sharing
+
+StateLock::Admission StateLock::lock_shared() {
+    ++sharers_;
+    if (exclusives_ == 0) {
+        mutex_.lock_shared();
+        return Admission::Member;
+    }
+    MutexLock gate(gate_);
+    if (--sharers_ == 0)
+        changed_.notify_all();
+    const auto arrival = Clock::now();
+    const auto phase = phase_;
+    const auto door = door_;
+    ++standingBack_;
+    while (!mayComeIn(phase, door)) {
+        // A callback may begin at any time, without a word to this lock.
+        changed_.wait_for(gate, patience_);
+        letByIfPatient(arrival, door);
+    }
+    --standingBack_;
+    if (in_) {
+        ++guests_;
+        return Admission::Guest;
+    }
+    comeIn(phase);
+    return Admission::Member;
+}
+
+bool StateLock::mayComeIn(std::uint64_t arrivalPhase, std::uint64_t arrivalDoor) const {
+    const bool letBy = CallbackScope::active() || door_ != arrivalDoor;
+    if (in_) // While a guest is in, the holder waits for it, and so perhaps for those whom it waits for.
+        return letBy && (lent_ || guests_ != 0);
+    return letBy || waiting_ == 0 || phase_ != arrivalPhase;
+}
+
+void StateLock::comeIn(std::uint64_t arrivalPhase) {
+    if (owed_ != 0 && phase_ != arrivalPhase && --owed_ == 0)
+        changed_.notify_all();
+    ++sharers_;
+    mutex_.lock_shared(); // an exclusive holder would have to pass the gate
+}
+
+/// Lets everybody by who stands back now, when one of them has done so long enough and a callback runs.
+void StateLock::letByIfPatient(Clock::time_point arrival, std::uint64_t arrivalDoor) {
+    if (door_ != arrivalDoor || !CallbackScope::activeAnywhere() || Clock::now() - arrival < patience_)
+        return;
+    ++door_;
+    patience_ += patience_ / 2;
+    changed_.notify_all();
+}
+
+void StateLock::unlock_shared(Admission admission) {
+    if (admission == Admission::Guest) {
+        const MutexLock gate(gate_);
+        if (--guests_ == 0)
+            changed_.notify_all();
+        return;
+    }
+    mutex_.unlock_shared();
+    if (--sharers_ == 0 && exclusives_ != 0) {
+        // Through the gate, so that a waiter is not between its look and its sleep.
+        { const MutexLock gate(gate_); }
+        changed_.notify_all();
+    }
+}
+
+// --- the proofs and the holds
 
 namespace {
-template <class Lock>
-void verifyLock(const Lock& held, const std::shared_mutex& mutex) {
-    if (!held.owns_lock() || held.mutex() != &mutex)
+void require(bool held) {
+    if (!held)
         throw std::system_error(std::make_error_code(std::errc::operation_not_permitted),
                                 "the caller does not hold this client's state lock");
 }
 } // namespace
 
-void StateLock::verify(const std::unique_lock<std::shared_mutex>& held) const {
-    verifyLock(held, mutex_);
-}
-void StateLock::verify(const std::shared_lock<std::shared_mutex>& held) const {
-    verifyLock(held, mutex_);
+void ExclusiveAccess::verify(const StateLock& state) const {
+    require(&state == &state_);
 }
 
-ExclusiveHold::ExclusiveHold(StateLock& state) : state_(state) {
-    state.lock();
-    lock_ = std::unique_lock(state.native(), std::adopt_lock);
+SharedAccess::SharedAccess(StateLock& state, StateLock::Admission admission)
+    : state_(state), admission_(admission) {
+    if (admission == StateLock::Admission::Member)
+        lock_ = std::shared_lock(state.mutex_, std::adopt_lock);
 }
 
-ExclusiveHold::ExclusiveHold(StateLock& state, std::adopt_lock_t)
-    : state_(state), lock_(state.native(), std::adopt_lock) {}
+void SharedAccess::verify(const StateLock& state) const {
+    require(&state == &state_);
+}
 
 ExclusiveHold::~ExclusiveHold() {
-    state_.verify(lock_);
-    const auto deferred = state_.takeDeferred();
-    lock_.unlock();
+    const auto later = std::move(access_.later_);
+    access_.lock_.release();
+    access_.state_.unlock();
 }
 
-SharedHold::SharedHold(StateLock& state) {
-    state.lock_shared();
-    lock_ = std::shared_lock(state.native(), std::adopt_lock);
+SharedHold::~SharedHold() {
+    const auto later = std::move(access_.later_);
+    access_.lock_.release();
+    access_.state_.unlock_shared(access_.admission_);
 }
 
 void GatedRelock::unlock() {
-    if (exclusive_ != nullptr)
-        exclusive_->unlock();
-    else
-        shared_->unlock();
+    if (exclusive_ != nullptr) {
+        exclusive_->lock_.release();
+        exclusive_->state_.unlock();
+    } else {
+        shared_->lock_.release();
+        shared_->state_.unlock_shared(shared_->admission_);
+    }
 }
 
 void GatedRelock::lock() {
     if (exclusive_ != nullptr) {
-        state_.lock();
-        *exclusive_ = std::unique_lock(state_.native(), std::adopt_lock);
+        exclusive_->state_.lock();
+        exclusive_->lock_ = std::unique_lock(exclusive_->state_.mutex_, std::adopt_lock);
     } else {
-        state_.lock_shared();
-        *shared_ = std::shared_lock(state_.native(), std::adopt_lock);
+        shared_->admission_ = shared_->state_.lock_shared();
+        if (shared_->admission_ == StateLock::Admission::Member)
+            shared_->lock_ = std::shared_lock(shared_->state_.mutex_, std::adopt_lock);
     }
 }
 

@@ -1,12 +1,10 @@
 #pragma once
 
 #include "module/runtime/InvokableTrackingService.h"
-#include "contract/calls/ExportedFunction.h"
-#include "module/v1/ListenerRegistry.h"
+#include "module/runtime/RemoteRegistrations.h"
 
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/servicecomponent/ComponentContext.hpp>
-#include <foundation/concurrent/threadpool/Executor.h>
 #include <login/ZelkorLogin.h>
 #include <login/control/LoginVetoer.h>
 #include <login/detail/ZelkorLogin.h>
@@ -37,8 +35,7 @@ public:
     explicit ZelkorLoginImpl(
         const std::shared_ptr<cppmicroservices::AnyMap>& configuration,
         std::shared_ptr<zelkorconnector::serviceprocess::HasDesktopServices> desktopServices = nullptr,
-        foundation::concurrent::threadpool::Executor& executor =
-            foundation::concurrent::threadpool::Executor::instance());
+        agent::spf::cppmsclientutils::Executors executors = {});
     ~ZelkorLoginImpl() override;
 
     LoginInfo getLoginInfo(std::string requester, LoginInfo::Level level) const override;
@@ -98,55 +95,15 @@ public:
                   const std::shared_ptr<cppmicroservices::AnyMap>& properties);
 
 private:
-    using StatusListeners = v1::ListenerRegistry<StatusListenerId, StatusListener>;
-    using StatusListenersV2 = v1::ListenerRegistry<StatusListenerId, StatusListenerV2>;
-    using Vetoers = v1::ListenerRegistry<LogoutVetoerId, LogoutVetoer>;
-    using Negotiators = v1::ListenerRegistry<LogoutNegotiatorId, Negotiator>;
-    using Turn = agent::spf::cppmsclientutils::InvokableTrackerBase::Turn;
+    template <class Id, class Value>
+    using Registrations = agent::spf::cppmsclientutils::RemoteRegistrations<Id, Value>;
 
     bool isLoggedIn(std::string requester, LoginInfo::Level level) const;
 
-    // Registrations.cpp
-    boost::uuids::uuid tellDaemon(ExclusiveLock& lock, const StatusListeners::Item& item,
-                                  boost::uuids::uuid& callback);
-    boost::uuids::uuid tellDaemon(ExclusiveLock& lock, const StatusListenersV2::Item& item,
-                                  boost::uuids::uuid& callback);
-    boost::uuids::uuid tellDaemon(ExclusiveLock& lock, const Vetoers::Item& item,
-                                  boost::uuids::uuid& callback);
-    boost::uuids::uuid tellDaemon(ExclusiveLock& lock, const Negotiators::Item& item,
-                                  boost::uuids::uuid& callback);
-    agent::spf::core::ExportedCallback
-    exported(ExclusiveLock& lock, agent::spf::core::ExportedFunction function, boost::uuids::uuid& callback);
-    template <class Id, class Callback>
-    Id registerRemotely(ExclusiveLock& lock, v1::ListenerRegistry<Id, Callback>& registry,
-                        const typename v1::ListenerRegistry<Id, Callback>::Item& item);
-    template <class Id, class Callback>
-    Id add(v1::ListenerRegistry<Id, Callback>& registry, Callback callback);
-    template <class Id, class Callback>
-    bool remove(v1::ListenerRegistry<Id, Callback>& registry, const Id& id);
-    template <class Id, class Callback>
-    void removeEntry(ExclusiveLock& lock, v1::ListenerRegistry<Id, Callback>& registry, const Id& id);
-    template <class Id, class Callback>
-    void forgetExport(ExclusiveLock& lock, v1::ListenerRegistry<Id, Callback>& registry, const Id& daemonId);
-    template <class Id, class Callback>
-    void takeBack(ExclusiveLock& lock, const v1::ListenerRegistry<Id, Callback>& registry,
-                  const Id& daemonId);
-    template <class Id, class Callback>
-    void replay(ExclusiveLock& lock, v1::ListenerRegistry<Id, Callback>& registry, bool foundAgain);
-    void replayAll(ExclusiveLock& lock);
-    void refreshStatusListeners();
-
-    // InteractiveRequests.cpp
-    template <class Call>
-    void start(agent::spf::core::ExportedFunction completed, const Call& request);
-
-    foundation::concurrent::threadpool::Executor& executor_;
-    // Guarded by the tracker's state lock.
-    StatusListeners statusListeners_;
-    StatusListenersV2 statusListenersV2_;
-    Vetoers vetoers_;
-    Negotiators negotiators_;
-    std::weak_ptr<agent::spf::core::Invokable> daemon_; // that was told of the registries last
+    Registrations<StatusListenerId, StatusListener> statusListeners_;
+    Registrations<StatusListenerId, StatusListenerV2> statusListenersV2_;
+    Registrations<LogoutVetoerId, LogoutVetoer> vetoers_;
+    Registrations<LogoutNegotiatorId, Negotiator> negotiators_;
 };
 
 } // namespace login

@@ -17,13 +17,13 @@ Logger& logger() {
 } // namespace
 
 LoginVetoerClient::LoginVetoerClient(const std::shared_ptr<cppmicroservices::AnyMap>& configuration,
-                                     foundation::concurrent::threadpool::Executor& executor)
-    : InvokableTrackingService(TrackedServiceInfo("ZelkorLogin", 2, 1), logger(), executor) {
+                                     agent::spf::cppmsclientutils::Executors executors)
+    : InvokableTrackingService(TrackedServiceInfo("ZelkorLogin", 2, 1), logger(), executors) {
     if (configuration) {
-        tracker().updateServiceProperties(*configuration);
-        tracker().updateTimeouts(*configuration);
+        tracker()->updateServiceProperties(*configuration);
+        tracker()->updateTimeouts(*configuration);
     }
-    tracker().start();
+    tracker()->start();
 }
 
 void LoginVetoerClient::vetoSignIn(bool veto) {
@@ -38,7 +38,7 @@ void LoginVetoerClient::Modified(
     const std::shared_ptr<cppmicroservices::service::component::ComponentContext>& /*context*/,
     const std::shared_ptr<cppmicroservices::AnyMap>& properties) {
     if (properties)
-        tracker().updateTimeouts(*properties);
+        tracker()->updateTimeouts(*properties);
 }
 
 } // namespace login::spf

@@ -4,7 +4,6 @@
 
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/servicecomponent/ComponentContext.hpp>
-#include <foundation/concurrent/threadpool/Executor.h>
 #include <login/control/LoginVetoer.h>
 
 #include <memory>
@@ -21,8 +20,7 @@ public:
     /// @param configuration the component's properties; may be null. Reads "timeouts::call" and
     /// "timeouts::service".
     explicit LoginVetoerClient(const std::shared_ptr<cppmicroservices::AnyMap>& configuration,
-                               foundation::concurrent::threadpool::Executor& executor =
-                                   foundation::concurrent::threadpool::Executor::instance());
+                               agent::spf::cppmsclientutils::Executors executors = {});
 
     void vetoSignIn(bool veto) override;
     bool shouldVetoSignIn() override;

@@ -1,12 +1,10 @@
 #pragma once
 
 #include "module/runtime/InvokableTrackingService.h"
-#include "contract/vocabulary/RemoteMethod.h"
-#include "module/v2/Registry.h"
+#include "module/runtime/RemoteRegistrations.h"
 
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/servicecomponent/ComponentContext.hpp>
-#include <foundation/concurrent/threadpool/Executor.h>
 #include <login/ZelkorLogin.h>
 #include <login/control/LoginVetoer.h>
 #include <login/detail/ZelkorLogin.h>
@@ -36,8 +34,7 @@ public:
     explicit ZelkorLogin(
         const std::shared_ptr<cppmicroservices::AnyMap>& configuration,
         std::shared_ptr<zelkorconnector::serviceprocess::HasDesktopServices> desktopServices = nullptr,
-        foundation::concurrent::threadpool::Executor& executor =
-            foundation::concurrent::threadpool::Executor::instance());
+        agent::spf::cppmsclientutils::Executors executors = {});
     ~ZelkorLogin() override;
 
     LoginInfo getLoginInfo(std::string requester, LoginInfo::Level level) const override;
@@ -55,6 +52,8 @@ public:
     /// Asks the daemon, where the interface's own form goes through getLoginInfo().
     bool isLoggedIn(std::string requester, LoginInfo::Level level) const;
 
+    LoginInfo getLoginInfoAndLogTELX(std::string requester, LoginInfo::Level level,
+                                     const std::string& context) override;
     std::string getEndpoint() override;
     std::string getRelease() override;
     std::string getSourceId() override;
@@ -62,11 +61,9 @@ public:
     void persistIdentity(const detail::LoginData& data) override;
     void clearSettings() override;
     std::string getCurrentSessionId() override;
+    void completeLogout() override;
     bool isLogoutVetoed() override;
     detail::NegotiationsResult negotiateLogout(const NegotiationTerms& terms) override;
-    void completeLogout() override;
-    LoginInfo getLoginInfoAndLogTELX(std::string requester, LoginInfo::Level level,
-                                     const std::string& context) override;
 
     void vetoSignIn(bool veto) override;
     bool shouldVetoSignIn() override;
@@ -77,36 +74,8 @@ public:
                   const std::shared_ptr<cppmicroservices::AnyMap>& properties);
 
 private:
-    using StatusListeners = Registry<StatusListenerId, StatusListenerV2>;
-    using Negotiators = Registry<LogoutNegotiatorId, Negotiator>;
-
-    // Registrations.cpp
-    template <class Entry>
-    struct OnItsWay;
-    PendingCall<boost::uuids::uuid> tellDaemon(ExclusiveLock& lock, StatusListeners::Entry& entry);
-    PendingCall<boost::uuids::uuid> tellDaemon(ExclusiveLock& lock, Negotiators::Entry& entry);
-    template <class Entry>
-    OnItsWay<Entry> startMakingKnown(ExclusiveLock& lock, Entry& entry);
-    template <class Id, class Value>
-    void finishMakingKnown(ExclusiveLock& lock, const Registry<Id, Value>& registry,
-                           OnItsWay<typename Registry<Id, Value>::Entry>& onItsWay);
-    template <class Entry>
-    void giveUp(ExclusiveLock& lock, Entry& entry);
-    template <class Id, class Value>
-    Id add(Registry<Id, Value>& registry, Value value);
-    template <class Id, class Value>
-    void enter(ExclusiveLock& lock, Registry<Id, Value>& registry, const Id& id);
-    template <class Id, class Value>
-    bool remove(Registry<Id, Value>& registry, const Id& id);
-    template <class Id, class Value>
-    void forget(ExclusiveLock& lock, const Registry<Id, Value>& registry,
-                typename Registry<Id, Value>::Entry entry);
-    template <class Id, class Value>
-    void replay(ExclusiveLock& lock, Registry<Id, Value>& registry);
-    void refreshStatusListeners();
-
-    StatusListeners statusListeners_; // guarded by the tracker's state lock, as is the next
-    Negotiators negotiators_;
+    agent::spf::cppmsclientutils::RemoteRegistrations<StatusListenerId, StatusListenerV2> statusListeners_;
+    agent::spf::cppmsclientutils::RemoteRegistrations<LogoutNegotiatorId, Negotiator> negotiators_;
 };
 
 } // namespace login::spf

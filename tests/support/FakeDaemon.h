@@ -72,8 +72,13 @@ public:
         registrations_.push_back(std::move(registration));
     }
     void disappear() {
-        for (auto& registration : taken(registrations_))
-            registration.Unregister();
+        for (auto& registration : taken(registrations_)) {
+            try {
+                registration.Unregister();
+            } catch (const std::logic_error&) {
+                // The framework has stopped.
+            }
+        }
     }
 
     /// What happens when the method is called; without one the call fails with "no behaviour for <method>".
@@ -100,6 +105,12 @@ public:
     void release(const Payload& result = {}) {
         for (const auto& call : taken(held_))
             call.answer(result);
+    }
+    /// Fails every held call, as a connection that ends does.
+    void failHeld() {
+        for (const auto& call : taken(held_))
+            call.handler.onError(
+                std::make_exception_ptr(agent::spf::core::DisconnectedError("the daemon died")));
     }
     /// Waits until so many calls of the method have come since the start.
     bool waitForCalls(const std::string& method, std::size_t wanted = 1) const {

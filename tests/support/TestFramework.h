@@ -21,12 +21,15 @@ public:
     }
     ~TestFramework() {
         _us_set_bundle_context_instance_com_halvorin_zelkorloginclient(nullptr);
-        framework_.Stop();
-        framework_.WaitForStop(std::chrono::milliseconds::zero());
+        stop();
     }
     TestFramework(const TestFramework&) = delete;
     TestFramework& operator=(const TestFramework&) = delete;
 
+    void stop() {
+        framework_.Stop();
+        framework_.WaitForStop(std::chrono::milliseconds::zero());
+    }
     cppmicroservices::BundleContext context() { return framework_.GetBundleContext(); }
 
 private:

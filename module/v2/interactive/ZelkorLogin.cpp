@@ -1,27 +1,21 @@
 #include "module/v2/interactive/ZelkorLogin.h"
 
-#include "contract/calls/ExportedFunction.h"
-#include "contract/calls/PendingOutcome.h"
 #include "contract/vocabulary/InteractiveV2.h"
+#include "module/runtime/RemoteRequest.h"
 
 #include <foundation/json.h>
 #include <login/utils.h>
 
 #include <sstream>
 #include <stdexcept>
-#include <string_view>
 #include <utility>
 
 namespace login::spf::interactive {
 
-using agent::spf::core::exportFunction;
-using agent::spf::core::PendingOutcome;
-using agent::spf::core::promiseFulfilling;
-using agent::spf::cppmsclientutils::ExclusiveHold;
-using agent::spf::cppmsclientutils::InvokableTrackerBase;
-using agent::spf::cppmsclientutils::Logger;
-using agent::spf::cppmsclientutils::TrackedServiceInfo;
+using namespace agent::spf::cppmsclientutils;
+using foundation::json::serialize;
 using foundation::log::logging_event_types;
+using login::utils::toJson;
 
 namespace {
 
@@ -31,25 +25,28 @@ Logger& logger() {
     return *instance;
 }
 
-/// Once: what the daemon says of the request reaches its handler one time at most.
-constexpr unsigned int once = 1;
-
-std::exception_ptr failure(std::string_view method, const std::string& error) {
-    logger().log(logging_event_types::error, std::string(method) + " failed: " + error);
-    return std::make_exception_ptr(std::runtime_error(error));
-}
+const RequestKind<LoginInfo> loginRequest{
+    .method = remote::requestLoginAsync.name,
+    .failureLevel = logging_event_types::error,
+    .exclusive = true,
+    .success = [](const LoginInfo& info) {
+        std::ostringstream text;
+        text << "requestLoginAsync successful. LoginInfo is: " << info;
+        return text.str();
+    }};
+const RequestKind<> logoutRequest{.method = remote::requestLogoutWithOptionsAsync.name,
+                                  .failureLevel = logging_event_types::error,
+                                  .exclusive = true};
 
 } // namespace
 
-ZelkorLogin::ZelkorLogin(const std::shared_ptr<cppmicroservices::AnyMap>& configuration,
-                         foundation::concurrent::threadpool::Executor& executor)
-    : InvokableTrackingService(TrackedServiceInfo("ZelkorLoginInteractive", 2, 2), logger(), executor),
-      executor_(executor) {
+ZelkorLogin::ZelkorLogin(const std::shared_ptr<cppmicroservices::AnyMap>& configuration, Executors executors)
+    : InvokableTrackingService(TrackedServiceInfo("ZelkorLoginInteractive", 2, 2), logger(), executors) {
     if (configuration) {
-        tracker().updateServiceProperties(*configuration);
-        tracker().updateTimeouts(*configuration);
+        tracker()->updateServiceProperties(*configuration);
+        tracker()->updateTimeouts(*configuration);
     }
-    tracker().start();
+    tracker()->start();
 }
 
 ZelkorLogin::~ZelkorLogin() {
@@ -60,64 +57,23 @@ void ZelkorLogin::Modified(
     const std::shared_ptr<cppmicroservices::service::component::ComponentContext>& /*context*/,
     const std::shared_ptr<cppmicroservices::AnyMap>& properties) {
     if (properties)
-        tracker().updateTimeouts(*properties);
+        tracker()->updateTimeouts(*properties);
 }
 
 // --- requests
 
 void ZelkorLogin::requestLoginAsync(std::string requester, LoginHandler handler, LoginInfo::Level level,
                                     LoginOptions options) {
-    const auto outcome = std::make_shared<PendingOutcome<LoginInfo>>(std::move(handler), executor_);
-    std::function<void(LoginInfo, std::string)> completed = [outcome](LoginInfo info,
-                                                                      const std::string& error) {
-        if (!error.empty())
-            return outcome->fail(failure(remote::requestLoginAsync.name, error));
-        std::ostringstream text;
-        text << "requestLoginAsync successful. LoginInfo is: " << info;
-        logger().log(logging_event_types::info, text.str());
-        outcome->succeed(std::move(info));
-    };
-    try {
-        const auto json = foundation::json::serialize(login::utils::toJson(options));
-        start(exportFunction(std::move(completed)), [&](ExclusiveLock& lock, const auto& callback) {
-            call(lock, remote::requestLoginAsync, std::move(requester), callback,
-                 login::utils::toNumber(level), json);
-        });
-    } catch (...) {
-        outcome->fail(std::current_exception());
-    }
+    startRequest(tracker(), loginRequest, std::move(handler), [&](const auto& call, const auto& callback) {
+        call(remote::requestLoginAsync, std::move(requester), callback, login::utils::toNumber(level),
+             serialize(toJson(options)));
+    });
 }
 
 void ZelkorLogin::requestLogoutAsync(LogoutHandler handler, LogoutOptions options) {
-    const auto outcome = std::make_shared<PendingOutcome<>>(std::move(handler), executor_);
-    std::function<void(std::string)> completed = [outcome](const std::string& error) {
-        if (error.empty())
-            outcome->succeed();
-        else
-            outcome->fail(failure(remote::requestLogoutWithOptionsAsync.name, error));
-    };
-    try {
-        const auto json = foundation::json::serialize(login::utils::toJson(options));
-        start(exportFunction(std::move(completed)), [&](ExclusiveLock& lock, const auto& callback) {
-            call(lock, remote::requestLogoutWithOptionsAsync, callback, json);
-        });
-    } catch (...) {
-        outcome->fail(std::current_exception());
-    }
-}
-
-template <class Call>
-void ZelkorLogin::start(agent::spf::core::ExportedFunction completed, const Call& request) {
-    const auto keptTracker = keepTracker(); // the outcome may come, and end this client, before the reply
-    ExclusiveHold hold(keptTracker->state());
-    const auto callback = keptTracker->exportCallback(hold.lock(), std::move(completed), once);
-    try {
-        request(hold.lock(), callback);
-    } catch (...) {
-        // The daemon did not take it, so it must not call it.
-        keptTracker->removeCallback(hold.lock(), callback.getCallbackID());
-        throw;
-    }
+    startRequest(tracker(), logoutRequest, std::move(handler), [&](const auto& call, const auto& callback) {
+        call(remote::requestLogoutWithOptionsAsync, callback, serialize(toJson(options)));
+    });
 }
 
 std::future<LoginInfo> ZelkorLogin::requestLoginAsync(std::string requester, LoginInfo::Level level,
@@ -143,13 +99,15 @@ void ZelkorLogin::requestLogout(LogoutOptions options) {
 }
 
 void ZelkorLogin::abort() {
-    ExclusiveHold hold(tracker().state());
-    try {
-        call(hold.lock(), remote::abort);
-    } catch (...) {
-        // Logged where it failed; what is pending ends here in any case.
-    }
-    tracker().removeAllCallbacks(hold.lock());
+    const auto kept = tracker(); // an outcome may end this client
+    kept->exclusivelyOrShared([&](auto& access) {
+        try {
+            RemoteCaller (*kept, access)(remote::abort);
+        } catch (...) {
+            // Logged where it failed; what is pending ends here in any case.
+        }
+        kept->removeAllCallbacks(access);
+    });
 }
 
 bool ZelkorLogin::supportsWebRedirect() {

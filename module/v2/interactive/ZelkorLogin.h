@@ -1,11 +1,9 @@
 #pragma once
 
 #include "module/runtime/InvokableTrackingService.h"
-#include "contract/calls/ExportedFunction.h"
 
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/servicecomponent/ComponentContext.hpp>
-#include <foundation/concurrent/threadpool/Executor.h>
 #include <login/interactive/ZelkorLogin.h>
 
 #include <memory>
@@ -32,8 +30,7 @@ public:
     /// @param configuration the component's properties; may be null. Reads "timeouts::call" and
     /// "timeouts::service".
     explicit ZelkorLogin(const std::shared_ptr<cppmicroservices::AnyMap>& configuration,
-                         foundation::concurrent::threadpool::Executor& executor =
-                             foundation::concurrent::threadpool::Executor::instance());
+                         agent::spf::cppmsclientutils::Executors executors = {});
     ~ZelkorLogin() override;
 
     LoginInfo requestLogin(std::string requester, LoginInfo::Level level, LoginOptions options) override;
@@ -60,12 +57,6 @@ public:
     /// @see login::spf::ZelkorLogin::Modified
     void Modified(const std::shared_ptr<cppmicroservices::service::component::ComponentContext>& context,
                   const std::shared_ptr<cppmicroservices::AnyMap>& properties);
-
-private:
-    template <class Call>
-    void start(agent::spf::core::ExportedFunction completed, const Call& request);
-
-    foundation::concurrent::threadpool::Executor& executor_;
 };
 
 } // namespace login::spf::interactive

@@ -96,9 +96,8 @@ TEST(StateLock, AnExclusiveWaiterOfAConditionComesBackInAgainstSharersThatNeverP
     std::promise<void> done;
     std::jthread waiter([&] {
         ExclusiveHold hold(state);
-        GatedRelock relock(state, hold.lock());
+        GatedRelock relock(hold.access());
         waitUntil(condition, relock, WaitDeadline(generousLimit), [&] { return flag; });
-        EXPECT_TRUE(hold.lock().owns_lock());
         done.set_value();
     });
     Sharers sharers(state);
@@ -118,13 +117,72 @@ TEST(StateLock, ReleasesWhatWasLeftForLaterOutsideItself) {
         StateLock& state;
     };
     ExclusiveHold hold(state);
-    state.releaseLater(std::make_shared<Foreign>(state));
+    hold.access().releaseLater(std::make_shared<Foreign>(state));
 }
 
-TEST(StateLock, RefusesSomebodyElsesLock) {
+TEST(StateLock, WhatItGuardsOpensAgainstNoOtherLock) {
     StateLock state, other;
-    ExclusiveHold elsewhere(other);
-    EXPECT_THROW(state.verify(elsewhere.lock()), std::system_error);
+    Guarded<int> guarded(state, 7);
+    SharedHold elsewhere(other);
+    EXPECT_THROW(guarded(elsewhere.access()), std::system_error);
+    SharedHold hold(state);
+    EXPECT_EQ(guarded(hold.access()), 7);
+}
+
+TEST(StateLock, AHolderThatLendsGoesOnWhenTheLastGuestHasLeft) {
+    using agent::spf::core::CallbackScope;
+    StateLock state;
+    std::promise<void> guestIn, guestMayGo, helperIn;
+    std::atomic<bool> guestGone{false};
+    std::jthread guest, helper;
+    {
+        ExclusiveHold hold(state);
+        {
+            const Lending lending(hold.access());
+            guest = std::jthread([&] {
+                const CallbackScope scope;
+                // What the callback has another thread ask for, asked while the callback runs.
+                helper = std::jthread([&] {
+                    SharedHold asking(state);
+                    helperIn.set_value();
+                });
+                SharedHold asking(state);
+                guestIn.set_value();
+                guestMayGo.get_future().wait();
+                guestGone = true;
+            });
+            EXPECT_TRUE(comes(guestIn.get_future()));
+            EXPECT_TRUE(comes(helperIn.get_future()));
+            guestMayGo.set_value();
+        }
+        EXPECT_TRUE(guestGone);
+    }
+    ExclusiveHold again(state);
+}
+
+TEST(StateLock, WhileACallbackRunsAWaiterHoldsNobodyUpForLong) {
+    using agent::spf::core::CallbackScope;
+    StateLock state;
+    std::atomic<int> asked{0};
+    std::atomic<bool> isIn{false};
+    std::jthread exclusive;
+    {
+        SharedHold negotiation(state); // ends when the callback has its answers
+        exclusive = std::jthread([&] {
+            ExclusiveHold hold(state);
+            isIn = true;
+        });
+        ASSERT_TRUE(eventually([&] { return state.exclusiveWaiters() == 1; }));
+        const CallbackScope scope;
+        for (int i = 0; i < 3; ++i) {
+            std::jthread([&] {
+                SharedHold hold(state);
+                ++asked;
+            }).join();
+        }
+        EXPECT_FALSE(isIn);
+    }
+    EXPECT_EQ(asked, 3);
 }
 
 } // namespace

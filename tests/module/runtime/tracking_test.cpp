@@ -15,15 +15,17 @@ using agent::spf::core::Invokable;
 class Tracking : public ClientFixture {
 protected:
     Tracking() {
-        tracker->onFindingInvokable([this](auto& lock) {
-            EXPECT_TRUE(lock.owns_lock());
+        tracker->onFindingInvokable([this](auto& access) {
+            access.verify(tracker->state());
             events += 'F';
             if (onFinding)
-                onFinding(lock);
+                onFinding(access);
         });
         tracker->onFoundInvokable([this] {
-            std::unique_lock lock(tracker->state().native(), std::try_to_lock);
-            EXPECT_TRUE(lock.owns_lock()); // not under the state lock
+            const bool free = tracker->state().try_lock();
+            EXPECT_TRUE(free); // not under the state lock
+            if (free)
+                tracker->state().unlock();
             events += 'f';
         });
         tracker->onLostInvokable([this] { events += 'l'; });
@@ -33,7 +35,7 @@ protected:
     const Invokable* held() {
         SharedHold hold(tracker->state());
         try {
-            return &tracker->invokableFor("x", hold.lock());
+            return &tracker->invokableFor("x", hold.access());
         } catch (const std::runtime_error&) {
             return nullptr;
         }
@@ -54,7 +56,7 @@ protected:
     RecordingLog trackerLog{"tracking"};
     Logger logger{"tracking"};
     std::string events;
-    std::function<void(InvokableTrackerBase::ExclusiveLock&)> onFinding;
+    std::function<void(ExclusiveAccess&)> onFinding;
     std::shared_ptr<InvokableTracker<Invokable>> tracker = [this] {
         auto made = std::make_shared<InvokableTracker<Invokable>>(
             TrackedServiceInfo("ZelkorLogin", 2, 1), ServiceProps{Props::CLIENT_ID}, logger, executor);

@@ -55,9 +55,15 @@ Executor::~Executor() {
     core_->abandonThreads();
 }
 
+// Neither is destroyed: objects that are destroyed later at exit may still post, and are refused.
 Executor& Executor::instance() {
-    // Not destroyed: objects that are destroyed later at exit may still post, and are refused.
     static Executor* const shared = new Executor(Options{});
+    static const StopAtExit stopAtExit(shared->core_);
+    return *shared;
+}
+
+Executor& Executor::eventInstance() {
+    static Executor* const shared = new Executor(Options{.name = "events"});
     static const StopAtExit stopAtExit(shared->core_);
     return *shared;
 }

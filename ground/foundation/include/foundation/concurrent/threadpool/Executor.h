@@ -59,6 +59,8 @@ public:
     /// destroyed. When the process exits it is stopped, and items that do not end within a second are
     /// abandoned.
     static Executor& instance();
+    /// A second such pool, for work that must not wait behind items of instance() that block.
+    static Executor& eventInstance();
 
     /// Appends the item to its queue, or with `front` puts it before the queue's items that have not started.
     /// @return false, the item destroyed without being run, once the pool is stopped.

@@ -11,14 +11,15 @@
 #include <memory>
 #include <utility>
 
-namespace agent::spf::core {
+namespace agent::spf::cppmsclientutils {
 
 /// The one outcome of a request whose result comes by an exported callback: its handler is called exactly
 /// once, whichever of success, failure and withdrawal comes first.
 ///
 /// The exported function owns it. When that is withdrawn uncalled (the daemon or the client went away, or the
-/// request was aborted) the handler is called on the executor with a DisconnectedError that says so, for a
-/// withdrawal may happen where no foreign code may run. Thread-safe.
+/// request was aborted) the handler is called with a DisconnectedError that says so: on the executor, for a
+/// withdrawal may happen where no foreign code should run, or on this thread when that one is stopped.
+/// Thread-safe.
 ///
 /// @tparam Result what the handler gets besides the exception; default-constructed with a failure.
 template <class... Result>
@@ -33,14 +34,11 @@ public:
         if (delivered_)
             return;
         try {
-            executor_.post([handler = std::move(handler_)] {
-                handler(Result()...,
-                        std::make_exception_ptr(DisconnectedError(
-                            "The request ended without an outcome: it was aborted, or the daemon "
-                            "or this client went away")));
+            executor_.post([withdrawal = std::make_shared<Withdrawal>(std::move(handler_))] {
+                withdrawal->tell();
             });
         } catch (...) {
-            // Out of memory, or the process ends.
+            // Out of memory.
         }
     }
     PendingOutcome(const PendingOutcome&) = delete;
@@ -58,6 +56,30 @@ public:
     }
 
 private:
+    /// Tells the handler when it runs, or when an executor that stops destroys it unrun.
+    class Withdrawal {
+    public:
+        explicit Withdrawal(Handler handler) : handler_(std::move(handler)) {}
+        ~Withdrawal() {
+            try {
+                tell();
+            } catch (...) {
+                // The handler's, and nobody is there to hear of it.
+            }
+        }
+        Withdrawal(const Withdrawal&) = delete;
+        Withdrawal& operator=(const Withdrawal&) = delete;
+        void tell() {
+            if (const auto handler = std::exchange(handler_, nullptr))
+                handler(Result()..., std::make_exception_ptr(core::DisconnectedError(
+                                         "The request ended without an outcome: it was aborted, or the "
+                                         "daemon or this client went away")));
+        }
+
+    private:
+        Handler handler_;
+    };
+
     Handler handler_;
     foundation::concurrent::threadpool::Executor& executor_;
     std::atomic<bool> delivered_{false};
@@ -77,4 +99,4 @@ auto promiseFulfilling(std::future<Result>& future) {
     };
 }
 
-} // namespace agent::spf::core
+} // namespace agent::spf::cppmsclientutils
