@@ -45,6 +45,9 @@ struct Ended {
 
 using Endings = Recorded<Ended>; ///< of one request
 
+const login::interactive::LoginOptions loginOptions{true, true, "hint"}; ///< none is the default
+const login::interactive::LogoutOptions logoutOptions{false, true};
+
 const std::string withdrawn =
     "The request ended without an outcome: it was aborted, or the daemon or this client went away";
 
@@ -81,16 +84,17 @@ protected:
             body();
         };
         if (login())
-            client.requestLoginAsync("me", ended, Level::SignedIn, {});
+            client.requestLoginAsync("me", ended, Level::SignedIn, loginOptions);
         else
-            client.requestLogoutAsync([ended](std::exception_ptr error) { ended({}, std::move(error)); }, {});
+            client.requestLogoutAsync([ended](std::exception_ptr error) { ended({}, std::move(error)); },
+                                      logoutOptions);
         return endings;
     }
     /// The blocking form.
     LoginInfo requestAndWait(Client& client) const {
         if (login())
-            return client.requestLogin("me", Level::SignedIn, {});
-        client.requestLogout({});
+            return client.requestLogin("me", Level::SignedIn, loginOptions);
+        client.requestLogout(logoutOptions);
         return {};
     }
     static boost::uuids::uuid callbackOf(const FakeDaemon::Call& call) {
@@ -152,11 +156,14 @@ TEST_P(Interactive, TheDaemonsOutcomeEndsIt) {
     EXPECT_EQ(requestAndWait(*client), login() ? someone() : LoginInfo());
     daemonsThread.join();
     EXPECT_EQ(daemon.callbacks()->size(), 0u);
+    const auto call = daemon.calls().back();
     if (login()) {
-        const auto call = daemon.calls().back();
         EXPECT_EQ(call.arguments.get<std::string>(0), "me");
         EXPECT_EQ(call.arguments.get<int>(2), 2);
-        EXPECT_THAT(call.arguments.get<std::string>(3), HasSubstr(R"("rememberMe":false)"));
+        EXPECT_EQ(call.arguments.get<std::string>(3),
+                  R"({"rememberMe":true,"forcePrompt":true,"accountHint":"hint"})");
+    } else {
+        EXPECT_EQ(call.arguments.get<std::string>(1), R"({"askConsent":false,"forgetAccount":true})");
     }
 }
 
@@ -186,6 +193,7 @@ TEST_P(Interactive, WhatIsWithdrawnEndsToo) {
         [this](auto&) { daemon.disappear(); },
         [this](auto& client) {
             client->abort(); // the daemon knows no abort: that is not told
+            EXPECT_EQ(daemon.count("abort"), GetParam().aborts ? 1u : 0u);
             if (!GetParam().aborts) {
                 settle();
                 daemon.disappear();
