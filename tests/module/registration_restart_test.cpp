@@ -5,7 +5,10 @@
 #include "module/v2/ZelkorLogin.h"
 #include "tests/module/RegistrationFixture.h"
 #include "tests/support/OneThread.h"
+#include "tests/support/Recorded.h"
 #include "tests/support/Rounds.h"
+
+#include <boost/optional/optional_io.hpp>
 
 #include <array>
 
@@ -156,6 +159,25 @@ TEST_P(Registrations, ARefreshCallsEachListenerWhateverTheOthersThrow) {
     for (const auto& one : registered)
         EXPECT_EQ(*one.called, 1);
     EXPECT_EQ(log.count(512, "Failed updating status listeners on HSH restart."), 5u);
+}
+
+TEST_P(Registrations, ARefreshTellsEachListenerOnceWhoIsSignedInNow) {
+    Recorded<std::pair<LoginInfo, LoginInfo>> told;
+    Recorded<boost::optional<LoginInfo>> toldFirst;
+    client->addStatusListenerV2([&](const auto& now, const auto& before) { told.add({now, before}); });
+    client->addStatusListener([&](const auto& now) { toldFirst.add(now); });
+    auto daemon = makeDaemon();
+    daemon.fake().answer("getLoginInfo", someone());
+    appear(daemon);
+    EXPECT_THAT(told.all(), ElementsAre(Pair(someone(), LoginInfo())));
+    EXPECT_THAT(toldFirst.all(), ElementsAre(boost::optional<LoginInfo>(someone())));
+    ASSERT_EQ(daemon.fake().count("getLoginInfo"), 1u);
+    for (const auto& call : daemon.fake().calls()) {
+        if (call.method != "getLoginInfo")
+            continue;
+        EXPECT_EQ(call.arguments.get<std::string>(0), "CONNECTOR");
+        EXPECT_EQ(call.arguments.get<int>(1), 2);
+    }
 }
 
 TEST_P(Registrations, AListenerThatBlocksHoldsUpNoOther) {
