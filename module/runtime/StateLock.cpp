@@ -13,28 +13,29 @@ using foundation::MutexLock;
 
 void StateLock::lock() {
     ++exclusives_;
-    MutexLock gate(gate_);
-    ++waiting_;
-    while (in_ || owed_ != 0 || sharers_ != 0)
-        changed_.wait(gate);
-    --waiting_;
-    nowIn();
+    {
+        MutexLock gate(gate_);
+        ++waiting_;
+        while (in_ || owed_ != 0 || sharers_ != 0)
+            changed_.wait(gate);
+        --waiting_;
+        in_ = true;
+    }
+    mutex_.lock();
 }
 
 bool StateLock::try_lock() {
     ++exclusives_;
-    const MutexLock gate(gate_);
-    if (in_ || owed_ != 0 || sharers_ != 0) {
-        --exclusives_;
-        return false;
+    {
+        const MutexLock gate(gate_);
+        if (in_ || owed_ != 0 || sharers_ != 0) {
+            --exclusives_;
+            return false;
+        }
+        in_ = true;
     }
-    nowIn();
-    return true;
-}
-
-void StateLock::nowIn() {
-    in_ = true;
     mutex_.lock();
+    return true;
 }
 
 void StateLock::unlock() {
@@ -75,10 +76,13 @@ unsigned StateLock::exclusiveWaiters() const {
 
 StateLock::Admission StateLock::lock_shared() {
     ++sharers_;
-    if (exclusives_ == 0) {
+    const auto admission = exclusives_ == 0 ? Admission::Member : comeInByTheGate();
+    if (admission == Admission::Member)
         mutex_.lock_shared();
-        return Admission::Member;
-    }
+    return admission;
+}
+
+StateLock::Admission StateLock::comeInByTheGate() {
     MutexLock gate(gate_);
     if (--sharers_ == 0)
         changed_.notify_all();
@@ -96,7 +100,9 @@ StateLock::Admission StateLock::lock_shared() {
         ++guests_;
         return Admission::Guest;
     }
-    comeIn(phase);
+    ++sharers_;
+    if (owed_ != 0 && phase_ != phase && --owed_ == 0)
+        changed_.notify_all();
     return Admission::Member;
 }
 
@@ -105,13 +111,6 @@ bool StateLock::mayComeIn(std::uint64_t arrivalPhase, std::uint64_t arrivalDoor)
     if (in_) // While a guest is in, the holder waits for it, and so perhaps for those whom it waits for.
         return letBy && (lent_ || guests_ != 0);
     return letBy || waiting_ == 0 || phase_ != arrivalPhase;
-}
-
-void StateLock::comeIn(std::uint64_t arrivalPhase) {
-    if (owed_ != 0 && phase_ != arrivalPhase && --owed_ == 0)
-        changed_.notify_all();
-    ++sharers_;
-    mutex_.lock_shared(); // an exclusive holder would have to pass the gate
 }
 
 /// Lets everybody by who stands back now, when one of them has done so long enough and a callback runs.

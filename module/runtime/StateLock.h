@@ -48,10 +48,9 @@ private:
     friend class Lending;
     using Clock = std::chrono::steady_clock;
 
+    Admission comeInByTheGate() EXCLUDES(gate_);
     bool mayComeIn(std::uint64_t arrivalPhase, std::uint64_t arrivalDoor) const REQUIRES(gate_);
-    void comeIn(std::uint64_t arrivalPhase) REQUIRES(gate_);
     void letByIfPatient(Clock::time_point arrival, std::uint64_t arrivalDoor) REQUIRES(gate_);
-    void nowIn() REQUIRES(gate_);
 
     void lend();
     void takeBack();
