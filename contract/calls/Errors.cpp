@@ -14,6 +14,8 @@ std::string_view toString(ErrorKind kind) noexcept {
         return "malformed";
     case ErrorKind::Refused:
         return "refused";
+    case ErrorKind::Withdrawn:
+        return "withdrawn";
     }
     return "unknown";
 }
@@ -30,6 +32,8 @@ std::exception_ptr makeInvocationError(ErrorKind kind, const std::string& text) 
         return std::make_exception_ptr(MalformedError(text));
     case ErrorKind::Refused:
         return std::make_exception_ptr(RefusedError(text));
+    case ErrorKind::Withdrawn:
+        return std::make_exception_ptr(WithdrawnError(text));
     }
     return std::make_exception_ptr(InvocationError(kind, text));
 }

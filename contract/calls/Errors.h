@@ -13,7 +13,8 @@ enum class ErrorKind {
     Timeout,      ///< no answer within the call timeout
     Disconnected, ///< the connection ended, or was never there
     Malformed,    ///< an answer came that could not be read
-    Refused, ///< the call was not carried out: unknown method or callback, wrong signature, or over a limit
+    Refused,      ///< the call was not carried out: unknown method, wrong signature, or over a limit
+    Withdrawn,    ///< the called function is gone, and calling it again is in vain
 };
 
 std::string_view toString(ErrorKind kind) noexcept;
@@ -46,13 +47,17 @@ public:
 };
 class RefusedError : public InvocationError {
 public:
-    explicit RefusedError(const std::string& text) : InvocationError(ErrorKind::Refused, text) {}
+    explicit RefusedError(const std::string& text) : RefusedError(ErrorKind::Refused, text) {}
+
+protected:
+    RefusedError(ErrorKind kind, const std::string& text) : InvocationError(kind, text) {}
 };
 
-/// An exported function is gone: it was withdrawn, or never exported on this connection.
+/// An exported function is gone: it was withdrawn, or never exported on this connection. Every other refusal
+/// is of this one call, and the next may succeed.
 class WithdrawnError : public RefusedError {
 public:
-    using RefusedError::RefusedError;
+    explicit WithdrawnError(const std::string& text) : RefusedError(ErrorKind::Withdrawn, text) {}
 };
 
 /// An exception of the type that belongs to `kind`.

@@ -20,6 +20,8 @@ std::string failureText(const std::exception_ptr& error) {
             return "its answer could not be read";
         case ErrorKind::Refused:
             return "the client refused the call";
+        case ErrorKind::Withdrawn:
+            return "the client no longer has the function";
         }
         return "the call failed";
     } catch (...) {

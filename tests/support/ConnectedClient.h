@@ -19,14 +19,19 @@ using Invokables = std::shared_ptr<agent::spf::core::Invokable>;
 /// A framework with a started connector in it.
 class ConnectedClient {
 public:
+    using Executor = foundation::concurrent::threadpool::Executor;
+
     /// @param filter which of the daemon's services is meant below.
     explicit ConnectedClient(const std::filesystem::path& directory,
-                             agent::spf::transport::Limits limits = {}, std::string filter = {})
+                             agent::spf::transport::Limits limits = {}, std::string filter = {},
+                             Executor& executor = Executor::instance())
         : filter_(std::move(filter)) {
         framework_.Start();
         connector_ = std::make_unique<agent::spf::transport::Connector>(
-            context(), agent::spf::transport::ConnectorOptions{directory, "test-client", limits,
-                                                               std::chrono::milliseconds(1)});
+            context(),
+            agent::spf::transport::ConnectorOptions{directory, "test-client", limits,
+                                                    std::chrono::milliseconds(1)},
+            executor);
         connector_->start();
     }
     ~ConnectedClient() {

@@ -1,5 +1,6 @@
 #include "Fixture.h"
 #include "contract/records/NotifierUuid.h"
+#include "tests/support/OneThread.h"
 
 namespace transport_test {
 
@@ -10,9 +11,10 @@ struct Callback : Connection {
     std::promise<Session> sessionPromise;
     Session session;
 
-    void SetUp() override {
+    void meet(transport::Limits serverLimits = {}, transport::Limits clientLimits = {},
+              Client::Executor& executor = Client::Executor::instance()) {
         service->connected = [this](auto connected) { sessionPromise.set_value(connected); };
-        begin();
+        begin(serverLimits, clientLimits, executor);
         session = sessionPromise.get_future().get();
     }
     boost::uuids::uuid exported(Function function) {
@@ -32,6 +34,7 @@ struct Callback : Connection {
 } // namespace
 
 TEST_F(Callback, RunsOffTheReadingThreadBeforeTheReply) {
+    meet();
     // The daemon holds the reply back until the callback has called it in turn.
     const auto id = exported([&](auto given) {
         return payload(callAndHelp<int>(*invokable, "inner", given.template get<int>(0) + 1));
@@ -49,6 +52,7 @@ TEST_F(Callback, RunsOffTheReadingThreadBeforeTheReply) {
 }
 
 TEST_F(Callback, EveryWayOfFailingReachesTheDaemon) {
+    meet();
     const struct {
         Function function;
         ErrorKind kind;
@@ -58,17 +62,46 @@ TEST_F(Callback, EveryWayOfFailingReachesTheDaemon) {
         {[](auto) -> GenericPayload { throw 5; }, ErrorKind::Remote,
          "The callback threw something that is not a std::exception"},
         {[](auto) { return payload(1.5); }, ErrorKind::Refused, _},
+        // Not the function's being gone: that is found out by calling it alone.
+        {[](auto) -> GenericPayload { throw core::RefusedError("its own"); }, ErrorKind::Remote, "its own"},
+        {[&](auto) { return payload(callAndHelp<int>(*invokable, "gone")); }, ErrorKind::Remote, "theirs"},
     };
+    service->call = [](auto call) { call->fail(ErrorKind::Withdrawn, "theirs"); };
     for (const auto& way : ways)
         EXPECT_THAT(errorOf(callBack(exported(way.function))), Pair(way.kind, way.text));
     const auto echo = exported([](auto arguments) { return arguments; });
-    EXPECT_EQ(errorOf(callBack(login::detail::createUuid())).first, ErrorKind::Refused);
+    Ending gone;
+    session->callBack(login::detail::createUuid(), {}, 30s, gone.handler);
+    EXPECT_THROW(gone.promise->get_future().get(), core::WithdrawnError);
     EXPECT_EQ(errorOf(callBack(echo, payload(1.5))).first, ErrorKind::Refused);
+    EXPECT_EQ(errorOf(callBack(echo, payload(std::string(2'000'000, 'x')))).first, ErrorKind::Refused);
     EXPECT_EQ(errorOf(callBack(echo, {}, 0ms)).first, ErrorKind::Timeout);
     EXPECT_EQ(callBack(echo, payload(7)).get().get<int>(0), 7);
 }
 
+TEST_F(Callback, IsRefusedByAnExecutorThatStops) {
+    OneThread executor;
+    meet({}, {}, executor);
+    std::promise<void> running, release;
+    const auto blocked = exported([&](auto arguments) {
+        running.set_value();
+        release.get_future().wait();
+        return arguments;
+    });
+    auto first = callBack(blocked), waiting = callBack(exported([](auto arguments) { return arguments; }));
+    running.get_future().wait();
+    std::jthread stopping([&] { executor.stop(); });
+    const Failure stops(ErrorKind::Refused, "The client process is stopping");
+    EXPECT_EQ(errorOf(std::move(waiting)), stops);
+    EXPECT_EQ(errorOf(callBack(blocked)), stops);
+    release.set_value();
+    EXPECT_NO_THROW(first.get());
+    stopping.join();
+    client.reset();
+}
+
 TEST_F(Callback, LossFailsThemBeforeTheServiceHears) {
+    meet();
     std::promise<void> release, disconnected;
     std::atomic<bool> failed = false, failedFirst = false;
     service->disconnected = [&](auto gone) {

@@ -98,9 +98,10 @@ struct Connection : Test {
     std::unique_ptr<Client> client;
     Invokables invokable;
 
-    void begin(transport::Limits serverLimits = {}, transport::Limits clientLimits = {}) {
+    void begin(transport::Limits serverLimits = {}, transport::Limits clientLimits = {},
+               Client::Executor& executor = Client::Executor::instance()) {
         server = startServer(directory / "s", service, serverLimits);
-        client = std::make_unique<Client>(directory / "s", clientLimits);
+        client = std::make_unique<Client>(directory / "s", clientLimits, std::string(), executor);
         invokable = client->found();
     }
 };

@@ -1,35 +1,50 @@
 #pragma once
 
-#include "contract/calls/CallbackTable.h"
-#include "contract/calls/Errors.h"
+#include "contract/calls/GenericPayload.h"
+
+#include <foundation/concurrent/threadpool/Executor.h>
+
+#include <boost/uuid/uuid.hpp>
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
-#include <string>
-#include <variant>
+
+namespace agent::spf::core {
+class CallbackTable;
+}
 
 namespace agent::spf::transport {
 
-/// A daemon's call of an exported function, on its way through the executor. Runs once.
+class Connection;
+
+/// A daemon's call of an exported function, on its way through the executor. Answered exactly once: with what
+/// the function gave or threw, or, when the executor drops it, with a refusal. May outlive its connection.
 class CallbackTask {
 public:
-    struct Failure {
-        core::ErrorKind kind;
-        std::string text;
+    struct Call {
+        std::uint64_t id; ///< the daemon's, for the answer
+        boost::uuids::uuid callback;
+        core::GenericPayload arguments;
+        std::chrono::steady_clock::time_point deadline;
     };
 
-    CallbackTask(std::shared_ptr<core::CallbackTable> table, const boost::uuids::uuid& callback,
-                 core::GenericPayload arguments, std::chrono::steady_clock::time_point deadline,
+    CallbackTask(std::weak_ptr<Connection> connection, std::shared_ptr<core::CallbackTable> table, Call call,
                  foundation::concurrent::threadpool::stop_token stop);
+    ~CallbackTask();
+    CallbackTask(const CallbackTask&) = delete;
+    CallbackTask& operator=(const CallbackTask&) = delete;
 
-    /// Whatever the function does, this returns: what it throws becomes a Failure.
-    std::variant<core::GenericPayload, Failure> run() noexcept;
+    /// Once.
+    void run() noexcept;
 
 private:
+    template <class... Outcome>
+    void answer(const Outcome&... outcome) noexcept;
+
+    std::weak_ptr<Connection> connection_; // empty once answered
     const std::shared_ptr<core::CallbackTable> table_;
-    const boost::uuids::uuid callback_;
-    core::GenericPayload arguments_;
-    const std::chrono::steady_clock::time_point deadline_;
+    Call call_;
     const foundation::concurrent::threadpool::stop_token stop_;
 };
 

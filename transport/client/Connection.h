@@ -48,6 +48,10 @@ public:
     void help(std::uint64_t call) noexcept;
     const std::shared_ptr<core::CallbackTable>& callbacks() const noexcept { return callbacks_; }
 
+    // For the callbacks that came from here, each once:
+    void answerCallback(std::uint64_t id, const core::GenericPayload& result) noexcept;
+    void answerCallback(std::uint64_t id, core::ErrorKind kind, const std::string& text) noexcept;
+
     /// Ends the connection and fails what is pending. Whoever comes second does nothing.
     void disconnect(const std::string& why) noexcept;
     /// Empty while connected.
@@ -79,8 +83,7 @@ private:
     void handle(wire::Message::Reader message);
     void handleReply(wire::Reply::Reader reply);
     void runCallback(wire::Callback::Reader callback);
-    void answerCallback(std::uint64_t id, const core::GenericPayload& result) noexcept;
-    void answerCallback(std::uint64_t id, core::ErrorKind kind, const std::string& text) noexcept;
+    void sendAnswer(wire::FrameBuilder& frame) noexcept;
 
     void background();
     bool endOverdue();

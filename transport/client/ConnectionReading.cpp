@@ -89,8 +89,11 @@ void Connection::handleReply(wire::Reply::Reader reply) {
         return; // overdue
     if (reply.isError()) {
         const auto error = reply.getError();
-        fail(*call,
-             core::makeInvocationError(wire::errorKindOf(error.getKind()), wire::textOf(error.getText())));
+        auto kind = wire::errorKindOf(error.getKind());
+        // Only functions of this side are withdrawn. Thrown on by one of them, it would say that it is gone.
+        if (kind == core::ErrorKind::Withdrawn)
+            kind = core::ErrorKind::Refused;
+        fail(*call, core::makeInvocationError(kind, wire::textOf(error.getText())));
         return;
     }
     core::GenericPayload result;
@@ -125,46 +128,45 @@ void Connection::runCallback(wire::Callback::Reader callback) {
         return;
     }
     const auto uuid = wire::decodeUuid(callback.getCallback());
-    // The task may outlive the connection, in the queue or while it runs.
+    const auto deadline =
+        wire::deadlineAfter(Clock::now(), std::chrono::milliseconds(callback.getRemainingMs()));
+    // A task that is not run answers as it goes.
     auto task = std::make_shared<CallbackTask>(
-        callbacks_, uuid, std::move(arguments),
-        wire::deadlineAfter(Clock::now(), std::chrono::milliseconds(callback.getRemainingMs())),
+        weak_from_this(), callbacks_, CallbackTask::Call{id, uuid, std::move(arguments), deadline},
         executor_.stopToken());
-    const bool posted = executor_.post(uuid, [task = std::move(task), id, weak = weak_from_this()] {
-        const auto outcome = task->run();
-        const auto self = weak.lock();
-        if (!self)
-            return;
-        if (const auto* result = std::get_if<core::GenericPayload>(&outcome))
-            self->answerCallback(id, *result);
-        else
-            self->answerCallback(id, std::get<CallbackTask::Failure>(outcome).kind,
-                                 std::get<CallbackTask::Failure>(outcome).text);
-    });
-    if (!posted)
-        answerCallback(id, core::ErrorKind::Refused, "The client process is stopping");
+    executor_.post(uuid, [task = std::move(task)] { task->run(); });
 }
 
 void Connection::answerCallback(std::uint64_t id, const core::GenericPayload& result) noexcept {
+    wire::FrameBuilder frame;
     try {
-        wire::FrameBuilder frame;
         wire::fillReply(frame.message().initCallbackReply(), id, result);
         if (frame.bytes() > peerFrameBytes_)
             throw core::RefusedError("The callback's result takes " + std::to_string(frame.bytes()) +
                                      " bytes, the daemon reads " + std::to_string(peerFrameBytes_) +
                                      " at most");
-        heed(writer_.write(frame));
-        --runningCallbacks_;
     } catch (const std::exception& error) {
         answerCallback(id, core::ErrorKind::Refused, error.what());
+        return;
     }
+    sendAnswer(frame);
 }
 
 void Connection::answerCallback(std::uint64_t id, core::ErrorKind kind, const std::string& text) noexcept {
+    wire::FrameBuilder frame;
+    try {
+        wire::fillError(frame.message().initCallbackReply(), id, kind, text);
+    } catch (const std::exception&) {
+        --runningCallbacks_; // out of memory: the daemon's own limit ends the callback
+        return;
+    }
+    sendAnswer(frame);
+}
+
+void Connection::sendAnswer(wire::FrameBuilder& frame) noexcept {
+    // Before the daemon has the answer, for then it may send the next.
     --runningCallbacks_;
     try {
-        wire::FrameBuilder frame;
-        wire::fillError(frame.message().initCallbackReply(), id, kind, text);
         heed(writer_.write(frame));
     } catch (const std::exception&) {
         // Out of memory: the daemon's own limit ends the callback.

@@ -78,7 +78,7 @@ std::string textOf(capnp::Text::Reader text) {
 }
 
 core::ErrorKind errorKindOf(std::uint16_t kind) noexcept {
-    return kind <= static_cast<std::uint16_t>(core::ErrorKind::Refused) ? static_cast<core::ErrorKind>(kind)
+    return kind <= static_cast<std::uint16_t>(core::ErrorKind::Withdrawn) ? static_cast<core::ErrorKind>(kind)
                                                                         : core::ErrorKind::Remote;
 }
 

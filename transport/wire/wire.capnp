@@ -94,7 +94,8 @@ struct Reply {
 }
 
 struct Error {
-  kind @0 :UInt16;          # 0 remote, 1 timeout, 2 disconnected, 3 malformed, 4 refused; others are read as remote
+  kind @0 :UInt16;          # 0 remote, 1 timeout, 2 disconnected, 3 malformed, 4 refused,
+                            # 5 withdrawn (the called function is gone; only in a callbackReply); others are read as remote
   text @1 :Text;            # for people, unchanged from end to end; holds no argument or result
 }
 
