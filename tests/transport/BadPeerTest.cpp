@@ -187,6 +187,45 @@ TEST(BadDaemon, IsLeftAndAllItsCallsEnd) {
     EXPECT_EQ(log.mentions("The connection to the daemon is closed, malformed frame"), bad.size());
 }
 
+TEST(BadDaemon, ThatCallsBackTooOftenIsRefused) {
+    TempDirectory directory;
+    RawDaemon daemon(directory.path());
+    Client client(directory.path(), {.pendingCallsPerConnection = 2, .callbacksPerConnection = 1});
+    auto peer = daemon.welcome();
+    const auto invokable = client.found();
+    std::promise<void> release;
+    const core::ExportedFunction slow{[released = release.get_future().share()](auto, auto) {
+                                          released.wait();
+                                          return GenericPayload();
+                                      },
+                                      core::SignatureDescriptor::of<void()>()};
+    invokable->callbacks()->add({}, slow, std::nullopt);
+    EXPECT_THROW(invokable->callbacks()->add({1}, slow, std::nullopt), core::RefusedError);
+    const auto call = [&](unsigned id) {
+        peer.send([=](auto message) {
+            message.initCallback().setId(id);
+            message.getCallback().setRemainingMs(30'000);
+            message.getCallback().initCallback();
+        });
+    };
+    const auto expectAnswer = [&](unsigned id, bool refused) {
+        EXPECT_TRUE(peer.receive([&](auto message) {
+            const auto reply = message.getCallbackReply();
+            EXPECT_EQ(reply.getId(), id);
+            EXPECT_EQ(reply.isError(), refused);
+        }));
+    };
+    for (unsigned id = 1; id <= 4; ++id)
+        call(id);
+    expectAnswer(3, true);
+    expectAnswer(4, true);
+    release.set_value();
+    expectAnswer(1, false);
+    expectAnswer(2, false);
+    call(5);
+    expectAnswer(5, false);
+}
+
 TEST(BadDaemon, ThatDoesNotReadRefusesOnlyWhatDoesNotFit) {
     TempDirectory directory;
     RawDaemon daemon(directory.path());

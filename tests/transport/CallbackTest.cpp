@@ -1,4 +1,5 @@
 #include "Fixture.h"
+#include "RawPeer.h"
 #include "contract/records/NotifierUuid.h"
 #include "tests/support/OneThread.h"
 
@@ -98,6 +99,74 @@ TEST_F(Callback, IsRefusedByAnExecutorThatStops) {
     EXPECT_NO_THROW(first.get());
     stopping.join();
     client.reset();
+}
+
+TEST_F(Callback, OverALimitTheyWaitTheirTurnInOrder) {
+    // Whichever side's limit is the lower one.
+    meet({.pendingCallsPerConnection = 8}, {.pendingCallsPerConnection = 4});
+    std::mutex mutex;
+    std::map<int, std::vector<int>> told;
+    std::vector<boost::uuids::uuid> listeners;
+    std::vector<std::future<GenericPayload>> endings;
+    for (int listener = 0; listener < 40; ++listener)
+        listeners.push_back(exported([&, listener](auto change) {
+            const std::lock_guard lock(mutex);
+            told[listener].push_back(change.template get<int>(0));
+            return change;
+        }));
+    for (int change = 1; change <= 3; ++change)
+        for (const auto& listener : listeners)
+            endings.push_back(callBack(listener, payload(change)));
+    for (auto& ending : endings)
+        EXPECT_NO_THROW(ending.get());
+    EXPECT_EQ(told.size(), 40U);
+    for (const auto& [listener, changes] : told)
+        EXPECT_THAT(changes, ElementsAre(1, 2, 3));
+}
+
+TEST_F(Callback, AHungFunctionHoldsUpItsOwnCallsOnly) {
+    meet({.waitingCallbackBytesPerConnection = 5'000'000});
+    std::promise<void> release;
+    const auto hung = exported([released = release.get_future().share()](auto arguments) {
+        released.wait();
+        return arguments;
+    });
+    const auto other = exported([](auto arguments) { return arguments; });
+    std::vector<std::future<GenericPayload>> held;
+    for (int i = 0; i < 1'500; ++i)
+        held.push_back(callBack(hung));
+    EXPECT_NO_THROW(callBack(other).get());
+    // While it waits: its own limit counts, and what waits has one in bytes.
+    EXPECT_EQ(errorOf(callBack(hung, {}, 20ms)).first, ErrorKind::Timeout);
+    std::vector<std::future<GenericPayload>> large;
+    for (int i = 0; i < 10; ++i)
+        large.push_back(callBack(hung, payload(std::string(900'000, 'x'))));
+    EXPECT_EQ(errorOf(std::move(large.back())).first, ErrorKind::Refused);
+    release.set_value();
+    for (auto& call : held)
+        EXPECT_NO_THROW(call.get());
+    EXPECT_NO_THROW(large.front().get());
+    EXPECT_NO_THROW(callBack(hung, payload(std::string(900'000, 'x'))).get());
+}
+
+TEST_F(Callback, ASlowReaderGetsWhatFitsAtATime) {
+    std::promise<Session> slow;
+    service->connected = [&](auto connected) { slow.set_value(connected); };
+    server = startServer(directory / "s", service, {.queuedBytesPerConnection = 1'000'000});
+    RawPeer peer(directory / "s");
+    peer.send(fillHello);
+    peer.receive();
+    session = slow.get_future().get();
+    std::vector<std::future<GenericPayload>> endings;
+    for (int i = 0; i < 60; ++i)
+        endings.push_back(callBack({}, payload(std::string(50'000, 'x'))));
+    for (auto& ending : endings) {
+        ASSERT_TRUE(peer.receive([&](auto message) {
+            const auto id = message.getCallback().getId();
+            peer.send([&](auto reply) { wire::fillReply(reply.initCallbackReply(), id, {}); });
+        }));
+        EXPECT_NO_THROW(ending.get());
+    }
 }
 
 TEST_F(Callback, LossFailsThemBeforeTheServiceHears) {

@@ -5,6 +5,7 @@
 
 #include <boost/asio/io_context.hpp>
 
+#include <atomic>
 #include <unordered_set>
 #include <vector>
 
@@ -21,6 +22,7 @@ struct ServerCore {
     foundation::log::basic_diagnostic_logger<char> log{"transport"};
     boost::asio::io_context io{1};
     std::unordered_set<std::shared_ptr<Session>> sessions;
+    std::atomic<std::size_t> waitingCallbackBytes = 0; // of all sessions
 };
 
 } // namespace agent::spf::transport

@@ -23,7 +23,9 @@ Session::Session(std::shared_ptr<ServerCore> core, foundation::UniqueFd socket, 
       buffer_(std::min(wire::maxGreetingBytes, core_->options.limits.frameBytes)),
       writer_(std::make_shared<const foundation::UniqueFd>(std::move(socket)),
               core_->options.limits.queuedBytesPerConnection),
-      callbacks_(core_->options.limits.pendingCallsPerConnection) {}
+      callbacks_(core_->options.limits.pendingCallsPerConnection,
+                 core_->options.limits.waitingCallbackBytesPerConnection,
+                 core_->options.limits.waitingCallbackBytes, core_->waitingCallbackBytes) {}
 
 void Session::start() {
     timer_.expires_after(core_->options.limits.helloTimeout);
@@ -76,6 +78,7 @@ void Session::handleFrames() {
     } catch (...) {
         close(logging_event_types::error, "it cannot be served");
     }
+    sendCallbacks(); // those to whose turn it has come, with the replies
     after(writer_.release());
 }
 
@@ -113,6 +116,8 @@ void Session::greet(wire::Hello::Reader hello) {
     }
     clientId_ = wire::textOf(clientId);
     peerFrameBytes_ = static_cast<std::size_t>(hello.getFrameBytes());
+    if (hello.getCallbacks() != 0)
+        callbacks_.limit(hello.getCallbacks());
     buffer_.setLimit(core_->options.limits.frameBytes);
     timer_.cancel();
     welcome();
@@ -250,6 +255,9 @@ void Session::after(Outcome outcome) {
                             " bytes wait for it");
         });
     }
+    // There may be room now for callbacks that wait for it.
+    if (outcome == Outcome::Accepted)
+        sendCallbacks();
     // Closed: the reading side learns of it too, and closes.
 }
 

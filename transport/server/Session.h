@@ -60,6 +60,8 @@ private:
     void sendError(std::uint64_t call, core::ErrorKind kind, std::string_view text) noexcept;
     void after(wire::FrameWriter::Outcome outcome);
     void waitUntilWritable();
+    void sendCallbacks();
+    void sendCallback(const PendingCallbacks::Due& due) noexcept;
     void armTimer();
     void onTimer();
     void run(const core::CompletionHandler& handler, core::GenericPayload result) const noexcept;

@@ -10,36 +10,68 @@ namespace agent::spf::transport {
 
 using foundation::log::logging_event_types;
 
+namespace {
+
+/// @throws core::RefusedError when the arguments cannot be sent.
+void fill(wire::FrameBuilder& frame, const PendingCallbacks::Callback& callback) {
+    auto message = frame.message().initCallback();
+    wire::encodeUuid(callback.function, message.initCallback());
+    wire::encodePayload(callback.arguments,
+                        message.initPayload(static_cast<unsigned>(callback.arguments.size())));
+}
+
+} // namespace
+
 void Session::callBack(const boost::uuids::uuid& callback, core::GenericPayload arguments,
                        std::chrono::milliseconds timeout, core::CompletionHandler handler) {
     const auto now = Clock::now();
-    const auto deadline = wire::deadlineAfter(now, timeout);
-    std::optional<PendingCallbacks::Added> added;
+    PendingCallbacks::Callback call{callback, std::move(arguments), 0, wire::deadlineAfter(now, timeout)};
+    bool earliest = false;
     try {
-        if (deadline <= now)
+        if (call.deadline <= now)
             throw core::TimeoutError("The callback was overdue before it was sent");
-        added = callbacks_.add(handler, deadline);
-        wire::FrameBuilder frame;
-        auto message = frame.message().initCallback();
-        message.setId(added->id);
-        message.setRemainingMs(wire::remainingMs(now, deadline));
-        wire::encodeUuid(callback, message.initCallback());
-        wire::encodePayload(arguments, message.initPayload(static_cast<unsigned>(arguments.size())));
-        if (frame.bytes() > peerFrameBytes_)
-            throw core::RefusedError("The arguments take " + std::to_string(frame.bytes()) +
+        {
+            wire::FrameBuilder frame;
+            fill(frame, call);
+            call.bytes = frame.bytes();
+        }
+        if (call.bytes > peerFrameBytes_)
+            throw core::RefusedError("The arguments take " + std::to_string(call.bytes) +
                                      " bytes, the client reads " + std::to_string(peerFrameBytes_) +
                                      " at most");
-        send(frame);
+        earliest = callbacks_.add(handler, std::move(call));
     } catch (...) {
-        if (!added) {
-            run(handler, std::current_exception());
-        } else if (const auto taken = callbacks_.take(added->id)) {
-            run(*taken, std::current_exception());
-        }
+        run(handler, std::current_exception());
         return;
     }
-    if (added->earliest)
+    sendCallbacks();
+    if (earliest)
         boost::asio::post(core_->io, [self = shared_from_this()] { self->armTimer(); });
+}
+
+/// Sends those whose turn it is, and for which there is room: a client that reads slowly is not to be taken
+/// for one that does not read.
+void Session::sendCallbacks() {
+    if (!callbacks_.startSending())
+        return;
+    do {
+        while (auto due = callbacks_.next(writer_.room()))
+            sendCallback(*due);
+    } while (!callbacks_.stopSending());
+}
+
+void Session::sendCallback(const PendingCallbacks::Due& due) noexcept {
+    try {
+        wire::FrameBuilder frame;
+        fill(frame, due.callback);
+        frame.message().getCallback().setId(due.id);
+        frame.message().getCallback().setRemainingMs(wire::remainingMs(Clock::now(), due.callback.deadline));
+        send(frame);
+    } catch (const std::exception&) {
+        // Out of memory.
+        if (const auto handler = callbacks_.take(due.id))
+            run(*handler, std::current_exception());
+    }
 }
 
 void Session::endCallback(wire::Reply::Reader reply) {

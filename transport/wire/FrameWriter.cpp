@@ -1,6 +1,7 @@
 #include "transport/wire/FrameWriter.h"
 
 #include <cerrno>
+#include <limits>
 #include <sys/socket.h>
 
 namespace agent::spf::transport::wire {
@@ -24,6 +25,14 @@ FrameWriter::Outcome FrameWriter::resume() {
     const foundation::MutexLock lock(mutex_);
     blocked_ = false;
     return sending_ ? Outcome::Accepted : flush();
+}
+
+std::size_t FrameWriter::room() {
+    const foundation::MutexLock lock(mutex_);
+    const auto waiting = unsent_ + queue_.size();
+    if (waiting == 0)
+        return std::numeric_limits<std::size_t>::max();
+    return waiting < queueLimit_ / 2 ? queueLimit_ / 2 - waiting : 0;
 }
 
 void FrameWriter::hold() {

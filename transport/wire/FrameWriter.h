@@ -33,6 +33,10 @@ public:
     /// Goes on after Blocked.
     Outcome resume();
 
+    /// How long a frame may be that can well wait for a while: half of what may wait for the peer in all. Any
+    /// length when nothing is waiting.
+    std::size_t room();
+
     /// Until release() frames are collected only, whoever writes them.
     void hold();
     Outcome release();

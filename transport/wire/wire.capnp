@@ -53,6 +53,7 @@ struct Hello {
   pid @1 :Int32;            # for messages to people; the daemon trusts the kernel's
   frameBytes @2 :UInt64;    # the largest frame that this side reads
   clientId @3 :Text;
+  callbacks @4 :UInt32;     # how many callbacks this side takes without having answered; 0 when it does not say
 }
 
 struct Welcome {
