@@ -27,7 +27,7 @@ void visit(wire::Message::Reader message, const Limits& limits) {
         wire::decodePayload(message.getCall().getPayload(), limits.slots);
     }
     if (message.isReply() && message.getReply().isError())
-        wire::textOf(message.getReply().getError().getText());
+        wire::errorTextOf(message.getReply().getError().getText());
     if (message.isReply() && message.getReply().isPayload())
         wire::decodePayload(message.getReply().getPayload(), limits.slots);
     if (message.isCallback())
@@ -35,7 +35,7 @@ void visit(wire::Message::Reader message, const Limits& limits) {
     if (message.isCallbackReply())
         wire::decodePayload(message.getCallbackReply().getPayload(), limits.slots);
     if (message.isGoodbye())
-        wire::textOf(message.getGoodbye().getText());
+        wire::errorTextOf(message.getGoodbye().getText());
 }
 
 } // namespace

@@ -190,7 +190,7 @@ TEST(BadDaemon, IsLeftAndAllItsCallsEnd) {
 TEST(BadDaemon, ThatCallsBackTooOftenIsRefused) {
     TempDirectory directory;
     RawDaemon daemon(directory.path());
-    Client client(directory.path(), {.pendingCallsPerConnection = 2, .callbacksPerConnection = 1});
+    Client client(directory.path(), {.pendingCallsPerConnection = 2, .callbacksPerConnection = 2});
     auto peer = daemon.welcome();
     const auto invokable = client.found();
     std::promise<void> release;
@@ -200,12 +200,14 @@ TEST(BadDaemon, ThatCallsBackTooOftenIsRefused) {
                                       },
                                       core::SignatureDescriptor::of<void()>()};
     invokable->callbacks()->add({}, slow, std::nullopt);
-    EXPECT_THROW(invokable->callbacks()->add({1}, slow, std::nullopt), core::RefusedError);
+    const core::ExportedFunction fast{[](auto, auto) { return GenericPayload(); }, slow.signature};
+    invokable->callbacks()->add({1}, fast, std::nullopt);
+    EXPECT_THROW(invokable->callbacks()->add({2}, fast, std::nullopt), core::RefusedError);
     const auto call = [&](unsigned id) {
         peer.send([=](auto message) {
             message.initCallback().setId(id);
             message.getCallback().setRemainingMs(30'000);
-            message.getCallback().initCallback();
+            wire::encodeUuid({id > 2}, message.getCallback().initCallback());
         });
     };
     const auto expectAnswer = [&](unsigned id, bool refused) {
@@ -224,6 +226,29 @@ TEST(BadDaemon, ThatCallsBackTooOftenIsRefused) {
     expectAnswer(2, false);
     call(5);
     expectAnswer(5, false);
+}
+
+TEST(BadDaemon, SaysTooMuchAndIsCutShortBetweenTwoCharacters) {
+    std::string text = "x", umlaut = "\xc3\xa4";
+    while (text.size() < 200'000)
+        text += umlaut;
+    const auto shortened = text.substr(0, 16 * 1024 - 1); // 16 KiB end in the midst of one
+    TempDirectory directory;
+    RawDaemon daemon(directory.path());
+    Client client(directory.path());
+    auto peer = daemon.welcome();
+    auto call = callFor(*client.found(), 30s, "m");
+    peer.receive([&](auto message) {
+        const auto id = message.getCall().getId();
+        peer.send([&](auto reply) {
+            reply.initReply().setId(id);
+            reply.getReply().initError().setText(text);
+        });
+    });
+    EXPECT_EQ(errorOf(std::move(call)).second, shortened);
+    peer.send([&](auto message) { message.initGoodbye().setText(text); });
+    EXPECT_TRUE(eventually([&] { return !client.connector().status().connected; }));
+    EXPECT_THAT(client.connector().status().lastError, EndsWith("said goodbye: " + shortened));
 }
 
 TEST(BadDaemon, ThatDoesNotReadRefusesOnlyWhatDoesNotFit) {

@@ -34,7 +34,8 @@ TEST_F(Call, ArrivesWithAllThatBelongsToIt) {
 
 TEST_F(Call, EveryWayOfFailingHasItsKindAndText) {
     begin({}, {.slots = 2});
-    const std::string huge(2'000'000, 'x'), dropped = "The daemon dropped the call without an answer";
+    const std::string huge(2'000'000, 'x'), longest(16 * 1024 - 2, 'x'),
+        dropped = "The daemon dropped the call without an answer";
     const struct {
         Script<Incoming>::Function method;
         ErrorKind kind;
@@ -46,6 +47,8 @@ TEST_F(Call, EveryWayOfFailingHasItsKindAndText) {
         {[](auto) { throw std::logic_error("thrown"); }, ErrorKind::Remote, "thrown"},
         {[](auto) { throw 5; }, ErrorKind::Remote,
          "The daemon's method threw something that is not a std::exception"},
+        {[&](auto call) { call->fail(ErrorKind::Remote, longest + "\xe2\x82\xac"); }, ErrorKind::Remote,
+         longest},
         {[](auto) {}, ErrorKind::Remote, dropped},
         {[](auto call) { std::thread([call = std::move(call)] {}).detach(); }, ErrorKind::Remote, dropped},
         {[](auto call) { call->reply(payload(true, 2.5)); }, ErrorKind::Refused,

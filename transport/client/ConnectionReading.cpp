@@ -70,7 +70,7 @@ void Connection::handle(wire::Message::Reader message) {
     else if (message.isCallback())
         runCallback(message.getCallback());
     else if (message.isGoodbye())
-        disconnect("the daemon said goodbye: " + wire::textOf(message.getGoodbye().getText()));
+        disconnect("the daemon said goodbye: " + wire::errorTextOf(message.getGoodbye().getText()));
     else
         throw core::MalformedError("a message of the kind " +
                                    std::to_string(static_cast<unsigned>(message.which())) +
@@ -93,7 +93,7 @@ void Connection::handleReply(wire::Reply::Reader reply) {
         // Only functions of this side are withdrawn. Thrown on by one of them, it would say that it is gone.
         if (kind == core::ErrorKind::Withdrawn)
             kind = core::ErrorKind::Refused;
-        fail(*call, core::makeInvocationError(kind, wire::textOf(error.getText())));
+        fail(*call, core::makeInvocationError(kind, wire::errorTextOf(error.getText())));
         return;
     }
     core::GenericPayload result;

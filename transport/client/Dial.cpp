@@ -89,7 +89,7 @@ void receiveMore(int socket, wire::FrameBuffer& buffer, int cancel, Clock::time_
 
 void readWelcome(wire::Message::Reader message, Dialled& dialled) {
     if (message.isGoodbye())
-        fail("The daemon refused the connection: " + wire::textOf(message.getGoodbye().getText()));
+        fail("The daemon refused the connection: " + wire::errorTextOf(message.getGoodbye().getText()));
     if (!message.isWelcome())
         fail("The daemon answered the hello with another message");
     const auto welcome = message.getWelcome();

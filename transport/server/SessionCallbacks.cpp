@@ -81,7 +81,7 @@ void Session::endCallback(wire::Reply::Reader reply) {
     if (reply.isError()) {
         const auto error = reply.getError();
         run(*handler,
-            core::makeInvocationError(wire::errorKindOf(error.getKind()), wire::textOf(error.getText())));
+            core::makeInvocationError(wire::errorKindOf(error.getKind()), wire::errorTextOf(error.getText())));
         return;
     }
     core::GenericPayload result;

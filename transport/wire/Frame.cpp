@@ -14,6 +14,17 @@ namespace {
 // limit.
 constexpr std::size_t maxErrorBytes = 16 * 1024;
 
+/// As much as may be sent, without half a UTF-8 character at its end.
+std::string_view shortened(std::string_view text) {
+    if (text.size() <= maxErrorBytes)
+        return text;
+    const auto continues = [&](std::size_t at) { return (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80; };
+    auto end = maxErrorBytes;
+    while (end > maxErrorBytes - 3 && continues(end))
+        --end;
+    return text.substr(0, end);
+}
+
 capnp::ReaderOptions optionsFor(std::size_t words, const Limits& limits) {
     capnp::ReaderOptions options;
     // Each part is read once or twice. Pointers that lead to one place many times cannot make more of a frame
@@ -62,7 +73,7 @@ void fillReply(Reply::Builder reply, std::uint64_t id, const core::GenericPayloa
 }
 
 void fillError(Reply::Builder reply, std::uint64_t id, core::ErrorKind kind, std::string_view text) {
-    text = text.substr(0, maxErrorBytes);
+    text = shortened(text);
     reply.setId(id);
     auto error = reply.initError();
     error.setKind(static_cast<std::uint16_t>(kind));
@@ -75,6 +86,10 @@ void setText(capnp::Text::Builder to, std::string_view text) {
 
 std::string textOf(capnp::Text::Reader text) {
     return {text.begin(), text.size()};
+}
+
+std::string errorTextOf(capnp::Text::Reader text) {
+    return std::string(shortened({text.begin(), text.size()}));
 }
 
 core::ErrorKind errorKindOf(std::uint16_t kind) noexcept {

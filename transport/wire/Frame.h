@@ -58,6 +58,8 @@ void fillError(Reply::Builder reply, std::uint64_t id, core::ErrorKind kind, std
 
 void setText(capnp::Text::Builder to, std::string_view text);
 std::string textOf(capnp::Text::Reader text);
+/// A text for people, of which the peer may have sent more than anybody reads: 16 KiB at most.
+std::string errorTextOf(capnp::Text::Reader text);
 core::ErrorKind errorKindOf(std::uint16_t kind) noexcept;
 
 } // namespace agent::spf::transport::wire
