@@ -94,7 +94,9 @@ TEST_F(Finding, UnsafePlacesAreRefusedWithAnAdvice) {
     EXPECT_THAT(startError(open), HasSubstr("chmod 700"));
     EXPECT_THROW(Client{open}, std::runtime_error);
     fs::create_symlink(directory.path(), directory / "link");
-    EXPECT_THAT(startError(directory / "link"), HasSubstr("not a directory"));
+    for (const char* link : {"link", "link/", "link//", "link/."})
+        EXPECT_THAT(startError(directory / link), HasSubstr("not a directory")) << link;
+    EXPECT_EQ(startError(directory / "new/"), "");
     EXPECT_THAT(startError(directory / std::string(120, 'x')), HasSubstr("too long"));
     if (::geteuid() == 0) {
         ::chmod(open.c_str(), 0700);

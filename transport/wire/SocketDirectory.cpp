@@ -27,9 +27,18 @@ namespace {
     throw std::runtime_error("The socket directory " + directory.string() + ' ' + what);
 }
 
+/// With a slash or a dot at the end a symbolic link would be examined as what it points to.
+std::filesystem::path itself(std::filesystem::path directory) {
+    while ((directory.filename().empty() || directory.filename() == ".") &&
+           directory.parent_path() != directory && !directory.parent_path().empty())
+        directory = directory.parent_path();
+    return directory;
+}
+
 } // namespace
 
-bool checkSocketDirectory(const std::filesystem::path& directory) {
+bool checkSocketDirectory(const std::filesystem::path& given) {
+    const auto directory = itself(given);
     struct stat status {};
     if (::lstat(directory.c_str(), &status) != 0) {
         if (errno == ENOENT)
@@ -47,7 +56,8 @@ bool checkSocketDirectory(const std::filesystem::path& directory) {
     return true;
 }
 
-void makeSocketDirectory(const std::filesystem::path& directory) {
+void makeSocketDirectory(const std::filesystem::path& given) {
+    const auto directory = itself(given);
     if (checkSocketDirectory(directory))
         return;
     std::error_code error;
