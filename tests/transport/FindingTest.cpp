@@ -125,4 +125,34 @@ TEST_F(Finding, ARefusalIsToldAndTriedAgain) {
     client.found();
 }
 
+TEST_F(Finding, ADaemonThatWelcomesAndClosesIsDialledLessAndLess) {
+    RawDaemon daemon(directory.path());
+    Client client(directory.path());
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 6; ++i)
+        daemon.welcome().close();
+    // 50, 100, 200, 400 and 800 ms lie between them; how much more is the machine's business.
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 1'550ms);
+    // Another one in its place is found at once.
+    const auto server = startServer(directory.path());
+    client.found();
+}
+
+TEST_F(Finding, ALostConnectionKeepsNoDescriptorsWhoeverHoldsItsServices) {
+    const auto descriptors = [] {
+        return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+    };
+    Client client(directory / "s");
+    std::vector<Invokables> held{nullptr};
+    std::ptrdiff_t before = 0;
+    for (int round = 0; round < 10; ++round) {
+        const auto server = startServer(directory / "s");
+        held.push_back(client.found(held.back()));
+        if (round == 0)
+            before = descriptors();
+    }
+    ASSERT_TRUE(eventually([&] { return !client.connector().status().connected; }));
+    EXPECT_LE(descriptors(), before);
+}
+
 } // namespace transport_test

@@ -41,6 +41,11 @@ void Connection::join() {
         return;
     thread_.join();
     role_.retire(); // a caller that is still reading may be handing a callback to the executor
+    wakeUp_.close();
+    [[maybe_unused]] const auto releasedBuffer = std::move(buffer_);
+    std::shared_ptr<const foundation::UniqueFd> released;
+    const foundation::MutexLock lock(mutex_);
+    released.swap(socket_);
 }
 
 std::string Connection::lossReason() const {
@@ -213,15 +218,17 @@ void Connection::help(std::uint64_t call) noexcept {
 
 void Connection::disconnect(const std::string& why) noexcept {
     std::vector<PendingCall> pending;
+    std::shared_ptr<const foundation::UniqueFd> socket; // may be released by another thread meanwhile
     {
         const foundation::MutexLock lock(mutex_);
         if (std::exchange(lost_, true))
             return;
         lossReason_ = why;
         pending = calls_.takeAll();
+        socket = socket_;
     }
     // Ends reading on whatever thread. The descriptor itself stays until nobody can use it any more.
-    ::shutdown(socket_->get(), SHUT_RDWR);
+    ::shutdown(socket->get(), SHUT_RDWR);
     writer_.close();
     for (auto& call : pending)
         fail(call,

@@ -38,7 +38,8 @@ public:
     Connection& operator=(const Connection&) = delete;
 
     void start();
-    /// Waits, after disconnect(), until no thread reads; the executor is not used afterwards. Not from a
+    /// Waits, after disconnect(), until no thread reads; the executor is not used afterwards. Gives the
+    /// descriptors and buffers back, as the services of this connection may be held for long. Not from a
     /// completion handler.
     void join();
 
@@ -90,7 +91,8 @@ private:
     void waitAndServe(ReaderRole::Background turn);
 
     const Limits limits_;
-    const std::shared_ptr<const foundation::UniqueFd> socket_;
+    // The reader's and the background thread's, until both have ended; then, guarded by mutex_, empty.
+    std::shared_ptr<const foundation::UniqueFd> socket_;
     const std::size_t peerFrameBytes_;
     foundation::concurrent::threadpool::Executor& executor_;
     const std::function<void()> onLost_;

@@ -60,8 +60,9 @@ void Connection::handleFrames() {
     } catch (const core::MalformedError& error) {
         why = std::string("malformed frame: ") + error.what();
     }
-    log_.log(logging_event_types::warning, "The connection to the daemon is closed, " + why);
+    // First the callers: writing the log may take as long as it likes.
     disconnect("the daemon sent a " + why);
+    log_.log(logging_event_types::warning, "The connection to the daemon is closed, " + why);
 }
 
 void Connection::handle(wire::Message::Reader message) {

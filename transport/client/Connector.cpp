@@ -12,9 +12,12 @@
 
 #include <algorithm>
 #include <atomic>
+#include <optional>
 #include <poll.h>
 #include <random>
+#include <sys/stat.h>
 #include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -59,6 +62,8 @@ public:
     }
 
 private:
+    /// Tells a daemon's socket file from its successor's: device, inode, time of change.
+    using SocketId = std::tuple<dev_t, ino_t, time_t, long>;
     using Registrations = std::vector<cppmicroservices::ServiceRegistration<core::Invokable>>;
 
     static ConnectorOptions completed(ConnectorOptions options) {
@@ -69,6 +74,8 @@ private:
 
     void run();
     void findDaemon();
+    void leave(const std::optional<SocketId>& socket, std::chrono::steady_clock::duration lived);
+    std::optional<SocketId> socketThere() const;
     void watchDirectory();
     /// Returns when the daemon is lost or the connector stops.
     void serve(Dialled dialled);
@@ -85,6 +92,8 @@ private:
     static constexpr std::chrono::milliseconds forEver{-1};
     static constexpr std::chrono::milliseconds firstRetry{50};
     static constexpr std::chrono::milliseconds lastRetry{5'000};
+    // A connection that lived as long is none to a daemon that keeps failing.
+    static constexpr std::chrono::milliseconds settled = lastRetry;
     static constexpr std::chrono::milliseconds unwatchedRetry{1'000};
 
     cppmicroservices::BundleContext context_;
@@ -122,11 +131,11 @@ void Connector::Impl::findDaemon() {
     if (stopping_)
         return;
     try {
+        const auto socket = socketThere();
         auto dialled = dial(options_.socketDirectory, options_.clientId, options_.limits, wakeUp_->fd());
-        retry_ = firstRetry;
+        const auto since = std::chrono::steady_clock::now();
         serve(std::move(dialled));
-        // Its successor is found by every client at once: spread them.
-        sleep(jitter(), false);
+        leave(socket, std::chrono::steady_clock::now() - since);
     } catch (const DialError& error) {
         if (stopping_)
             return;
@@ -141,6 +150,29 @@ void Connector::Impl::findDaemon() {
             retry_ = std::min(2 * retry_, lastRetry);
         }
     }
+}
+
+/// After a connection to this socket that lived so long.
+void Connector::Impl::leave(const std::optional<SocketId>& socket,
+                            std::chrono::steady_clock::duration lived) {
+    watchDirectory(); // before looking
+    wakeUp_->reset();
+    if (lived >= settled || !socket || socketThere() != socket) {
+        retry_ = firstRetry;
+        // Its successor is found by every client at once: spread them.
+        sleep(jitter(), false);
+        return;
+    }
+    // The same daemon would probably do the same again.
+    sleep(retry_ + jitter(), true);
+    retry_ = std::min(2 * retry_, lastRetry);
+}
+
+std::optional<Connector::Impl::SocketId> Connector::Impl::socketThere() const {
+    struct stat now {};
+    if (::lstat(status().socketPath.c_str(), &now) != 0)
+        return std::nullopt;
+    return SocketId{now.st_dev, now.st_ino, now.st_ctim.tv_sec, now.st_ctim.tv_nsec};
 }
 
 void Connector::Impl::watchDirectory() {
@@ -172,9 +204,9 @@ void Connector::Impl::serve(Dialled dialled) {
         status_.lastError.clear();
         ++status_.connections;
     }
-    log_.log(logging_event_types::info, "Connected to the daemon, generation " + generation);
     connection->start();
     auto registrations = registerServices(services, generation, connection);
+    log_.log(logging_event_types::info, "Connected to the daemon, generation " + generation);
     watch_.disarm(); // not earlier: the kernel takes many milliseconds for it
     while (!*lost && sleep(forEver, false)) {
     }

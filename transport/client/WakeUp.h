@@ -1,5 +1,6 @@
 #pragma once
 
+#include <foundation/thread_annotations.h>
 #include <foundation/unique_fd.h>
 
 #include <cerrno>
@@ -18,18 +19,30 @@ public:
             throw std::system_error(errno, std::generic_category(), "eventfd");
     }
 
-    int fd() const noexcept { return fd_.get(); }
+    int fd() const noexcept {
+        const foundation::MutexLock lock(mutex_);
+        return fd_.get();
+    }
     void wake() const noexcept {
         const std::uint64_t one = 1;
-        [[maybe_unused]] const auto written = ::write(fd_.get(), &one, sizeof one);
+        const foundation::MutexLock lock(mutex_);
+        if (fd_)
+            [[maybe_unused]] const auto written = ::write(fd_.get(), &one, sizeof one);
     }
     void reset() const noexcept {
         std::uint64_t count = 0;
+        const foundation::MutexLock lock(mutex_);
         [[maybe_unused]] const auto taken = ::read(fd_.get(), &count, sizeof count);
+    }
+    /// Nobody sleeps any more. wake() may still be called.
+    void close() noexcept {
+        const foundation::MutexLock lock(mutex_);
+        fd_ = {};
     }
 
 private:
-    foundation::UniqueFd fd_;
+    mutable foundation::Mutex mutex_; // a leaf
+    foundation::UniqueFd fd_ GUARDED_BY(mutex_);
 };
 
 } // namespace agent::spf::transport
