@@ -1,6 +1,9 @@
 #include "Fixture.h"
 #include "contract/records/NotifierUuid.h"
 
+#include <algorithm>
+#include <array>
+
 namespace transport_test {
 
 namespace {
@@ -67,6 +70,72 @@ TEST_F(Load, CallbacksAndCallsInBothDirections) {
         }
     });
     EXPECT_EQ(invokable->callbacks()->size(), 0U);
+}
+
+TEST_F(Load, EveryCallEndsOnceWhenTheDaemonIsReplacedAtAnAwkwardMoment) {
+    Held held;
+    std::array<std::atomic<int>, 100> endings{};
+    const auto onceEach = [&] {
+        return std::ranges::all_of(endings, [](const auto& count) { return count == 1; });
+    };
+    const auto callAll = [&] {
+        for (auto& ending : endings) {
+            ending = 0;
+            const auto count = [&](auto) { ++ending; };
+            start(*invokable, 30s, "m", {}, {count, count});
+        }
+    };
+    const auto replace = [&] {
+        server.reset();
+        EXPECT_TRUE(eventually(onceEach));
+        held.answer(); // too late
+        server = startServer(directory / "s", service);
+        invokable = client->found(invokable);
+    };
+    service->call = held.keep();
+    begin();
+    for (int round = 0; round < 10; ++round) {
+        // Right after its welcome.
+        service->call = held.keep();
+        std::jthread caller(callAll);
+        if (round % 2 == 0)
+            std::this_thread::yield();
+        server.reset();
+        caller.join();
+        replace();
+        EXPECT_TRUE(onceEach());
+
+        // While all calls wait.
+        callAll();
+        ASSERT_TRUE(eventually([&] { return held.size() == 100; }));
+        replace();
+        EXPECT_TRUE(onceEach());
+
+        // While a callback runs, which for some calls is their answer.
+        std::promise<void> gone;
+        const auto running = std::make_shared<std::promise<void>>();
+        const auto id = login::detail::createUuid();
+        const auto function = [running, released = gone.get_future().share(),
+                               first = std::make_shared<std::atomic<bool>>(true)](auto, auto) {
+            if (first->exchange(false))
+                running->set_value();
+            released.wait();
+            return GenericPayload();
+        };
+        invokable->callbacks()->add(id, {function, core::SignatureDescriptor::of<void()>()}, std::nullopt);
+        service->call = [&](SharedIncoming call) {
+            call->client()->callBack(id, {}, 30s,
+                                     {[call](auto value) { call->reply(std::move(value)); },
+                                      [call](auto) { call->fail(ErrorKind::Remote, "callback failed"); }});
+        };
+        callAll();
+        running->get_future().wait();
+        replace();
+        gone.set_value();
+        EXPECT_TRUE(onceEach());
+    }
+    client->connector().stop();
+    EXPECT_TRUE(onceEach());
 }
 
 } // namespace transport_test
