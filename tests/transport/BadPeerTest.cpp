@@ -2,7 +2,9 @@
 #include "RawPeer.h"
 #include "transport/wire/PayloadCodec.h"
 
+#include <cstring>
 #include <random>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -111,6 +113,63 @@ TEST_F(BadClient, ThatDoesNotReadIsDisconnected) {
         });
     EXPECT_TRUE(eventually([&] { return log.mentions("does not read") == 1; }));
     service->call = [](auto call) { call->reply(std::move(call->arguments())); };
+    expectOthersGoOn();
+}
+
+TEST_F(BadClient, WithMostWaitingForItGoesWhenAllTogetherAreOverTheirLimit) {
+    begin({.queuedBytesPerConnection = 1'000'000, .queuedBytes = 1'500'000});
+    service->call = [](auto call) { call->reply(payload(std::string(50'000, 'x'))); };
+    const auto lazy = [&](unsigned calls) {
+        auto peer = greeted();
+        for (unsigned i = 0; i < calls; ++i)
+            peer.send([&](auto message) {
+                message.initCall().setId(i);
+                message.getCall().setRemainingMs(30'000);
+            });
+        return peer;
+    };
+    auto modest = lazy(10), greedy = lazy(18), greedyToo = lazy(18);
+    EXPECT_TRUE(eventually([&] { return log.mentions("too much waits for all clients together") == 1; }));
+    for (int i = 0; i < 10; ++i)
+        EXPECT_TRUE(modest.receive());
+    service->call = [](auto call) { call->reply(std::move(call->arguments())); };
+    expectOthersGoOn();
+}
+
+TEST_F(BadClient, IsToldWhenThereIsNoDescriptorLeftForIt) {
+    begin();
+    const auto address = wire::socketAddress(server->socketPath());
+    const auto hello = frame(fillHello);
+    rlimit before{}, tight{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    tight = before;
+    tight.rlim_cur = static_cast<rlim_t>(foundation::UniqueFd(::dup(0)).get()) + 4;
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &tight), 0);
+    const pid_t child = ::fork();
+    if (child == 0) { // Its exit code is the number of those turned away, or 100 when one hears nothing.
+        ::setrlimit(RLIMIT_NOFILE, &before);
+        pollfd fds[50];
+        int turnedAway = 0;
+        for (auto& fd : fds) {
+            fd = {::socket(AF_UNIX, SOCK_STREAM, 0), POLLIN, 0};
+            if (::connect(fd.fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+                ::_exit(101);
+            ::send(fd.fd, hello.data(), hello.size(), MSG_NOSIGNAL);
+        }
+        for (auto& fd : fds) {
+            char answer[512] = {};
+            if (::poll(&fd, 1, 20'000) != 1)
+                ::_exit(100);
+            const auto size = std::max<ssize_t>(::recv(fd.fd, answer, sizeof answer, 0), 0);
+            if (::memmem(answer, static_cast<std::size_t>(size), "Too many clients", 16))
+                ++turnedAway;
+        }
+        ::_exit(turnedAway);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_THAT(WEXITSTATUS(status), AllOf(Ge(20), Le(50)));
     expectOthersGoOn();
 }
 

@@ -60,8 +60,9 @@ void sendHello(int socket, const std::string& clientId, const Limits& limits) {
         std::min<std::size_t>(limits.pendingCallsPerConnection, UINT32_MAX)));
     std::vector<std::byte> bytes;
     frame.appendTo(bytes);
-    // The first bytes on a new socket: they fit.
-    if (::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(bytes.size()))
+    // The first bytes on a new socket: they fit. A daemon that has closed it already may have said why.
+    if (::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(bytes.size()) &&
+        errno != EPIPE && errno != ECONNRESET)
         fail(std::string("The daemon did not take the hello: ") + std::strerror(errno));
 }
 

@@ -1,4 +1,5 @@
 #include "contract/records/NotifierUuid.h"
+#include "transport/server/Descriptors.h"
 #include "transport/server/Listener.h"
 #include "transport/server/Session.h"
 #include "transport/wire/Protocol.h"
@@ -8,9 +9,12 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 
+#include <cerrno>
 #include <fcntl.h>
 #include <optional>
 #include <stdexcept>
+#include <sys/socket.h>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -33,7 +37,10 @@ public:
             throw std::logic_error("A server is started once");
         listener_.emplace(core_->options.socketDirectory);
         acceptor_.assign(boost::asio::local::stream_protocol(), listener_->takeSocket().release());
-        accept();
+        acceptor_.native_non_blocking(true);
+        connections_ = provideDescriptors(core_->options.limits.connections);
+        takeSpare();
+        waitForClients();
         thread_ = std::thread([this] { run(); });
     }
 
@@ -64,30 +71,66 @@ private:
         }
     }
 
-    void accept() {
-        acceptor_.async_accept([this](const boost::system::error_code& error,
-                                      boost::asio::local::stream_protocol::socket socket) {
-            if (stopping_)
-                return;
-            if (error) {
-                retryLater(error);
-                return;
-            }
-            boost::system::error_code released;
-            foundation::UniqueFd accepted(socket.release(released));
-            ::fcntl(accepted.get(), F_SETFD, FD_CLOEXEC);
-            admit(std::move(accepted));
-            accept();
-        });
+    void waitForClients() {
+        acceptor_.async_wait(boost::asio::socket_base::wait_read,
+                             [this](const boost::system::error_code& error) {
+                                 if (stopping_)
+                                     return;
+                                 if (const int why = error ? error.value() : accept(); why != 0)
+                                     retryLater(why);
+                                 else
+                                     waitForClients();
+                             });
     }
 
+    /// Some of those that wait, so that the clients there are get their turn. @return why no more can be.
+    int accept() {
+        for (int i = 0; i < 16; ++i) {
+            if (foundation::UniqueFd accepted = acceptOne()) {
+                admit(std::move(accepted));
+                continue;
+            }
+            const int error = errno;
+            if (error == EAGAIN || error == EWOULDBLOCK)
+                return 0;
+            if ((error == EMFILE || error == ENFILE) && turnAway())
+                continue;
+            if (error != EINTR && error != ECONNABORTED)
+                return error;
+        }
+        return 0;
+    }
+
+    foundation::UniqueFd acceptOne() {
+        return foundation::UniqueFd(::accept4(acceptor_.native_handle(), nullptr, nullptr, SOCK_CLOEXEC));
+    }
+
+    /// Without descriptors: the spare one serves to say so.
+    bool turnAway() {
+        spare_ = {};
+        auto accepted = acceptOne();
+        const bool told = static_cast<bool>(accepted);
+        if (told)
+            wire::sendGoodbye(accepted.get(),
+                              "Too many clients are connected: the daemon has no descriptor left");
+        accepted = {}; // it has taken the spare one's place
+        takeSpare();
+        return told && spare_;
+    }
+
+    void takeSpare() { spare_ = foundation::UniqueFd(::open("/dev/null", O_RDONLY | O_CLOEXEC)); }
+
     // Without descriptors or memory: pausing gives others time to release some.
-    void retryLater(const boost::system::error_code& error) {
-        core_->log.log(logging_event_types::error, "A client cannot be accepted: " + error.message());
+    void retryLater(int error) {
+        core_->log.log(logging_event_types::error,
+                       "A client cannot be accepted: " + std::generic_category().message(error));
         retry_.expires_after(std::chrono::milliseconds(100));
         retry_.async_wait([this](const boost::system::error_code& cancelled) {
-            if (!cancelled && !stopping_)
-                accept();
+            if (cancelled || stopping_)
+                return;
+            if (!spare_)
+                takeSpare();
+            waitForClients();
         });
     }
 
@@ -99,10 +142,10 @@ private:
                 return;
             }
             const auto session = std::make_shared<Session>(core_, std::move(socket), peer);
-            const auto limit = core_->options.limits.connections;
             core_->sessions.insert(session);
-            if (core_->sessions.size() > limit)
-                session->dismiss("Too many clients are connected (limit " + std::to_string(limit) + ')');
+            if (core_->sessions.size() > connections_)
+                session->dismiss("Too many clients are connected (limit " + std::to_string(connections_) +
+                                 ')');
             else
                 session->start();
         } catch (const std::exception& error) {
@@ -126,6 +169,8 @@ private:
     std::optional<Listener> listener_;
     boost::asio::local::stream_protocol::acceptor acceptor_;
     boost::asio::steady_timer retry_;
+    std::size_t connections_ = 0;
+    foundation::UniqueFd spare_; // given up for a moment when there is no other descriptor
     std::thread thread_;
     bool stopping_ = false;
 };

@@ -23,6 +23,8 @@ struct ServerCore {
     boost::asio::io_context io{1};
     std::unordered_set<std::shared_ptr<Session>> sessions;
     std::atomic<std::size_t> waitingCallbackBytes = 0; // of all sessions
+    std::atomic<std::size_t> queuedBytes = 0;          // of all sessions
+    std::size_t givenUpBytes = 0;                      // by sessions that closed; the I/O thread's
 };
 
 } // namespace agent::spf::transport

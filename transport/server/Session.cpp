@@ -10,6 +10,7 @@
 #include <boost/uuid/uuid_io.hpp>
 
 #include <algorithm>
+#include <malloc.h>
 #include <sys/socket.h>
 
 namespace agent::spf::transport {
@@ -22,7 +23,7 @@ Session::Session(std::shared_ptr<ServerCore> core, foundation::UniqueFd socket, 
       socket_(core_->io, boost::asio::local::stream_protocol(), socket.get()), timer_(core_->io),
       buffer_(std::min(wire::maxGreetingBytes, core_->options.limits.frameBytes)),
       writer_(std::make_shared<const foundation::UniqueFd>(std::move(socket)),
-              core_->options.limits.queuedBytesPerConnection),
+              core_->options.limits.queuedBytesPerConnection, &core_->queuedBytes),
       callbacks_(core_->options.limits.pendingCallsPerConnection,
                  core_->options.limits.waitingCallbackBytesPerConnection,
                  core_->options.limits.waitingCallbackBytes, core_->waitingCallbackBytes) {}
@@ -255,10 +256,34 @@ void Session::after(Outcome outcome) {
                             " bytes wait for it");
         });
     }
+    if (core_->queuedBytes > core_->options.limits.queuedBytes)
+        boost::asio::post(core_->io, [core = core_] { relieve(*core); });
     // There may be room now for callbacks that wait for it.
     if (outcome == Outcome::Accepted)
         sendCallbacks();
     // Closed: the reading side learns of it too, and closes.
+}
+
+void Session::relieve(ServerCore& core) {
+    while (core.queuedBytes > core.options.limits.queuedBytes && !core.sessions.empty()) {
+        const auto most = *std::ranges::max_element(
+            core.sessions, {}, [](const auto& session) { return session->writer_.queued(); });
+        most->close(logging_event_types::warning,
+                    "it does not read what it is sent, and too much waits for all clients together: more "
+                    "than " +
+                        std::to_string(core.options.limits.queuedBytes) + " bytes");
+    }
+}
+
+/// What was queued for clients that have gone goes back to the system: the allocator alone would keep most of
+/// it. Costs milliseconds, so not for each client.
+void Session::giveBack(std::size_t bytes) {
+    constexpr std::size_t little = 1U << 20U, much = 64U << 20U;
+    core_->givenUpBytes += bytes;
+    if (core_->givenUpBytes < little || (core_->givenUpBytes < much && core_->queuedBytes > little))
+        return;
+    core_->givenUpBytes = 0;
+    ::malloc_trim(0);
 }
 
 void Session::waitUntilWritable() {
@@ -292,7 +317,9 @@ void Session::close(logging_event_types level, const std::string& why) {
     // at once.
     ::shutdown(socket_.native_handle(), SHUT_RDWR);
     socket_.release(ignored);
+    const auto queued = writer_.queued();
     writer_.close();
+    giveBack(queued);
     for (const auto& handler : callbacks_.close())
         run(handler, core::makeInvocationError(core::ErrorKind::Disconnected, "The client disconnected"));
     core_->sessions.erase(self);

@@ -60,6 +60,9 @@ private:
     void sendError(std::uint64_t call, core::ErrorKind kind, std::string_view text) noexcept;
     void after(wire::FrameWriter::Outcome outcome);
     void waitUntilWritable();
+    /// Closes those for whom most waits, until what waits for all is within its limit.
+    static void relieve(ServerCore& core);
+    void giveBack(std::size_t bytes);
     void sendCallbacks();
     void sendCallback(const PendingCallbacks::Due& due) noexcept;
     void armTimer();

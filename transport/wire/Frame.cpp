@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <sys/socket.h>
 
 namespace agent::spf::transport::wire {
 
@@ -78,6 +79,14 @@ void fillError(Reply::Builder reply, std::uint64_t id, core::ErrorKind kind, std
     auto error = reply.initError();
     error.setKind(static_cast<std::uint16_t>(kind));
     setText(error.initText(static_cast<unsigned>(text.size())), text);
+}
+
+void sendGoodbye(int socket, std::string_view text) {
+    FrameBuilder frame;
+    setText(frame.message().initGoodbye().initText(static_cast<unsigned>(text.size())), text);
+    std::vector<std::byte> bytes;
+    frame.appendTo(bytes);
+    ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
 void setText(capnp::Text::Builder to, std::string_view text) {

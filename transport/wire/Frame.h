@@ -56,6 +56,9 @@ private:
 void fillReply(Reply::Builder reply, std::uint64_t id, const core::GenericPayload& result);
 void fillError(Reply::Builder reply, std::uint64_t id, core::ErrorKind kind, std::string_view text);
 
+/// Says why to a peer that is not, or no longer, served. What does not fit into the socket is lost.
+void sendGoodbye(int socket, std::string_view text);
+
 void setText(capnp::Text::Builder to, std::string_view text);
 std::string textOf(capnp::Text::Reader text);
 /// A text for people, of which the peer may have sent more than anybody reads: 16 KiB at most.

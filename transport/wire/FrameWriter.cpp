@@ -18,13 +18,19 @@ FrameWriter::Outcome FrameWriter::write(FrameBuilder& frame) {
     if (unsent_ + queue_.size() + frame.bytes() > queueLimit_)
         return Outcome::OverLimit;
     frame.appendTo(queue_);
-    return held_ || blocked_ || sending_ ? Outcome::Accepted : flush();
+    if (held_)
+        return Outcome::Accepted;
+    const auto outcome = blocked_ || sending_ ? Outcome::Accepted : flush();
+    count();
+    return outcome;
 }
 
 FrameWriter::Outcome FrameWriter::resume() {
     const foundation::MutexLock lock(mutex_);
     blocked_ = false;
-    return sending_ ? Outcome::Accepted : flush();
+    const auto outcome = sending_ ? Outcome::Accepted : flush();
+    count();
+    return outcome;
 }
 
 std::size_t FrameWriter::room() {
@@ -35,6 +41,11 @@ std::size_t FrameWriter::room() {
     return waiting < queueLimit_ / 2 ? queueLimit_ / 2 - waiting : 0;
 }
 
+std::size_t FrameWriter::queued() {
+    const foundation::MutexLock lock(mutex_);
+    return unsent_ + queue_.size();
+}
+
 void FrameWriter::hold() {
     const foundation::MutexLock lock(mutex_);
     held_ = true;
@@ -43,7 +54,9 @@ void FrameWriter::hold() {
 FrameWriter::Outcome FrameWriter::release() {
     const foundation::MutexLock lock(mutex_);
     held_ = false;
-    return blocked_ || sending_ ? Outcome::Accepted : flush();
+    const auto outcome = blocked_ || sending_ ? Outcome::Accepted : flush();
+    count();
+    return outcome;
 }
 
 void FrameWriter::close() {
@@ -51,6 +64,24 @@ void FrameWriter::close() {
         released; // closed after the lock is released, or by the thread that is sending
     const foundation::MutexLock lock(mutex_);
     released.swap(socket_);
+    drop();
+    count();
+}
+
+void FrameWriter::count() {
+    const auto now = unsent_ + queue_.size();
+    if (ofAll_ && now != counted_)
+        *ofAll_ += now - counted_; // modulo 2^64 when it became less
+    counted_ = now;
+}
+
+void FrameWriter::drop() {
+    queue_ = {};
+    unsent_ = 0;
+    if (sending_)
+        return; // by the thread that sends it
+    out_ = {};
+    sent_ = 0;
 }
 
 FrameWriter::Outcome FrameWriter::flush() {
@@ -88,6 +119,8 @@ FrameWriter::Outcome FrameWriter::flush() {
         unsent_ = out_.size() - sent_;
     }
     sending_ = false;
+    if (!socket_)
+        drop();
     return outcome;
 }
 
