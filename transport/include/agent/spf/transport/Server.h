@@ -32,9 +32,12 @@ public:
     virtual pid_t pid() const noexcept = 0;
     virtual bool connected() const noexcept = 0;
 
-    /// Calls a function that the client exported. Never blocks; `handler` is called exactly once, on the
-    /// server's I/O thread or (at once) on this one: with the result, or with an InvocationError (unknown
-    /// callback, overdue, disconnected, or what the function threw as a RemoteError).
+    /// Calls a function that the client exported. Never blocks: beyond what the client takes at once the call
+    /// waits for its turn, as long as `timeout` allows; calls of one function stay in order. `handler` is
+    /// called exactly once, on the server's I/O thread or on one that calls or answers (this one, at once,
+    /// perhaps): with the result, or with an InvocationError: WithdrawnError when the function is gone, any
+    /// other RefusedError when it was not called this time, overdue, disconnected, or what the function threw
+    /// as a RemoteError.
     virtual void callBack(const boost::uuids::uuid& callback, core::GenericPayload arguments,
                           std::chrono::milliseconds timeout, core::CompletionHandler handler) = 0;
 };
