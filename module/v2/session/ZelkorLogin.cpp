@@ -114,7 +114,7 @@ detail::NegotiationsResult ZelkorLogin::negotiateLogout(const NegotiationTerms& 
 }
 
 void ZelkorLogin::completeLogout() {
-    const foundation::MutexLock lock(state_);
+    const ErrorCheckingLock lock(state_);
     log(logging_event_types::info, "Finalising logout (local session)...");
     localDetail_->completeLogout();
     log(logging_event_types::info, "Finalising logout (HSH daemon)...");
@@ -122,7 +122,7 @@ void ZelkorLogin::completeLogout() {
 }
 
 void ZelkorLogin::persistIdentity(const detail::LoginData& data) {
-    const foundation::MutexLock lock(state_);
+    const ErrorCheckingLock lock(state_);
     log(logging_event_types::info, "Persisting identity (local session)...");
     localDetail_->persistIdentity(data);
     if (!data.getRememberMe()) {

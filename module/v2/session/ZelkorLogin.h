@@ -1,7 +1,8 @@
 #pragma once
 
+#include "module/v2/session/ErrorCheckingMutex.h"
+
 #include <foundation/log/diagnostic_logger.h>
-#include <foundation/thread_annotations.h>
 #include <login/ZelkorLogin.h>
 #include <login/control/LoginVetoer.h>
 #include <login/detail/ZelkorLogin.h>
@@ -52,14 +53,17 @@ public:
     std::string getSourceId() override;
     detail::LoginData getPersistedLoginData() override;
     /// Locally, and with the daemon when it is to be remembered.
-    void persistIdentity(const detail::LoginData& data) override;
+    /// @throws std::system_error (resource_deadlock_would_occur) as completeLogout().
+    void persistIdentity(const detail::LoginData& data) override EXCLUDES(state_);
     void clearSettings() override;
     std::string getCurrentSessionId() override;
     bool isLogoutVetoed() override;
     /// Asks the local negotiators, and the daemon when all of those accept. The result is one side's, whole.
     detail::NegotiationsResult negotiateLogout(const NegotiationTerms& terms) override;
     /// Locally, then with the daemon.
-    void completeLogout() override;
+    /// @throws std::system_error (resource_deadlock_would_occur) when a service calls it back, on the same
+    /// thread, while it is being called by this or by persistIdentity().
+    void completeLogout() override EXCLUDES(state_);
     LoginInfo getLoginInfoAndLogTELX(std::string requester, LoginInfo::Level level,
                                      const std::string& context) override;
 
@@ -73,7 +77,7 @@ private:
     const std::shared_ptr<login::detail::ZelkorLogin> localDetail_;
     const std::shared_ptr<login::detail::ZelkorLoginLNUSupport> lnuSupport_;
     const std::shared_ptr<login::detail::ZelkorLogin> daemonClient_;
-    foundation::Mutex state_; // held while both sides change, their calls included; nothing else takes it
+    ErrorCheckingMutex state_; // held while both sides change, their calls included; guards no member
 };
 
 } // namespace login::spf::session

@@ -4,6 +4,11 @@
 #include "tests/support/RecordingLogin.h"
 #include "tests/support/Testing.h"
 
+#include <boost/uuid/uuid_io.hpp>
+
+#include <latch>
+#include <system_error>
+
 namespace {
 
 using namespace login;
@@ -22,6 +27,7 @@ protected:
     static login::detail::LoginData dataAt(Level level, bool remember = false) {
         login::detail::LoginData data;
         data.info.level = level;
+        data.info.userId = u"ada";
         data.rememberMe = remember;
         return data;
     }
@@ -39,8 +45,8 @@ protected:
 TEST_F(SessionLogin, StartsAsTheDaemonRemembers) {
     for (const auto& [level, taken] : {std::pair{Level::None, "detail.completeLogout"},
                                        {Level::Identified, "detail.completeLogout"},
-                                       {Level::SignedIn, "detail.persistIdentity(2)"},
-                                       {static_cast<Level>(7), "detail.persistIdentity(7)"}}) {
+                                       {Level::SignedIn, "detail.persistIdentity(ada2)"},
+                                       {static_cast<Level>(7), "detail.persistIdentity(ada7)"}}) {
         daemon->persisted = dataAt(level);
         const spf::session::ZelkorLogin session(local, vetoer, detail, lnu, daemon);
         EXPECT_THAT(calls->take(), ElementsAre("daemon.getSourceId", "lnu.setSourceId(daemon)",
@@ -61,26 +67,40 @@ TEST_F(SessionLogin, OneSideAnswersForEach) {
     const auto session = make();
     ZelkorLogin& login = *session;
     login::detail::ZelkorLogin& details = *session;
-    const std::pair<std::function<void()>, const char*> routes[] = {
+    const auto listened = std::make_shared<Calls>();
+    const auto id = boost::uuids::to_string(local->id);
+    LoginInfo ada;
+    ada.userId = u"ada";
+    const std::pair<std::function<void()>, std::string> routes[] = {
         {[&] { EXPECT_EQ(login.getLoginInfo("me", Level::SignedIn).locale, "login"); },
          "login.getLoginInfo(me2)"},
         {[&] { EXPECT_EQ(login.requestAccessToken("me", Level::SignedIn)->getTokenString(), "login"); },
-         "login.requestAccessTokenAdvanced(me)"},
+         "login.requestAccessTokenAdvanced(me2)"},
         {[&] { EXPECT_EQ(login.requestAccessTokenAdvanced("me", Level::SignedIn).status, 1); },
-         "login.requestAccessTokenAdvanced(me)"},
+         "login.requestAccessTokenAdvanced(me2)"},
         {[&] { EXPECT_EQ(login.getAccessToken().getTokenString(), "login"); },
          "login.getAccessTokenAdvanced"},
         {[&] { EXPECT_EQ(login.getAccessTokenAdvanced().status, 2); }, "login.getAccessTokenAdvanced"},
-        {[&] { login.addStatusListenerV2({}); }, "login.addStatusListenerV2"},
-        {[&] { EXPECT_TRUE(login.removeStatusListener({})); }, "login.removeStatusListener"},
         {[&] {
-             login.addLogoutNegotiator({"n", {}});
+             const auto listener = [&](const LoginInfo& now, const LoginInfo&) { listened->add(now.locale); };
+             EXPECT_EQ(login.addStatusListenerV2(listener).getValue(), local->id);
+             EXPECT_THAT(listened->take(), ElementsAre("login"));
          },
-         "login.addLogoutNegotiator(n)"},
-        {[&] { EXPECT_TRUE(login.removeLogoutNegotiator({})); }, "login.removeLogoutNegotiator"},
-        {[&] { login.impersonate(AccessToken("t"), {}); }, "login.impersonate(t)"},
+         "login.addStatusListenerV2"},
+        {[&] { EXPECT_TRUE(login.removeStatusListener(ZelkorLogin::StatusListenerId(local->id))); },
+         "login.removeStatusListener(" + id + ")"},
+        {[&] {
+             const auto answer = [](const auto&) {
+                 return NegotiatorResponse{Negotiator::Position::Accept, u"answers"};
+             };
+             EXPECT_EQ(login.addLogoutNegotiator({"editor ", answer}).getValue(), local->id);
+         },
+         "login.addLogoutNegotiator(editor answers)"},
+        {[&] { EXPECT_TRUE(login.removeLogoutNegotiator(ZelkorLogin::LogoutNegotiatorId(local->id))); },
+         "login.removeLogoutNegotiator(" + id + ")"},
+        {[&] { login.impersonate(AccessToken("token "), ada); }, "login.impersonate(token ada)"},
         {[&] { EXPECT_EQ(details.getLoginInfoAndLogTELX("me", Level::SignedIn, "c").locale, "detail"); },
-         "detail.getLoginInfoAndLogTELX(c)"},
+         "detail.getLoginInfoAndLogTELX(me2c)"},
         {[&] { EXPECT_EQ(details.getEndpoint(), "detail"); }, "detail.getEndpoint"},
         {[&] { EXPECT_EQ(details.getRelease(), "daemon"); }, "daemon.getRelease"},
         {[&] { EXPECT_EQ(details.getSourceId(), "detail"); }, "detail.getSourceId"},
@@ -136,12 +156,12 @@ TEST_F(SessionLogin, WhatChangesBothSidesChangesTheLocalOneFirst) {
     };
     const std::string persistLocal = "Persisting identity (local session)...";
     session->persistIdentity(dataAt(Level::SignedIn));
-    EXPECT_THAT(calls->take(), ElementsAre("detail.persistIdentity(2)"));
+    EXPECT_THAT(calls->take(), ElementsAre("detail.persistIdentity(ada2)"));
     EXPECT_THAT(lines(),
                 ElementsAre(persistLocal,
                             "Skipping persisting the identity into the daemon since rememberMe=false."));
     session->persistIdentity(dataAt(Level::SignedIn, true));
-    EXPECT_THAT(calls->take(), ElementsAre("detail.persistIdentity(2)", "daemon.persistIdentity(2)"));
+    EXPECT_THAT(calls->take(), ElementsAre("detail.persistIdentity(ada2)", "daemon.persistIdentity(ada2)"));
     EXPECT_THAT(lines(), ElementsAre(persistLocal, "Persisting identity (HSH daemon)..."));
     session->completeLogout();
     EXPECT_THAT(calls->take(), ElementsAre("detail.completeLogout", "daemon.completeLogout"));
@@ -178,6 +198,59 @@ TEST_F(SessionLogin, AFailureReachesTheCallerAndLeavesTheLockFree) {
     vetoer->failing = "vetoSignIn";
     EXPECT_THAT([&] { session->vetoSignIn(true); }, ThrowsMessage<std::runtime_error>("vetoer fails"));
     EXPECT_THAT(calls->take(), ElementsAre("vetoer.vetoSignIn(yes)"));
+}
+
+// As the listeners of a service do that tells them before it returns.
+TEST_F(SessionLogin, AChangeInsideAChangeIsRefusedAndTheOuterOneGoesOn) {
+    const auto session = make();
+    const std::pair<const char*, std::function<void()>> changes[] = {
+        {"persistIdentity(ada2)", [&] { session->persistIdentity(dataAt(Level::SignedIn, true)); }},
+        {"completeLogout", [&] { session->completeLogout(); }}};
+    for (const auto& [outerName, outer] : changes)
+        for (const auto& side : {detail, daemon})
+            for (const auto& [innerName, inner] : changes) {
+                std::error_code refused;
+                side->meanwhile = [&, &inner = inner] {
+                    try {
+                        inner();
+                    } catch (const std::system_error& error) {
+                        refused = error.code();
+                    }
+                };
+                outer();
+                EXPECT_EQ(refused, std::errc::resource_deadlock_would_occur) << innerName;
+                const auto name = std::string(outerName);
+                EXPECT_THAT(calls->take(), ElementsAre("detail." + name, "daemon." + name));
+            }
+    detail->meanwhile = [&] { // what takes no lock is answered there
+        session->vetoSignIn(true);
+        session->negotiateLogout({});
+        EXPECT_TRUE(session->shouldVetoSignIn());
+    };
+    session->completeLogout();
+    EXPECT_THAT(calls->take(),
+                ElementsAre("detail.completeLogout", "vetoer.vetoSignIn(yes)", "daemon.completeLogout",
+                            "detail.negotiateLogout(0)", "daemon.negotiateLogout(0)",
+                            "vetoer.shouldVetoSignIn", "daemon.completeLogout"));
+}
+
+TEST_F(SessionLogin, ChangesOfSeveralThreadsFollowOneAnother) {
+    const auto session = make();
+    {
+        std::latch start(4);
+        const auto threads = startThreads(4, [&](int number) {
+            start.arrive_and_wait();
+            for (int i = 0; i < 100; ++i)
+                if ((number + i) % 2 == 0)
+                    session->completeLogout();
+                else
+                    session->persistIdentity(dataAt(Level::SignedIn, true));
+        });
+    }
+    const auto made = calls->take();
+    ASSERT_EQ(made.size(), 800u);
+    for (std::size_t i = 0; i < made.size(); i += 2)
+        EXPECT_EQ(made[i + 1], "daemon" + made[i].substr(6)) << i;
 }
 
 } // namespace
