@@ -47,6 +47,11 @@ public:
     bool removeLogoutNegotiator(LogoutNegotiatorId id) override;
     void impersonate(AccessToken token, LoginInfo info) override;
 
+    // From here on each function has a place of its own in this class's table, in the order of declaration,
+    // which is not the interfaces' order. It is fixed: callers come from other binaries.
+
+    LoginInfo getLoginInfoAndLogTELX(std::string requester, LoginInfo::Level level,
+                                     const std::string& context) override;
     std::string getEndpoint() override;
     /// The daemon's, or the local one when the daemon has none to tell.
     std::string getRelease() override;
@@ -57,15 +62,13 @@ public:
     void persistIdentity(const detail::LoginData& data) override EXCLUDES(state_);
     void clearSettings() override;
     std::string getCurrentSessionId() override;
-    bool isLogoutVetoed() override;
-    /// Asks the local negotiators, and the daemon when all of those accept. The result is one side's, whole.
-    detail::NegotiationsResult negotiateLogout(const NegotiationTerms& terms) override;
     /// Locally, then with the daemon.
     /// @throws std::system_error (resource_deadlock_would_occur) when a service calls it back, on the same
     /// thread, while it is being called by this or by persistIdentity().
     void completeLogout() override EXCLUDES(state_);
-    LoginInfo getLoginInfoAndLogTELX(std::string requester, LoginInfo::Level level,
-                                     const std::string& context) override;
+    bool isLogoutVetoed() override;
+    /// Asks the local negotiators, and the daemon when all of those accept. The result is one side's, whole.
+    detail::NegotiationsResult negotiateLogout(const NegotiationTerms& terms) override;
 
     /// Locally; a veto logs the daemon out as well.
     void vetoSignIn(bool veto) override;
