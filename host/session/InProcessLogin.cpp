@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -80,16 +81,38 @@ void InProcessLogin::impersonate(AccessToken token, LoginInfo info) {
 }
 
 void InProcessLogin::persistIdentity(const LoginData& data) {
-    const foundation::MutexLock lock(mutex_);
+    {
+        const foundation::MutexLock lock(mutex_);
+        if (!sessionStarts() || !vetoed_)
+            return keep(data);
+        setSignedIn(std::nullopt);
+        persisted_.reset();
+    }
+    log(logging_event_types::warning,
+        "Sign-in is vetoed in this process: the session starts logged out, though the daemon remembers "
+        "somebody. vetoSignIn(false) lifts the veto");
+}
+
+void InProcessLogin::keep(const LoginData& data) {
     if (data.info.level >= LoginInfo::Level::SignedIn) {
         const bool sameUser = signedIn_ && signedIn_->info.userId == data.info.userId;
         signIn(data.info, sameUser ? signedIn_->token : AccessToken());
+    } else {
+        setSignedIn(std::nullopt);
     }
     persisted_ = data;
 }
 
+bool InProcessLogin::sessionStarts() {
+    if (starting_ != std::this_thread::get_id())
+        return false;
+    starting_ = {};
+    return true;
+}
+
 void InProcessLogin::completeLogout() {
     const foundation::MutexLock lock(mutex_);
+    sessionStarts();
     setSignedIn(std::nullopt);
     persisted_.reset();
 }
@@ -135,7 +158,7 @@ void InProcessLogin::setSignedIn(std::optional<SignedIn> next) {
 
 void InProcessLogin::refuseWhenVetoed() const {
     if (vetoed_)
-        throw std::runtime_error("sign-in is vetoed in this session; lift the veto first");
+        throw std::runtime_error("sign-in is vetoed in this session; lift the veto with vetoSignIn(false) first");
 }
 
 // --- what belongs to the session
@@ -158,6 +181,7 @@ std::string InProcessLogin::getCurrentSessionId() {
 void InProcessLogin::setSourceId(const std::string& sourceId) {
     const foundation::MutexLock lock(mutex_);
     sourceId_ = sourceId;
+    starting_ = std::this_thread::get_id();
 }
 void InProcessLogin::vetoSignIn(bool veto) {
     const foundation::MutexLock lock(mutex_);
@@ -197,8 +221,9 @@ bool InProcessLogin::removeStatusListener(StatusListenerId id) {
 
 InProcessLogin::LogoutNegotiatorId InProcessLogin::addLogoutNegotiator(login::Negotiator negotiator) {
     const auto id = LogoutNegotiatorId::create();
+    auto entry = std::make_shared<const login::Negotiator>(std::move(negotiator));
     const foundation::MutexLock lock(mutex_);
-    negotiators_.emplace(id, std::move(negotiator));
+    negotiators_.emplace(id, std::move(entry));
     return id;
 }
 
@@ -223,7 +248,7 @@ bool InProcessLogin::removeLogoutVetoer(LogoutVetoerId id) {
 }
 
 login::detail::NegotiationsResult InProcessLogin::negotiateLogout(const login::NegotiationTerms& terms) {
-    std::vector<login::Negotiator> asked;
+    std::vector<std::shared_ptr<const login::Negotiator>> asked;
     {
         const foundation::MutexLock lock(mutex_);
         for (const auto& [id, negotiator] : negotiators_)

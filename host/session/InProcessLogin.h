@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <unordered_map>
 
 namespace zelkor::host {
@@ -55,8 +56,9 @@ public:
     std::string getRelease() override;
     std::string getSourceId() override;
     login::detail::LoginData getPersistedLoginData() override;
-    /// Keeps the data; an identity of level SignedIn or above is also signed in.
-    /// @throws std::runtime_error when that is vetoed; nothing is kept then.
+    /// Keeps the data. An identity of level SignedIn or above is also signed in; with a lower one nobody is.
+    /// While sign-in is vetoed a session that is being made starts logged out, and the log says why.
+    /// @throws std::runtime_error otherwise when signing in is vetoed; nothing is changed then.
     void persistIdentity(const login::detail::LoginData& data) override;
     void clearSettings() override;
     std::string getCurrentSessionId() override;
@@ -69,6 +71,8 @@ public:
     void vetoSignIn(bool veto) override;
     bool shouldVetoSignIn() override;
 
+    /// A session that is being made calls this first, and then on the same thread persistIdentity() or
+    /// completeLogout() with what the daemon remembers.
     void setSourceId(const std::string& sourceId) override;
 
 private:
@@ -80,8 +84,12 @@ private:
     struct Listener;
     using Listeners =
         std::unordered_map<StatusListenerId, std::shared_ptr<Listener>, StatusListenerId::Hasher>;
-    using Negotiators = std::unordered_map<LogoutNegotiatorId, login::Negotiator, LogoutNegotiatorId::Hasher>;
+    using Negotiators = std::unordered_map<LogoutNegotiatorId, std::shared_ptr<const login::Negotiator>,
+                                           LogoutNegotiatorId::Hasher>;
 
+    void keep(const login::detail::LoginData& data) REQUIRES(mutex_);
+    /// Whether this call is a new session's, telling what it starts with.
+    bool sessionStarts() REQUIRES(mutex_);
     void signIn(login::LoginInfo info, login::AccessToken token) REQUIRES(mutex_);
     void setSignedIn(std::optional<SignedIn> next) REQUIRES(mutex_);
     void refuseWhenVetoed() const REQUIRES(mutex_);
@@ -95,6 +103,7 @@ private:
     std::optional<SignedIn> signedIn_ GUARDED_BY(mutex_);
     std::optional<login::detail::LoginData> persisted_ GUARDED_BY(mutex_);
     std::string sourceId_ GUARDED_BY(mutex_);
+    std::thread::id starting_ GUARDED_BY(mutex_); // makes a session; none: nobody does
     bool vetoed_ GUARDED_BY(mutex_) = false;
     Listeners listeners_ GUARDED_BY(mutex_);
     Negotiators negotiators_ GUARDED_BY(mutex_);
