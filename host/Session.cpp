@@ -15,13 +15,13 @@ void Session::requireDaemon() {
         throw NoAnswer("the daemon at " + connection.socketPath.string() +
                        " offers no login service. Update it, or see its log");
     throw NoAnswer("the daemon is absent: its socket was looked for at " + connection.socketPath.string() +
-                   " for " + std::to_string(limit_.count()) + " s. " + connection.lastError +
-                   ".\nStart it with:  hshd --socket-dir '" + directory + "'");
+                       " for " + std::to_string(limit_.count()) + " s. " + connection.lastError + ".",
+                   "Start it with:  hshd --socket-dir '" + directory + "'");
 }
 
 void Session::failUnanswered(const std::string& reason) {
-    throw NoAnswer("the daemon did not answer: " + reason +
-                   ". See its log; --timeout gives it another limit");
+    throw NoAnswer("the daemon did not answer: " + reason + ".",
+                   "See its log; --timeout gives it another limit");
 }
 
 } // namespace zelkor::host

@@ -4,6 +4,7 @@
 #include "host/commands/LoginCommand.h"
 #include "host/commands/LogoutCommand.h"
 #include "host/commands/NegotiateCommand.h"
+#include "host/commands/PrintableText.h"
 #include "host/commands/StatusCommand.h"
 #include "host/commands/TokenCommand.h"
 #include "host/commands/WatchCommand.h"
@@ -57,11 +58,11 @@ void addOptions(CLI::App& app, CommandLine& line) {
         ->capture_default_str();
 }
 
-Result failed(ExitCode code, const std::exception& error) {
+Result failed(ExitCode code, const std::string& error, const std::string& advice = {}) {
     return {.code = code,
             .text = {},
-            .note = std::string("zelkorlogin: ") + error.what() + "\n",
-            .json = {{"error", error.what()}}};
+            .note = "zelkorlogin: " + printable(error) + "\n" + (advice.empty() ? "" : printable(advice) + "\n"),
+            .json = {{"error", error + (advice.empty() ? "" : " " + advice)}}};
 }
 
 Result run(const CommandLine& line, Command& command, const Output& output) {
@@ -72,16 +73,16 @@ Result run(const CommandLine& line, Command& command, const Output& output) {
         Session session(line.hostOptions(), line.daemonLimit(), line.direct);
         return command.run(session, output);
     } catch (const NoAnswer& error) {
-        return failed(ExitCode::NoAnswer, error);
+        return failed(ExitCode::NoAnswer, error.what(), error.advice);
     } catch (const std::exception& error) {
-        return failed(ExitCode::Configuration, error);
+        return failed(ExitCode::Configuration, error.what());
     }
 }
 
 int print(Result result, bool json) {
     result.json["exitCode"] = static_cast<int>(result.code);
     if (json)
-        std::cout << foundation::json::serialize(result.json) << std::endl;
+        std::cout << jsonLine(result.json) << std::flush;
     else
         std::cout << result.text << std::flush;
     if (!json || result.json.contains("error"))

@@ -25,10 +25,13 @@ std::string asText(const char* who, const std::vector<std::u16string>& messages)
 } // namespace
 
 Result refusal(const login::detail::NegotiationsResult& result, const std::string& note) {
+    auto list = shortened(asText("objects", result.objections) +
+                          asText("wants you to be asked", result.questions));
+    if (!list.empty() && !list.ends_with('\n'))
+        list += '\n'; // it was cut
     return {.code = ExitCode::Refused,
             .text = {},
-            .note = note + "\n" + asText("objects", result.objections) +
-                    asText("wants you to be asked", result.questions),
+            .note = note + "\n" + list,
             .json = {{"objections", asJson(result.objections)}, {"questions", asJson(result.questions)}}};
 }
 

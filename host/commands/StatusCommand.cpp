@@ -55,7 +55,7 @@ std::string asText(const Status& status, login::LoginInfo::Level asked) {
                       inWords(status.info.getLevel()) + ".\n") +
            "  session     " + orNone(status.session) + "\n  endpoint    " + orNone(status.endpoint) +
            "\n  source      " + orNone(status.source) + "\n  daemon      release " +
-           printable(status.release) + ", generation " + status.connection.generation + "\n  its login   " +
+           printable(status.release) + ", generation " + printable(status.connection.generation) + "\n  its login   " +
            inWords(status.daemonInfo) + "\n  socket      " + status.connection.socketPath.string() +
            "\n  round trip  " + threeDigits(status.roundTrip.count()) + " ms\n  component   " +
            status.component + "\n" + (status.problem.empty() ? "" : "  problem     " + status.problem + "\n");

@@ -4,6 +4,8 @@
 
 #include <login/ZelkorLogin.h>
 
+#include <unistd.h>
+
 namespace zelkor::host {
 
 std::string TokenCommand::description() const {
@@ -27,7 +29,7 @@ Result TokenCommand::run(Session& session, const Output&) {
                 .json = {{"loggedIn", false}, {"status", answer.status}}};
     const auto token = answer.token.getTokenString();
     return {.code = ExitCode::Ok,
-            .text = token + "\n",
+            .text = (::isatty(STDOUT_FILENO) != 0 ? printable(token) : token) + "\n",
             .note = {},
             .json = {{"loggedIn", true}, {"status", answer.status}, {"token", token}}};
 }

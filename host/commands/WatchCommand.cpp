@@ -48,7 +48,7 @@ public:
             } else if (event.kind == LoginEvent::Kind::DaemonFound) {
                 line["generation"] = event.generation;
             }
-            output_.out << foundation::json::serialize(line) << std::endl;
+            output_.out << jsonLine(line) << std::flush;
         } else {
             output_.out << time << "  " << reason << ": " << stateOf(event) << std::endl;
         }
@@ -71,7 +71,7 @@ private:
     }
     static std::string stateOf(const LoginEvent& event) {
         if (event.kind == LoginEvent::Kind::DaemonFound)
-            return "generation " + event.generation;
+            return "generation " + printable(event.generation);
         if (event.kind == LoginEvent::Kind::DaemonGone)
             return "waiting for one";
         const auto level = event.info.getLevel();

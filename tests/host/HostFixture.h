@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <sys/wait.h>
@@ -33,18 +34,33 @@ protected:
                                 .stateDirectory = place / "state",
                                 .arguments = {"--signed-in", "ada:2"},
                                 .errorFile = place / "hshd.log"}};
+    hshd::DaemonProcess misbehaving{
+        {.program = HSHD_PROGRAM,
+         .socketDirectory = place / "zelkor",
+         .stateDirectory = place / "state",
+         .arguments = {"--signed-in", "ada:2", "--accounts", (place / "accounts.json").string(), "--script",
+                       (place / "script.json").string()},
+         .errorFile = place / "hshd.log"}};
 
+    /// Before a shell command.
+    std::string here() const { return "XDG_RUNTIME_DIR='" + place.path().string() + "' "; }
     /// A shell command in which programs find the daemon by themselves.
     Ended run(const std::string& command) const {
-        const auto status =
-            std::system(("XDG_RUNTIME_DIR='" + place.path().string() + "' " + command + " >'" +
-                         (place / "out").string() + "' 2>'" + (place / "err").string() + "' </dev/null")
-                            .c_str());
+        const auto status = std::system((here() + command + " >'" + (place / "out").string() + "' 2>'" +
+                                         (place / "err").string() + "' </dev/null")
+                                            .c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(place / "out"),
                 contentOf(place / "err")};
     }
     Ended zelkorlogin(const std::string& arguments) const {
         return run(std::string(ZELKORLOGIN_PROGRAM) + ' ' + arguments);
+    }
+    /// Signed in as usual, and misbehaving by these rules.
+    void startWithRules(const std::string& rules) {
+        std::ofstream(place / "accounts.json") << R"({"accounts": [{"name": "ada"}]})";
+        std::filesystem::permissions(place / "accounts.json", std::filesystem::perms::owner_read);
+        std::ofstream(place / "script.json") << "{\"rules\": [" + rules + "]}";
+        misbehaving.start();
     }
     /// Run with this configuration file.
     Ended configured(const std::string& json, const std::string& arguments = "status --timeout 1") const {

@@ -1,5 +1,6 @@
 #include "contract/calls/Errors.h"
 #include "host/Host.h"
+#include "host/commands/PrintableText.h"
 #include "tests/host/HostFixture.h"
 
 #include <foundation/json.h>
@@ -138,6 +139,26 @@ TEST_F(Zelkorlogin, WatchesThroughTheEndOfTheDaemonUntilItIsInterrupted) {
     awaitLine(R"("reason":"logged in","level":2)");
     EXPECT_EQ(run("kill -TERM $(cat " + (place / "pid").string() + ")").code, 0);
     awaitLine("ended 0");
+}
+
+TEST_F(Zelkorlogin, WhatADaemonSaysIsHarmlessAndShortInATerminal) {
+    const std::string text = R"(\u001b[2J\nzelkorlogin: forged\u007f\u009b31m)";
+    startWithRules(R"({"method": "getLoginInfo", "do": "error", "text": ")" + text +
+                   std::string(20'000, 'x') + R"("})");
+    const auto harmless = [](const std::string& shown) {
+        return std::string_view(shown).find_first_of("\x1b\x7f") == std::string::npos &&
+               shown.find("\u009b") == std::string::npos && shown.find("\nzelkorlogin") == std::string::npos;
+    };
+    for (const auto* command : {"status --direct", "--json status --direct"}) {
+        const auto ended = zelkorlogin(command);
+        EXPECT_EQ(ended.code, 3);
+        EXPECT_TRUE(harmless(ended.out)) << ended.out;
+        EXPECT_TRUE(harmless(ended.err)) << ended.err;
+        EXPECT_LE(ended.err.size(), 16u * 1024 + 200) << command;
+        EXPECT_THAT(ended.out + ended.err, HasSubstr("forged"));
+    }
+    EXPECT_EQ(zelkor::host::printable(std::string(20'000, 'x')).size(), 16u * 1024);
+    EXPECT_THAT(zelkorlogin("--json status --direct").out, HasSubstr(R"(\u001b[2J)"));
 }
 
 TEST_F(Zelkorlogin, AnAbsentOrSilentDaemonIsToldFromALoggedOutUser) {
