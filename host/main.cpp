@@ -15,6 +15,7 @@
 
 #include <iostream>
 #include <memory>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -122,7 +123,7 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::Configuration);
     }
-    const Output output{std::cout, line.json};
+    const Output output{STDOUT_FILENO, line.json};
     const auto result = run(line, *chosen, output);
     // One that went on has said all it has to say.
     return result.json.empty() ? static_cast<int>(result.code) : print(result, line.json);

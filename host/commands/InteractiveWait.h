@@ -28,7 +28,7 @@ public:
 
 private:
     login::interactive::ZelkorLogin& login_;
-    Interruption interruption_;
+    Interruption interruption_{ExitCode::NoAnswer};
     PromptOffer prompt_;
 };
 

@@ -1,12 +1,32 @@
 #include "host/commands/LoginEvents.h"
 
+#include "host/commands/PrintableText.h"
+
 #include <utility>
 
 namespace zelkor::host {
 
+namespace {
+
+constexpr std::size_t maxWaiting = 256;
+
+} // namespace
+
+LoginEvent LoginEvent::state(const login::LoginInfo& info) {
+    LoginEvent event;
+    event.info.userId = info.userId.substr(0, maxText);
+    event.info.displayName = info.displayName.substr(0, maxText);
+    event.info.level = info.level;
+    return event;
+}
+
 void LoginEvents::push(LoginEvent event) {
     {
         const foundation::MutexLock lock(mutex_);
+        if (events_.size() == maxWaiting) {
+            events_.pop_front();
+            ++dropped_;
+        }
         events_.push_back(std::move(event));
     }
     Interruption::wake();
@@ -22,6 +42,12 @@ void LoginEvents::pushFirst(LoginEvent event) {
 
 std::optional<LoginEvent> LoginEvents::pop() {
     const foundation::MutexLock lock(mutex_);
+    if (dropped_ > 0) {
+        LoginEvent event;
+        event.kind = LoginEvent::Kind::Dropped;
+        event.dropped = std::exchange(dropped_, 0);
+        return event;
+    }
     if (events_.empty())
         return std::nullopt;
     auto event = std::move(events_.front());

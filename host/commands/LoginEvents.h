@@ -14,16 +14,20 @@ namespace zelkor::host {
 
 /// Something that happened to the login or to the daemon.
 struct LoginEvent {
-    enum class Kind { State, DaemonFound, DaemonGone };
+    enum class Kind { State, DaemonFound, DaemonGone, Dropped };
+
+    /// Of who is signed in, keeps what is told of it.
+    static LoginEvent state(const login::LoginInfo& info);
 
     Kind kind = Kind::State;
     login::LoginInfo info;  ///< State
     std::string generation; ///< DaemonFound
+    int dropped = 0;        ///< Dropped: how many events
     std::chrono::system_clock::time_point time = std::chrono::system_clock::now();
 };
 
-/// Events from any thread for the one that writes them. SIGINT and SIGTERM end the waiting for as long as
-/// this lives; one at a time.
+/// Events from any thread for the one that writes them. When that one is too slow the oldest are dropped,
+/// and it is told how many. SIGINT and SIGTERM end the waiting for as long as this lives; one at a time.
 class LoginEvents {
 public:
     void push(LoginEvent event) EXCLUDES(mutex_);
@@ -35,9 +39,10 @@ public:
 private:
     std::optional<LoginEvent> pop() EXCLUDES(mutex_);
 
-    Interruption interruption_;
-    foundation::Mutex mutex_; ///< a leaf
+    Interruption interruption_{ExitCode::Ok}; ///< to be interrupted is how a watch ends
+    foundation::Mutex mutex_;                 ///< a leaf
     std::deque<LoginEvent> events_ GUARDED_BY(mutex_);
+    int dropped_ GUARDED_BY(mutex_) = 0; ///< since the last pop()
 };
 
 } // namespace zelkor::host

@@ -35,7 +35,8 @@ class Reporter {
 public:
     explicit Reporter(const Output& output) : output_(output) {}
 
-    void report(const LoginEvent& event) {
+    /// False when it cannot be written.
+    bool report(const LoginEvent& event) {
         const auto reason = reasonOf(event);
         const auto time = asText(event.time);
         if (output_.json) {
@@ -47,11 +48,12 @@ public:
                                     {"name", login::toUtf8(event.info.displayName)}};
             } else if (event.kind == LoginEvent::Kind::DaemonFound) {
                 line["generation"] = event.generation;
+            } else if (event.kind == LoginEvent::Kind::Dropped) {
+                line["count"] = event.dropped;
             }
-            output_.out << jsonLine(line) << std::flush;
-        } else {
-            output_.out << time << "  " << reason << ": " << stateOf(event) << std::endl;
+            return output_.write(jsonLine(line));
         }
+        return output_.write(time + "  " + reason + ": " + stateOf(event) + "\n");
     }
 
 private:
@@ -60,6 +62,8 @@ private:
             return "daemon found";
         if (event.kind == LoginEvent::Kind::DaemonGone)
             return known_ ? "daemon gone" : "daemon absent";
+        if (event.kind == LoginEvent::Kind::Dropped)
+            return "dropped";
         const auto before = std::exchange(known_, event.info);
         if (!before)
             return "state";
@@ -74,6 +78,8 @@ private:
             return "generation " + printable(event.generation);
         if (event.kind == LoginEvent::Kind::DaemonGone)
             return "waiting for one";
+        if (event.kind == LoginEvent::Kind::Dropped)
+            return std::to_string(event.dropped) + ", which came faster than they were read";
         const auto level = event.info.getLevel();
         return event.info.userId.empty() ? "nobody"
                                          : nameOf(event.info) + ", level " + levelName(level) + " (" +
@@ -100,34 +106,33 @@ Result WatchCommand::run(Session& session, const Output& output) {
     const auto events = std::make_shared<LoginEvents>();
     auto token = host.onDaemon([events](const std::string& generation) {
         using Kind = LoginEvent::Kind;
-        events->push({.kind = generation.empty() ? Kind::DaemonGone : Kind::DaemonFound,
-                      .info = {},
-                      .generation = generation});
+        LoginEvent event;
+        event.kind = generation.empty() ? Kind::DaemonGone : Kind::DaemonFound;
+        event.generation = shortened(generation);
+        events->push(std::move(event));
     });
     Reporter reporter(output);
     int lines = 0;
     if (!host.awaitDaemon(connecting)) { // said before the registration waits for one
-        reporter.report({.kind = LoginEvent::Kind::DaemonGone, .info = {}, .generation = {}});
+        LoginEvent absent;
+        absent.kind = LoginEvent::Kind::DaemonGone;
+        reporter.report(absent);
         ++lines;
     }
-    const auto listener = login->addStatusListenerV2(
-        [events](const LoginInfo& now, const LoginInfo&) { events->push({.info = now, .generation = {}}); });
+    // Never removed: that may take a daemon's time, and the registration ends with the connection.
+    login->addStatusListenerV2(
+        [events](const LoginInfo& now, const LoginInfo&) { events->push(LoginEvent::state(now)); });
     // The state it begins with, for a daemon that is there already tells changes only. First, because a
     // change may have come in meanwhile.
     if (lines == 0)
-        events->pushFirst(
-            {.info = login->getLoginInfo(requester, LoginInfo::Level::Identified), .generation = {}});
+        events->pushFirst(LoginEvent::state(login->getLoginInfo(requester, LoginInfo::Level::Identified)));
 
     for (; count_ == 0 || lines < count_; ++lines) {
         const auto event = events->wait();
-        if (!event)
+        if (!event || !reporter.report(*event))
             break;
-        reporter.report(*event);
-        if (!output.out)
-            break; // nobody reads any more
     }
     host.stopTelling(std::move(token));
-    login->removeStatusListener(listener);
     return {.code = ExitCode::Ok, .text = {}, .note = {}, .json = {}};
 }
 

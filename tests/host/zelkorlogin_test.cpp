@@ -1,7 +1,9 @@
 #include "contract/calls/Errors.h"
 #include "host/Host.h"
+#include "host/commands/LoginEvents.h"
 #include "host/commands/PrintableText.h"
 #include "tests/host/HostFixture.h"
+#include "tests/host/RunningProgram.h"
 
 #include <foundation/json.h>
 #include <login/ZelkorLogin.h>
@@ -9,6 +11,7 @@
 #include <login/detail/ZelkorLogin.h>
 
 #include <csignal>
+#include <vector>
 
 namespace {
 
@@ -139,6 +142,46 @@ TEST_F(Zelkorlogin, WatchesThroughTheEndOfTheDaemonUntilItIsInterrupted) {
     awaitLine(R"("reason":"logged in","level":2)");
     EXPECT_EQ(run("kill -TERM $(cat " + (place / "pid").string() + ")").code, 0);
     awaitLine("ended 0");
+}
+
+TEST_F(Zelkorlogin, AWatchThatCannotWriteEndsAtTheFirstSignal) {
+    daemon.start();
+    std::vector cases{true, false};
+#ifdef __SANITIZE_THREAD__
+    cases.pop_back(); // it keeps signals from a thread that is inside fwrite()
+#endif
+    for (const bool outputIsBlocked : cases) {
+        const Pipe output, errors;
+        RunningProgram program(here() + ZELKORLOGIN_PROGRAM " watch" +
+                                   (outputIsBlocked ? "" : " --log-level all"),
+                               output.writer(), errors.writer());
+        EXPECT_THAT(output.read(), HasSubstr("ada, level")); // it takes signals now
+        (outputIsBlocked ? output : errors).fill();
+        daemon.kill();
+        daemon.start();
+        EXPECT_EQ(zelkorlogin("status").code, 0); // time to be told of that
+        program.signal(SIGTERM);
+        EXPECT_EQ(program.end(), 0) << outputIsBlocked;
+    }
+}
+
+TEST(LoginEvents, WhatIsNotTakenIsDroppedFromTheOldestAndCounted) {
+    using zelkor::host::LoginEvent;
+    zelkor::host::LoginEvents events;
+    login::LoginInfo info;
+    info.userId.assign(100'000, u'x');
+    for (int level = 0; level < 600; ++level) {
+        info.level = static_cast<login::LoginInfo::Level>(level);
+        events.push(LoginEvent::state(info));
+    }
+    const auto first = events.wait();
+    EXPECT_EQ(first->kind, LoginEvent::Kind::Dropped);
+    EXPECT_GT(first->dropped, 0);
+    for (int level = first->dropped; level < 600; ++level) {
+        const auto event = events.wait();
+        EXPECT_EQ(static_cast<int>(event->info.level), level);
+        EXPECT_LE(event->info.userId.size(), 16u * 1024);
+    }
 }
 
 TEST_F(Zelkorlogin, WhatADaemonSaysIsHarmlessAndShortInATerminal) {
