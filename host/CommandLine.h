@@ -22,8 +22,9 @@ struct CommandLine {
     bool json = false;
     bool direct = false; ///< past the session
 
-    /// How long to wait for the daemon.
-    std::chrono::seconds daemonLimit() const { return std::chrono::seconds(timeout.value_or(5)); }
+    std::optional<std::chrono::seconds> limit() const {
+        return timeout ? std::optional(std::chrono::seconds(*timeout)) : std::nullopt;
+    }
     foundation::log::SeverityFilter logFilter() const {
         return foundation::log::SeverityFilter::parse(logLevel);
     }

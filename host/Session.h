@@ -5,6 +5,8 @@
 #include "host/NoAnswer.h"
 
 #include <chrono>
+#include <optional>
+#include <string>
 #include <utility>
 
 namespace zelkor::host {
@@ -12,10 +14,12 @@ namespace zelkor::host {
 /// What a command works with: a host, and the daemon within a time limit.
 class Session {
 public:
-    /// @param limit how long to wait for the daemon.
+    /// @param limit how long to wait for the daemon, 5 s when not given; and for a person's part, which is
+    /// not limited otherwise.
     /// @param direct to ask the daemon's client, past the session of this process.
-    Session(HostOptions options, std::chrono::seconds limit, bool direct)
-        : host_(std::move(options)), limit_(limit),
+    Session(HostOptions options, std::optional<std::chrono::seconds> limit, bool direct)
+        : begin_(std::chrono::steady_clock::now()), host_(std::move(options)),
+          limit_(limit.value_or(std::chrono::seconds(5))), limited_(limit.has_value()),
           filter_(direct ? among::daemonClients : among::components) {}
 
     Host& host() { return host_; }
@@ -44,9 +48,17 @@ public:
     }
     [[noreturn]] static void failUnanswered(const std::string& reason);
 
+    /// When the user wants an end, whatever is missing.
+    std::optional<std::chrono::steady_clock::time_point> deadline() const {
+        return limited_ ? std::optional(begin_ + limit_) : std::nullopt;
+    }
+    std::chrono::seconds limit() const { return limit_; }
+
 private:
+    const std::chrono::steady_clock::time_point begin_;
     Host host_;
     const std::chrono::seconds limit_;
+    const bool limited_;
     const char* const filter_;
 };
 

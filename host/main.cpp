@@ -40,7 +40,8 @@ void addOptions(CLI::App& app, CommandLine& line) {
     app.add_flag("--json", line.json, "Print one JSON object instead of text");
     app.add_flag("--direct", line.direct, "Ask the daemon itself, past this process's own session");
     app.add_option("--timeout", line.timeout,
-                   "Wait this long for the daemon (default 5), and for each answer (default: as configured)")
+                   "Wait this long for the daemon (default 5), and for each answer (default: as configured); "
+                   "login and logout --ask end within it")
         ->type_name("SECONDS")
         ->check(CLI::Range(1, 3600).description(""));
     app.add_option("--config", line.configurationFile, "JSON file with bundle and component configurations")
@@ -71,7 +72,7 @@ Result run(const CommandLine& line, Command& command, const Output& output) {
         foundation::log::Options log;
         log.console = line.logFilter();
         foundation::log::setup(log);
-        Session session(line.hostOptions(), line.daemonLimit(), line.direct);
+        Session session(line.hostOptions(), line.limit(), line.direct);
         return command.run(session, output);
     } catch (const NoAnswer& error) {
         return failed(ExitCode::NoAnswer, error.what(), error.advice);

@@ -3,6 +3,7 @@
 #include "host/NoAnswer.h"
 #include "contract/calls/Errors.h"
 
+#include <algorithm>
 #include <chrono>
 #include <future>
 #include <memory>
@@ -11,9 +12,21 @@ namespace zelkor::host {
 
 namespace {
 
-PromptOffer offerPrompt(Host& host) {
+using std::chrono::steady_clock;
+
+/// What is left to the daemon for taking something.
+std::chrono::seconds timeLeft(const Session& session) {
+    if (!session.deadline())
+        return std::chrono::seconds(10);
+    return std::max(std::chrono::seconds::zero(),
+                    std::chrono::ceil<std::chrono::seconds>(*session.deadline() - steady_clock::now()));
+}
+
+PromptOffer offerPrompt(Session& session) {
+    if (session.deadline())
+        session.host().configureAll("timeouts::call", static_cast<int>(timeLeft(session).count()));
     try {
-        return PromptOffer(host.context());
+        return PromptOffer(session.host().context(), timeLeft(session));
     } catch (const std::exception& error) {
         throw NoAnswer(error.what());
     }
@@ -21,31 +34,44 @@ PromptOffer offerPrompt(Host& host) {
 
 } // namespace
 
-InteractiveWait::InteractiveWait(Host& host, login::interactive::ZelkorLogin& login)
-    : login_(login), prompt_(offerPrompt(host)) {}
+InteractiveWait::InteractiveWait(Session& session, login::interactive::ZelkorLogin& login)
+    : session_(session), login_(login), prompt_(offerPrompt(session)) {}
+
+bool InteractiveWait::late() const {
+    return session_.deadline() && steady_clock::now() >= *session_.deadline();
+}
+
+void InteractiveWait::abort() {
+    prompt_.cancel();
+    Interruption::endSoon(); // a daemon may be what is stuck
+    login_.abort();          // its end of the request comes by the handler
+}
 
 std::string InteractiveWait::outcomeOf(const std::function<void(Done)>& request) {
+    using agent::spf::core::ErrorKind;
     const auto outcome = std::make_shared<std::promise<void>>();
     auto ended = outcome->get_future();
     request([outcome](const std::exception_ptr& error) {
         error ? outcome->set_exception(error) : outcome->set_value();
         Interruption::wake();
     });
-    while (ended.wait_for(std::chrono::seconds::zero()) != std::future_status::ready) {
-        if (Interruption::came()) {
-            prompt_.cancel();
-            login_.abort(); // its end of the request comes by the handler
-            ended.wait();
-            return "The request was aborted.";
-        }
-        Interruption::wait();
+    bool aborted = false;
+    while (!aborted && ended.wait_for(std::chrono::seconds::zero()) != std::future_status::ready) {
+        aborted = Interruption::came() || late();
+        aborted ? abort() : Interruption::wait(session_.deadline());
     }
     try {
-        ended.get();
+        ended.get(); // it may have come while it was being aborted
         return {};
-    } catch (const agent::spf::core::DisconnectedError& error) {
-        throw NoAnswer(error.what());
     } catch (const std::exception& error) {
+        if (Interruption::came())
+            return "The request was aborted.";
+        if (aborted)
+            throw NoAnswer("there was no outcome within the " + std::to_string(session_.limit().count()) +
+                           " s of --timeout; the request was aborted");
+        const auto* failure = dynamic_cast<const agent::spf::core::InvocationError*>(&error);
+        if (failure && (failure->kind() == ErrorKind::Disconnected || failure->kind() == ErrorKind::Timeout))
+            throw NoAnswer(error.what());
         return error.what();
     }
 }

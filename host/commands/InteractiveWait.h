@@ -1,7 +1,7 @@
 #pragma once
 
-#include "host/Host.h"
 #include "host/Interruption.h"
+#include "host/Session.h"
 #include "host/prompt/PromptOffer.h"
 
 #include <login/interactive/ZelkorLogin.h>
@@ -12,21 +12,25 @@
 
 namespace zelkor::host {
 
-/// Waits for the outcome of an interactive request while the person is asked at this terminal. SIGINT and
-/// SIGTERM abort the request.
+/// Waits for the outcome of an interactive request while the person is asked at this terminal. SIGINT,
+/// SIGTERM and the end of the time that the user gave abort the request.
 class InteractiveWait {
 public:
     using Done = std::function<void(const std::exception_ptr&)>;
 
     /// @throws NoAnswer when the daemon offers no sign-in.
-    InteractiveWait(Host& host, login::interactive::ZelkorLogin& login);
+    InteractiveWait(Session& session, login::interactive::ZelkorLogin& login);
 
     /// Makes the request, whose handler calls what it is given once, and waits for that.
     /// @return empty for success, else why not.
-    /// @throws NoAnswer when the daemon went away.
+    /// @throws NoAnswer when the daemon went away or does not answer, and when time is over.
     std::string outcomeOf(const std::function<void(Done)>& request);
 
 private:
+    bool late() const;
+    void abort();
+
+    Session& session_;
     login::interactive::ZelkorLogin& login_;
     Interruption interruption_{ExitCode::NoAnswer};
     PromptOffer prompt_;

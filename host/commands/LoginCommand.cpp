@@ -20,7 +20,7 @@ void LoginCommand::addOptions(CLI::App& app) {
 
 Result LoginCommand::run(Session& session, const Output&) {
     const auto login = session.service<login::interactive::ZelkorLogin>();
-    InteractiveWait wait(session.host(), *login.service);
+    InteractiveWait wait(session, *login.service);
     login::LoginInfo info;
     const auto outcome = wait.outcomeOf([&](auto done) {
         login->requestLoginAsync(

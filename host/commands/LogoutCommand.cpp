@@ -25,7 +25,7 @@ void LogoutCommand::addOptions(CLI::App& app) {
 
 Result LogoutCommand::ask(Session& session) const {
     const auto login = session.service<login::interactive::ZelkorLogin>();
-    InteractiveWait wait(session.host(), *login.service);
+    InteractiveWait wait(session, *login.service);
     const auto outcome = wait.outcomeOf(
         [&](auto done) { login->requestLogoutAsync(done, {.askConsent = true, .forgetAccount = forget_}); });
     if (!outcome.empty())

@@ -6,7 +6,6 @@
 
 #include <foundation/json.h>
 
-#include <chrono>
 #include <functional>
 #include <stdexcept>
 #include <utility>
@@ -62,7 +61,7 @@ std::string answer(Terminal& terminal, const std::string& text) {
 
 } // namespace
 
-PromptOffer::PromptOffer(cppmicroservices::BundleContext context) {
+PromptOffer::PromptOffer(cppmicroservices::BundleContext context, std::chrono::seconds limit) {
     namespace properties = agent::spf::core::properties;
     const auto found = context.GetServiceReferences<Invokable>(std::string("(") + properties::serviceName +
                                                                "=SignInPrompts)");
@@ -75,7 +74,7 @@ PromptOffer::PromptOffer(cppmicroservices::BundleContext context) {
     };
     const auto exported = callbacks_->makeExportedCallback(
         agent::spf::core::exportFunction(std::move(prompt)), std::nullopt, std::nullopt, false);
-    daemon_->invokeAsync<boost::uuids::uuid>(std::chrono::seconds(10), "addPrompt", exported).get();
+    daemon_->invokeAsync<boost::uuids::uuid>(limit, "addPrompt", exported).get();
 }
 
 PromptOffer::~PromptOffer() {

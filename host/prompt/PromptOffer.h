@@ -6,6 +6,7 @@
 
 #include <cppmicroservices/BundleContext.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -15,8 +16,9 @@ namespace zelkor::host {
 /// is asked and answered.
 class PromptOffer {
 public:
+    /// @param limit the time that the daemon has to take it.
     /// @throws std::runtime_error when the daemon takes no prompts.
-    explicit PromptOffer(cppmicroservices::BundleContext context);
+    PromptOffer(cppmicroservices::BundleContext context, std::chrono::seconds limit);
     /// Ends the question that is being asked.
     ~PromptOffer();
     PromptOffer(const PromptOffer&) = delete;

@@ -184,6 +184,20 @@ TEST(LoginEvents, WhatIsNotTakenIsDroppedFromTheOldestAndCounted) {
     }
 }
 
+TEST_F(Zelkorlogin, ALoginWithATimeoutEndsWithItWhateverIsMissing) {
+    startWithRules("");
+    RunningProgram unanswered(here() + ZELKORLOGIN_PROGRAM " login --again --timeout 1");
+    const auto screen = unanswered.screen();
+    EXPECT_EQ(unanswered.end(), 3);
+    EXPECT_THAT(screen, HasSubstr("Account: "));
+    EXPECT_THAT(screen, HasSubstr("no outcome within the 1 s of --timeout; the request was aborted"));
+    misbehaving.stop();
+    startWithRules(R"({"method": "requestLoginAsync", "do": "never"})");
+    const auto ended = zelkorlogin("login --timeout 1");
+    EXPECT_EQ(ended.code, 3) << "no answer is no refusal";
+    EXPECT_THAT(ended.err, HasSubstr("requestLoginAsync"));
+}
+
 TEST_F(Zelkorlogin, WhatADaemonSaysIsHarmlessAndShortInATerminal) {
     const std::string text = R"(\u001b[2J\nzelkorlogin: forged\u007f\u009b31m)";
     startWithRules(R"({"method": "getLoginInfo", "do": "error", "text": ")" + text +
