@@ -20,6 +20,19 @@ LoginEvent LoginEvent::state(const login::LoginInfo& info) {
     return event;
 }
 
+LoginEvent LoginEvent::daemonFound(const std::string& generation) {
+    LoginEvent event;
+    event.kind = Kind::DaemonFound;
+    event.generation = shortened(generation);
+    return event;
+}
+
+LoginEvent LoginEvent::daemonGone() {
+    LoginEvent event;
+    event.kind = Kind::DaemonGone;
+    return event;
+}
+
 void LoginEvents::push(LoginEvent event) {
     {
         const foundation::MutexLock lock(mutex_);

@@ -18,6 +18,8 @@ struct LoginEvent {
 
     /// Of who is signed in, keeps what is told of it.
     static LoginEvent state(const login::LoginInfo& info);
+    static LoginEvent daemonFound(const std::string& generation);
+    static LoginEvent daemonGone();
 
     Kind kind = Kind::State;
     login::LoginInfo info;  ///< State

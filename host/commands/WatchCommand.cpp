@@ -105,32 +105,30 @@ Result WatchCommand::run(Session& session, const Output& output) {
     // Shared, for a listener that has begun may still be running when it has been removed.
     const auto events = std::make_shared<LoginEvents>();
     auto token = host.onDaemon([events](const std::string& generation) {
-        using Kind = LoginEvent::Kind;
-        LoginEvent event;
-        event.kind = generation.empty() ? Kind::DaemonGone : Kind::DaemonFound;
-        event.generation = shortened(generation);
-        events->push(std::move(event));
+        events->push(generation.empty() ? LoginEvent::daemonGone() : LoginEvent::daemonFound(generation));
     });
     Reporter reporter(output);
-    int lines = 0;
-    if (!host.awaitDaemon(connecting)) { // said before the registration waits for one
-        LoginEvent absent;
-        absent.kind = LoginEvent::Kind::DaemonGone;
-        reporter.report(absent);
-        ++lines;
-    }
-    // Never removed: that may take a daemon's time, and the registration ends with the connection.
-    login->addStatusListenerV2(
-        [events](const LoginInfo& now, const LoginInfo&) { events->push(LoginEvent::state(now)); });
-    // The state it begins with, for a daemon that is there already tells changes only. First, because a
-    // change may have come in meanwhile.
-    if (lines == 0)
+    bool registered = false;
+    const auto registerListener = [&] {
+        // Never removed: that may take a daemon's time, and the registration ends with the connection.
+        login->addStatusListenerV2(
+            [events](const LoginInfo& now, const LoginInfo&) { events->push(LoginEvent::state(now)); });
+        // The state it begins with, for a daemon that is there already tells changes only. First, because a
+        // change may have come in meanwhile.
         events->pushFirst(LoginEvent::state(login->getLoginInfo(requester, LoginInfo::Level::Identified)));
+        registered = true;
+    };
+    if (host.awaitDaemon(connecting))
+        registerListener();
+    else // one that comes is waited for here, where a signal ends the waiting
+        events->pushFirst(LoginEvent::daemonGone());
 
-    for (; count_ == 0 || lines < count_; ++lines) {
+    for (int lines = 0; count_ == 0 || lines < count_; ++lines) {
         const auto event = events->wait();
         if (!event || !reporter.report(*event))
             break;
+        if (!registered && event->kind == LoginEvent::Kind::DaemonFound)
+            registerListener();
     }
     host.stopTelling(std::move(token));
     return {.code = ExitCode::Ok, .text = {}, .note = {}, .json = {}};

@@ -124,7 +124,6 @@ TEST_F(Zelkorlogin, TellsWhichVersionADaemonHasAndWhichIsWanted) {
 }
 
 TEST_F(Zelkorlogin, WatchesThroughTheEndOfTheDaemonUntilItIsInterrupted) {
-    daemon.start();
     run("sh -c 'cd " + place.path().string() +
         "; (" ZELKORLOGIN_PROGRAM " watch --json >watch & echo $! >pid; wait $!; echo ended $? >>watch) &'");
     const auto awaitLine = [&](const std::string& part) {
@@ -132,6 +131,9 @@ TEST_F(Zelkorlogin, WatchesThroughTheEndOfTheDaemonUntilItIsInterrupted) {
             << part << " in\n"
             << contentOf(place / "watch");
     };
+    awaitLine(R"("reason":"daemon absent")");
+    daemon.start();
+    awaitLine(R"("reason":"daemon found")");
     awaitLine(R"("reason":"state","level":2,"user":{"id":"ada")");
     EXPECT_EQ(zelkorlogin("negotiate").code, 0);
     EXPECT_EQ(zelkorlogin("logout").code, 0);
