@@ -51,9 +51,7 @@ void SignOutRequest::signOut() {
         if (self->ended_.exchange(true))
             return; // aborted: nothing is changed
         try {
-            self->parts_.state.completeLogout();
-            if (self->options_.forgetAccount)
-                self->parts_.state.clearSettings();
+            self->parts_.state.signOut(self->options_.forgetAccount);
         } catch (const agent::spf::core::InvocationError& error) {
             self->done_(error.what());
             return;

@@ -31,6 +31,23 @@ login::LoginInfo identity(const PersistentState& state) {
     return state.signedIn ? state.signedIn->info : login::LoginInfo();
 }
 
+void refuseWhenVetoed(const PersistentState& state) {
+    if (state.signInVetoed)
+        throw RemoteError("sign-in is vetoed; lift the veto with vetoSignIn(false) first");
+}
+
+void signInAs(PersistentState& next, login::AccessToken token, login::LoginInfo info) {
+    refuseWhenVetoed(next);
+    if (info.level <= Level::None)
+        throw RemoteError("cannot sign in an identity of level " +
+                          std::to_string(static_cast<int>(info.level)) +
+                          "; give it level 1 or above, or sign out with completeLogout");
+    if (!token)
+        throw RemoteError(
+            "cannot sign in without an access token; pass the one that was issued to the identity");
+    next.signedIn = SignedIn{std::move(info), std::move(token), newUuidText()};
+}
+
 void logChange(const StatusChange& change) {
     if (!logger().enabled(Severity::info))
         return;
@@ -98,76 +115,62 @@ bool LoginState::signInVetoed() const {
 }
 
 void LoginState::impersonate(login::AccessToken token, login::LoginInfo info) {
-    refuseWhenVetoed();
-    if (info.level <= Level::None)
-        throw RemoteError("cannot sign in an identity of level " +
-                          std::to_string(static_cast<int>(info.level)) +
-                          "; give it level 1 or above, or sign out with completeLogout");
-    if (!token)
-        throw RemoteError(
-            "cannot sign in without an access token; pass the one that was issued to the identity");
-    PersistentState next = *snapshot();
-    next.signedIn = SignedIn{std::move(info), std::move(token), newUuidText()};
-    commit(std::move(next));
+    change([&](PersistentState& next) { signInAs(next, std::move(token), std::move(info)); });
 }
 
 void LoginState::signIn(login::LoginInfo info, bool remember) {
-    login::detail::LoginData data;
-    data.info = info;
-    data.refreshToken = newUuidText();
-    data.rememberMe = true;
-    impersonate(newToken(), std::move(info));
-    if (!remember)
-        return;
-    PersistentState next = *snapshot();
-    next.remembered = std::move(data);
-    commit(std::move(next));
+    change([&](PersistentState& next) {
+        if (remember) {
+            auto& data = next.remembered.emplace();
+            data.info = info;
+            data.refreshToken = newUuidText();
+            data.rememberMe = true;
+        }
+        signInAs(next, newToken(), std::move(info));
+    });
 }
 
-void LoginState::completeLogout() {
-    PersistentState next = *snapshot();
-    next.signedIn.reset();
-    next.remembered.reset();
-    commit(std::move(next));
+void LoginState::signOut(bool forgetSettings) {
+    change([&](PersistentState& next) {
+        next.signedIn.reset();
+        next.remembered.reset();
+        if (forgetSettings)
+            next.endpoint.clear();
+    });
 }
 
 void LoginState::persistIdentity(const login::detail::LoginData& data) {
-    PersistentState next = *snapshot();
-    next.remembered = data;
-    if (!data.endpoint.empty())
-        next.endpoint = data.endpoint;
-    if (data.info.level >= Level::SignedIn) {
-        refuseWhenVetoed();
+    change([&](PersistentState& next) {
+        next.remembered = data;
+        if (!data.endpoint.empty())
+            next.endpoint = data.endpoint;
+        if (data.info.level < Level::SignedIn)
+            return;
+        refuseWhenVetoed(next);
         const bool sameUser = next.signedIn && next.signedIn->info.userId == data.info.userId;
         const Level level = sameUser ? std::max(next.signedIn->info.level, data.info.level) : data.info.level;
         if (!sameUser)
             next.signedIn = SignedIn{{}, newToken(), newUuidText()};
         next.signedIn->info = data.info;
         next.signedIn->info.level = level;
-    }
-    commit(std::move(next));
+    });
 }
 
 void LoginState::clearSettings() {
-    PersistentState next = *snapshot();
-    next.remembered.reset();
-    next.endpoint.clear();
-    commit(std::move(next));
+    change([](PersistentState& next) {
+        next.remembered.reset();
+        next.endpoint.clear();
+    });
 }
 
 void LoginState::vetoSignIn(bool vetoed) {
-    PersistentState next = *snapshot();
-    next.signInVetoed = vetoed;
-    commit(std::move(next));
+    change([vetoed](PersistentState& next) { next.signInVetoed = vetoed; });
 }
 
-void LoginState::refuseWhenVetoed() const {
-    if (signInVetoed())
-        throw RemoteError("sign-in is vetoed; lift the veto with vetoSignIn(false) first");
-}
-
-void LoginState::commit(PersistentState next) {
-    Snapshot previous = snapshot();
+void LoginState::change(const std::function<void(PersistentState& next)>& edit) {
+    const Snapshot previous = snapshot();
+    PersistentState next = *previous;
+    edit(next);
     if (next == *previous)
         return;
     try {
@@ -178,15 +181,15 @@ void LoginState::commit(PersistentState next) {
                           error.what());
     }
     const bool changed = next.signedIn != previous->signedIn;
-    const StatusChange change{identity(next), identity(*previous)};
+    const StatusChange told{identity(next), identity(*previous)};
     auto saved = std::make_shared<const PersistentState>(std::move(next));
     {
         const foundation::MutexLock lock(mutex_);
         current_.swap(saved);
     }
     if (changed) {
-        logChange(change);
-        observer_(change);
+        logChange(told);
+        observer_(told);
     }
 }
 

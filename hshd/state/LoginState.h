@@ -30,9 +30,9 @@ struct StatusChange {
 /// and for nobody when the level is None. Of a former run's identity a level above SignedIn is not kept: a
 /// second factor confirms one run.
 ///
-/// Queries may come from any thread; they see the state last saved. Commands come from one thread at a time;
-/// a command returns when its change is on the disk, and otherwise throws RemoteError and has changed
-/// nothing.
+/// Queries may come from any thread; they see the state last saved. Commands come from one thread at a time.
+/// Each is one change, saved whole: it returns when the change is on the disk, and otherwise throws
+/// RemoteError, has changed nothing and told nobody.
 class LoginState {
 public:
     using Level = login::LoginInfo::Level;
@@ -60,8 +60,10 @@ public:
     void impersonate(login::AccessToken token, login::LoginInfo info);
     /// As impersonate(), with a new random token. @param remember so that sessions start signed in.
     void signIn(login::LoginInfo info, bool remember);
-    /// Signs out and forgets the persisted login data. The endpoint and the veto stay.
-    void completeLogout();
+    /// Signs out and forgets the persisted login data. The veto stays.
+    /// @param forgetSettings the endpoint that came with the data as well, as clearSettings().
+    void signOut(bool forgetSettings);
+    void completeLogout() { signOut(false); }
     /// Remembers the data, and its endpoint unless empty. An identity of level SignedIn or above is also
     /// signed in (refused while sign-in is vetoed): with the session, token and level of the present one when
     /// it is the same user, else with a new session and a new random token.
@@ -76,8 +78,9 @@ private:
     using Snapshot = std::shared_ptr<const PersistentState>;
 
     Snapshot snapshot() const;
-    void commit(PersistentState next);
-    void refuseWhenVetoed() const;
+    /// The only way to another state: edits a copy, saves it, shows it to the queries, tells the observer.
+    /// Nothing has happened when `edit` or the saving throws.
+    void change(const std::function<void(PersistentState& next)>& edit);
 
     StateStore& store_;
     const std::string endpoint_;

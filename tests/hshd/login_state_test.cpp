@@ -127,6 +127,26 @@ TEST_F(LoginStateTest, AFailedSaveChangesNothingAndSaysSo) {
                 AllOf(HasSubstr("nothing was changed"), HasSubstr("disk on fire")));
     EXPECT_EQ(state().loginInfo(Level::SignedIn), person(u"ada"));
     saboteur.execute("DROP TRIGGER no");
-    state().impersonate(AccessToken("x"), person(u"eve"));
+    saboteur.execute("CREATE TRIGGER no BEFORE INSERT ON login_data BEGIN SELECT raise(FAIL, 'full'); END");
+    EXPECT_THAT(refusal([&] { state().signIn(person(u"eve"), true); }), HasSubstr("nothing was changed"))
+        << "signing in and remembering are one change";
+    EXPECT_EQ(state().loginInfo(Level::SignedIn), person(u"ada"));
+    saboteur.execute("DROP TRIGGER no");
+    state().signIn(person(u"eve"), true);
     EXPECT_THAT(changes, ElementsAre(u">ada", u"ada>eve"));
+}
+
+TEST_F(LoginStateTest, ASecondFactorConfirmsOneRun) {
+    state().impersonate(AccessToken("t"), person(u"ada", Level::Confirmed));
+    const std::string session = state().sessionId();
+    for (int restart = 0; restart < 2; ++restart) {
+        EXPECT_EQ(state().isLoggedIn(Level::Confirmed), restart == 0);
+        reopen();
+        EXPECT_EQ(state().loginInfo(Level::SignedIn), person(u"ada", Level::SignedIn));
+        EXPECT_EQ(state().accessToken(Level::Confirmed), (RequestAccessTokenResponse{{}, 403}));
+        EXPECT_EQ(state().sessionId(), session);
+    }
+    state().impersonate(AccessToken("t"), person(u"eve", Level::Identified));
+    reopen();
+    EXPECT_EQ(state().loginInfo(Level::Identified).level, Level::Identified) << "only a higher level falls";
 }
