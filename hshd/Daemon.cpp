@@ -104,7 +104,7 @@ Daemon::Daemon(const Options& options, Prepared prepared)
       loginServiceV1_(std::make_shared<LoginServiceV1>(loginParts(options), *interactiveService_)),
       server_({options.socketDirectory, {}}, [&] {
           auto services = offered(options.versions, loginServiceV1_, loginServiceV2_, interactiveService_,
-                                  std::make_shared<PromptService>(*prompts_));
+                                  std::make_shared<PromptService>(*prompts_, stateThread_));
           return prepared.script ? scripted(*prepared.script, std::move(services)) : services;
       }()) {
     if (prepared.identity)

@@ -13,8 +13,9 @@ using agent::spf::core::ExportedCallback;
 using agent::spf::cppmsclientutils::RemoteMethod;
 using namespace std::chrono_literals;
 
-// The callbacks are functions void(LoginInfo, std::string) and void(std::string), called once, with an empty
-// text for success; the options are JSON texts.
+// The functions that requests bring, called once, with an empty text for success. The options are JSON texts.
+using LoginOutcome = void(LoginInfo, std::string);
+using LogoutOutcome = void(std::string);
 // clang-format off
 inline constexpr RemoteMethod<void(std::string, ExportedCallback, int, std::string)> requestLoginAsync            {"requestLoginAsync", 10s};
 inline constexpr RemoteMethod<void(ExportedCallback, std::string)>                   requestLogoutWithOptionsAsync{"requestLogoutWithOptionsAsync", 10s};

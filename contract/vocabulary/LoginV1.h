@@ -7,6 +7,7 @@
 #include "contract/vocabulary/RemoteMethod.h"
 #include "contract/calls/ExportedCallback.h"
 
+#include <boost/optional/optional.hpp>
 #include <boost/uuid/uuid.hpp>
 
 #include <string>
@@ -42,8 +43,11 @@ inline constexpr RemoteMethod<bool()>                                       isLo
 inline constexpr RemoteMethod<detail::NegotiationsResult(NegotiationTerms)> negotiateLogout           {"negotiateLogout", 10s};
 inline constexpr RemoteMethod<void()>                                       completeLogout            {"completeLogout", 10s};
 
-// Registrations: functions void(boost::optional<LoginInfo>), void(LoginInfo, LoginInfo), bool() and
-// NegotiatorResponse(NegotiationTerms), in this order.
+// Registrations, of functions of these forms, in this order.
+using OldStatusListener = void(boost::optional<LoginInfo>);
+using StatusListener = void(LoginInfo, LoginInfo);
+using LogoutVetoer = bool();
+using LogoutNegotiator = NegotiatorResponse(NegotiationTerms);
 inline constexpr RemoteMethod<uuid(ExportedCallback)>                       addStatusListener         {"addStatusListener", 10s};
 inline constexpr RemoteMethod<uuid(ExportedCallback)>                       addStatusListenerV2       {"addStatusListenerV2", 10s};
 inline constexpr RemoteMethod<bool(uuid)>                                   removeStatusListener      {"removeStatusListener", 10s};
@@ -52,7 +56,10 @@ inline constexpr RemoteMethod<bool(uuid)>                                   remo
 inline constexpr RemoteMethod<uuid(std::string, ExportedCallback)>          addLogoutNegotiator       {"addLogoutNegotiator", 10s};
 inline constexpr RemoteMethod<bool(uuid)>                                   removeLogoutNegotiator    {"removeLogoutNegotiator", 10s};
 
-// Requests that the user takes part in. @see login::spf::interactive::ZelkorLogin
+// Requests that the user takes part in. The outcome comes by the function that they bring, with an empty text
+// for success. @see login::spf::interactive::ZelkorLogin
+using LoginOutcome = void(LoginInfo, std::string);
+using LogoutOutcome = void(std::string);
 inline constexpr RemoteMethod<void(std::string, ExportedCallback, int, std::string)> requestLoginAsync            {"requestLoginAsync", 10s};
 inline constexpr RemoteMethod<void(ExportedCallback, std::string)>                   requestLogoutWithOptionsAsync{"requestLogoutWithOptionsAsync", 10s};
 inline constexpr RemoteMethod<bool()>                                                supportsWebRedirect          {"supportsWebRedirect", 10s};

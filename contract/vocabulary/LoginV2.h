@@ -39,6 +39,8 @@ inline constexpr RemoteMethod<bool()>                                       shou
 
 // Registrations: the daemon answers with its own id for each, and is told that id at removal.
 using agent::spf::core::ExportedCallback;
+using StatusListener = void(LoginInfo, LoginInfo);
+using LogoutNegotiator = NegotiatorResponse(NegotiationTerms);
 inline constexpr RemoteMethod<boost::uuids::uuid(ExportedCallback)>              addStatusListener      {"addStatusListener", 10s};
 inline constexpr RemoteMethod<bool(boost::uuids::uuid)>                          removeStatusListener   {"removeStatusListener", 10s};
 inline constexpr RemoteMethod<boost::uuids::uuid(std::string, ExportedCallback)> addLogoutNegotiator    {"addLogoutNegotiator", 10s};

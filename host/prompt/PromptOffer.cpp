@@ -3,6 +3,7 @@
 #include "host/commands/PrintableText.h"
 #include "contract/calls/ExportedFunction.h"
 #include "contract/calls/ServiceProperties.h"
+#include "contract/vocabulary/SignInPrompts.h"
 
 #include <foundation/json.h>
 
@@ -15,6 +16,7 @@ namespace zelkor::host {
 namespace {
 
 namespace json = foundation::json;
+namespace remote = login::spf::prompts::remote;
 using agent::spf::core::Invokable;
 
 std::string textAt(const json::object& object, const char* key) {
@@ -69,12 +71,12 @@ PromptOffer::PromptOffer(cppmicroservices::BundleContext context, std::chrono::s
     if (!daemon_)
         throw std::runtime_error("the daemon offers no sign-in in a terminal. Update it, or see its log");
     callbacks_ = std::make_unique<agent::spf::core::CallbackManager>(daemon_->callbacks());
-    std::function<std::string(std::string)> prompt = [terminal = terminal_](const std::string& question) {
+    std::function<remote::Prompt> prompt = [terminal = terminal_](const std::string& question) {
         return answer(*terminal, question);
     };
     const auto exported = callbacks_->makeExportedCallback(
         agent::spf::core::exportFunction(std::move(prompt)), std::nullopt, std::nullopt, false);
-    daemon_->invokeAsync<boost::uuids::uuid>(limit, "addPrompt", exported).get();
+    daemon_->invokeAsync<boost::uuids::uuid>(limit, std::string(remote::addPrompt.name), exported).get();
 }
 
 PromptOffer::~PromptOffer() {

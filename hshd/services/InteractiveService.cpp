@@ -6,6 +6,7 @@
 #include "hshd/signin/SignOutRequest.h"
 #include "contract/records/InteractiveOptions.h"
 #include "contract/calls/Errors.h"
+#include "contract/vocabulary/InteractiveV2.h"
 
 #include <foundation/json.h>
 
@@ -15,6 +16,7 @@ namespace hshd {
 namespace {
 
 namespace json = foundation::json;
+namespace remote = login::spf::interactive::remote;
 using agent::spf::core::ExportedCallback;
 using agent::spf::core::GenericPayload;
 using agent::spf::core::MalformedError;
@@ -68,33 +70,26 @@ void tell(const Client& client, const ExportedCallback& callback, GenericPayload
 
 } // namespace
 
-std::span<const RemoteMethod<InteractiveService>> InteractiveService::methods() {
+std::span<const ServedMethod> InteractiveService::methods() {
     using S = InteractiveService;
-    constexpr auto now = AnsweredOn::IoThread;
-    static constexpr RemoteMethod<InteractiveService> table[] = {
-        remoteMethod<void(std::string, ExportedCallback, int, std::string), &S::requestLoginAsync, S>(
-            "requestLoginAsync", now),
-        remoteMethod<void(ExportedCallback, std::string), &S::requestLogoutWithOptionsAsync, S>(
-            "requestLogoutWithOptionsAsync", now),
-        remoteMethod<void(), &S::abort, S>("abort", now),
-        remoteMethod<bool(), &S::supportsWebRedirect, S>("supportsWebRedirect", now),
+    using Methods = MethodsOf<S>;
+    static constexpr ServedMethod table[] = {
+        Methods::atOnce<&S::requestLoginAsync>(remote::requestLoginAsync),
+        Methods::atOnce<&S::requestLogoutWithOptionsAsync>(remote::requestLogoutWithOptionsAsync),
+        Methods::atOnce<&S::abort>(remote::abort),
+        Methods::atOnce<&S::supportsWebRedirect>(remote::supportsWebRedirect),
     };
     return table;
 }
 
 InteractiveService::InteractiveService(const InteractiveParts& parts)
-    : parts_(parts), vocabulary_("ZelkorLoginInteractive 2.2", methods()), hashing_(oneThread()) {}
-
-void InteractiveService::onCall(std::unique_ptr<agent::spf::transport::IncomingCall> incoming) {
-    const Call call(std::move(incoming));
-    if (const auto* method = vocabulary_.find(*call))
-        method->answer(*this, call);
-}
+    : Dispatch(nameOf<InteractiveService>(), methods(), parts.stateThread, {this}), parts_(parts),
+      hashing_(oneThread()) {}
 
 void InteractiveService::requestLoginAsync(const Client& client, const std::string& requester,
                                            const ExportedCallback& callback, int level,
                                            const std::string& options) {
-    checkSignature<void(LoginInfo, std::string)>(callback);
+    checkSignature<remote::LoginOutcome>(callback);
     const auto read = optionsOf(options);
     logger().log(Severity::info, "Client " + client->clientId() + " requests a sign-in at level " +
                                      std::to_string(level) + " for `" + requester.substr(0, 256) + "`");
@@ -113,7 +108,7 @@ void InteractiveService::requestLoginAsync(const Client& client, const std::stri
 
 void InteractiveService::requestLogoutWithOptionsAsync(const Client& client, const ExportedCallback& callback,
                                                        const std::string& options) {
-    checkSignature<void(std::string)>(callback);
+    checkSignature<remote::LogoutOutcome>(callback);
     const auto read = optionsOf(options);
     login::interactive::LogoutOptions wish;
     wish.askConsent = flag(read, "askConsent", wish.askConsent);
@@ -164,7 +159,7 @@ std::shared_ptr<InteractiveRequest> InteractiveService::take(const boost::uuids:
     return node ? node.mapped().request : nullptr;
 }
 
-void InteractiveService::onDisconnected(const Client& client) {
+void InteractiveService::clientGone(const Client& client) {
     if (const auto request = take(client->id()))
         request->cancel("The program that asked is gone.");
 }

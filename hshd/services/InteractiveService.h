@@ -1,6 +1,6 @@
 #pragma once
 
-#include "hshd/services/Vocabulary.h"
+#include "hshd/services/Dispatch.h"
 #include "hshd/signin/InteractiveRequest.h"
 #include "hshd/signin/SignInRequest.h"
 #include "contract/calls/ExportedCallback.h"
@@ -20,7 +20,7 @@ namespace hshd {
 /// The interactive login service: sign-ins and sign-outs that the person takes part in. Each call starts a
 /// request and is answered at once; the outcome comes by the function that the call brings. A client has one
 /// request at a time. How the person is asked is the front's business.
-class InteractiveService final : public agent::spf::transport::Service {
+class InteractiveService final : public Dispatch, public EndsWithClient {
 public:
     static constexpr const char* name = "ZelkorLoginInteractive";
     static constexpr int version = 2;
@@ -28,10 +28,10 @@ public:
 
     explicit InteractiveService(const InteractiveParts& parts);
 
-    static std::span<const RemoteMethod<InteractiveService>> methods();
+    static std::span<const ServedMethod> methods();
 
-    void onCall(std::unique_ptr<agent::spf::transport::IncomingCall> incoming) override;
-    void onDisconnected(const Client& client) override;
+    /// Nobody is signed in for a client that is gone.
+    void clientGone(const Client& client) override;
 
     /// Ends what is under way, and waits for the thread that checks passwords. Before the state thread is
     /// drained.
@@ -58,7 +58,6 @@ private:
     std::shared_ptr<InteractiveRequest> take(const boost::uuids::uuid& client);
 
     const InteractiveParts parts_;
-    const Vocabulary<InteractiveService> vocabulary_;
     SignInThrottle throttle_;
     std::uint64_t lastNumber_ = 0; // the I/O thread's
     foundation::Mutex mutex_;      // a leaf

@@ -1,5 +1,6 @@
 #include "hshd/services/LoginOperations.h"
 
+#include "contract/vocabulary/LoginV2.h"
 #include "hshd/services/CallbackSignature.h"
 #include "hshd/Log.h"
 #include "hshd/services/Negotiation.h"
@@ -12,7 +13,6 @@ namespace hshd {
 using boost::uuids::uuid;
 using login::LoginInfo;
 using login::NegotiationTerms;
-using login::NegotiatorResponse;
 using login::RequestAccessTokenResponse;
 using login::detail::LoginData;
 using login::detail::NegotiationsResult;
@@ -81,7 +81,7 @@ void LoginOperations::completeLogout() {
 // --- registrations and negotiation
 
 uuid LoginOperations::addStatusListener(const Client& client, const ExportedCallback& callback) {
-    checkSignature<void(LoginInfo, LoginInfo)>(callback);
+    checkSignature<login::spf::remote::StatusListener>(callback);
     return parts_.statusListeners.add(client, callback.getCallbackID());
 }
 bool LoginOperations::removeStatusListener(const Client& client, const uuid& id) {
@@ -89,7 +89,7 @@ bool LoginOperations::removeStatusListener(const Client& client, const uuid& id)
 }
 uuid LoginOperations::addLogoutNegotiator(const Client& client, std::string negotiatorName,
                                           const ExportedCallback& callback) {
-    checkSignature<NegotiatorResponse(NegotiationTerms)>(callback);
+    checkSignature<login::spf::remote::LogoutNegotiator>(callback);
     return parts_.negotiators.add(client, callback.getCallbackID(), std::move(negotiatorName));
 }
 bool LoginOperations::removeLogoutNegotiator(const Client& client, const uuid& id) {
@@ -98,10 +98,6 @@ bool LoginOperations::removeLogoutNegotiator(const Client& client, const uuid& i
 void LoginOperations::negotiateLogout(NegotiationTerms terms, LaterAnswer<NegotiationsResult> answer) const {
     const auto limit = negotiationLimit(parts_.negotiationTimeout, answer.deadline());
     Negotiation::start(parts_.negotiators, terms, limit, std::move(answer));
-}
-void LoginOperations::dropRegistrations(const Client& client) {
-    parts_.statusListeners.drop(*client);
-    parts_.negotiators.drop(*client);
 }
 
 } // namespace hshd

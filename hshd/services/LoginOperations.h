@@ -2,7 +2,7 @@
 
 #include "hshd/state/LoginState.h"
 #include "hshd/services/Registrations.h"
-#include "hshd/services/RemoteMethod.h"
+#include "hshd/services/ServedMethod.h"
 #include "hshd/state/StateThread.h"
 #include "contract/calls/ExportedCallback.h"
 
@@ -57,8 +57,6 @@ protected:
     bool removeLogoutNegotiator(const Client& client, const boost::uuids::uuid& id);
     void negotiateLogout(login::NegotiationTerms terms,
                          LaterAnswer<login::detail::NegotiationsResult> answer) const;
-    /// What a client that has gone had registered.
-    void dropRegistrations(const Client& client);
 
     const Parts parts_;
 };

@@ -1,10 +1,8 @@
 #include "hshd/services/LoginServiceV1.h"
 
+#include "contract/vocabulary/LoginV1.h"
 #include "hshd/services/CallbackSignature.h"
-#include "hshd/services/Dispatch.h"
 #include "hshd/services/Negotiation.h"
-
-#include <boost/optional/optional.hpp>
 
 #include <utility>
 
@@ -14,78 +12,56 @@ namespace {
 using boost::uuids::uuid;
 using login::LoginInfo;
 using login::NegotiationTerms;
-using login::RequestAccessTokenResponse;
-using login::detail::LoginData;
 using login::detail::NegotiationsResult;
 using Form = Registrations::Form;
-
-template <class Signature, auto Handler>
-constexpr RemoteMethod<LoginServiceV1> atOnce(std::string_view name) {
-    return remoteMethod<Signature, Handler, LoginServiceV1>(name, AnsweredOn::IoThread);
-}
-template <class Signature, auto Handler>
-constexpr RemoteMethod<LoginServiceV1> whenSaved(std::string_view name) {
-    return remoteMethod<Signature, Handler, LoginServiceV1>(name, AnsweredOn::StateThread);
-}
+namespace remote = login::v1::remote;
 
 } // namespace
 
-std::span<const RemoteMethod<LoginServiceV1>> LoginServiceV1::methods() {
+std::span<const ServedMethod> LoginServiceV1::methods() {
     using S = LoginServiceV1;
-    // clang-format off
-    static constexpr RemoteMethod<LoginServiceV1> table[] = {
-        atOnce<LoginInfo(std::string, int), &S::getLoginInfo>("getLoginInfo"),
-        atOnce<LoginInfo(std::string, int, std::string), &S::getLoginInfoId>("getLoginInfoId"),
-        atOnce<LoginInfo(std::string, int, std::string),
-               &S::getLoginInfoAndLogTELX>("getLoginInfoAndLogTELX"),
-        atOnce<bool(std::string, int), &S::isLoggedIn>("isLoggedIn"),
-        atOnce<std::string(std::string, int), &S::requestAccessToken>("requestAccessToken"),
-        atOnce<RequestAccessTokenResponse(std::string, int),
-               &S::accessTokenFor>("requestAccessTokenAdvanced"),
-        atOnce<std::string(), &S::getAccessToken>("getAccessToken"),
-        atOnce<RequestAccessTokenResponse(), &S::accessToken>("getAccessTokenAdvanced"),
-        atOnce<std::string(), &S::getEndpoint>("getEndpoint"),
-        atOnce<std::string(), &S::getRelease>("getRelease"),
-        atOnce<std::string(), &S::getSourceId>("getSourceId"),
-        atOnce<std::string(), &S::getCurrentSessionId>("getCurrentSessionId"),
-        atOnce<LoginData(), &S::persistedLoginData>("getPersistedLoginDataMFA"),
+    using Methods = MethodsOf<S>;
+    static constexpr ServedMethod table[] = {
+        Methods::atOnce<&S::getLoginInfo>(remote::getLoginInfo),
+        Methods::atOnce<&S::getLoginInfoId>(remote::getLoginInfoId),
+        Methods::atOnce<&S::getLoginInfoAndLogTELX>(remote::getLoginInfoAndLogTELX),
+        Methods::atOnce<&S::isLoggedIn>(remote::isLoggedIn),
+        Methods::atOnce<&S::requestAccessToken>(remote::requestAccessToken),
+        Methods::atOnce<&S::accessTokenFor>(remote::requestAccessTokenAdvanced),
+        Methods::atOnce<&S::getAccessToken>(remote::getAccessToken),
+        Methods::atOnce<&S::accessToken>(remote::getAccessTokenAdvanced),
+        Methods::atOnce<&S::getEndpoint>(remote::getEndpoint),
+        Methods::atOnce<&S::getRelease>(remote::getRelease),
+        Methods::atOnce<&S::getSourceId>(remote::getSourceId),
+        Methods::atOnce<&S::getCurrentSessionId>(remote::getCurrentSessionId),
+        Methods::atOnce<&S::persistedLoginData>(remote::getPersistedLoginDataMFA),
 
-        whenSaved<void(std::string, LoginInfo), &S::impersonate>("impersonate"),
-        whenSaved<void(LoginData), &S::persistIdentity>("persistIdentityMFA"),
-        whenSaved<void(), &S::clearSettings>("clearSettings"),
-        whenSaved<void(), &S::completeLogout>("completeLogout"),
+        Methods::whenSaved<&S::impersonate>(remote::impersonate),
+        Methods::whenSaved<&S::persistIdentity>(remote::persistIdentityMFA),
+        Methods::whenSaved<&S::clearSettings>(remote::clearSettings),
+        Methods::whenSaved<&S::completeLogout>(remote::completeLogout),
 
-        atOnce<uuid(ExportedCallback), &S::addOldStatusListener>("addStatusListener"),
-        atOnce<uuid(ExportedCallback), &S::addStatusListener>("addStatusListenerV2"),
-        atOnce<bool(uuid), &S::removeStatusListener>("removeStatusListener"),
-        atOnce<uuid(ExportedCallback), &S::addLogoutVetoer>("addLogoutVetoer"),
-        atOnce<bool(uuid), &S::removeLogoutNegotiator>("removeLogoutVetoer"),
-        atOnce<uuid(std::string, ExportedCallback), &S::addLogoutNegotiator>("addLogoutNegotiator"),
-        atOnce<bool(uuid), &S::removeLogoutNegotiator>("removeLogoutNegotiator"),
-        atOnce<bool(), &S::isLogoutVetoed>("isLogoutVetoed"),
-        atOnce<NegotiationsResult(NegotiationTerms), &S::negotiateLogout>("negotiateLogout"),
+        Methods::atOnce<&S::addOldStatusListener>(remote::addStatusListener),
+        Methods::atOnce<&S::addStatusListener>(remote::addStatusListenerV2),
+        Methods::atOnce<&S::removeStatusListener>(remote::removeStatusListener),
+        Methods::atOnce<&S::addLogoutVetoer>(remote::addLogoutVetoer),
+        Methods::atOnce<&S::removeLogoutNegotiator>(remote::removeLogoutVetoer),
+        Methods::atOnce<&S::addLogoutNegotiator>(remote::addLogoutNegotiator),
+        Methods::atOnce<&S::removeLogoutNegotiator>(remote::removeLogoutNegotiator),
+        Methods::atOnce<&S::isLogoutVetoed>(remote::isLogoutVetoed),
+        Methods::atOnce<&S::negotiateLogout>(remote::negotiateLogout),
 
-        atOnce<void(std::string, ExportedCallback, int, std::string),
-               &S::requestLoginAsync>("requestLoginAsync"),
-        atOnce<void(ExportedCallback, std::string),
-               &S::requestLogoutWithOptionsAsync>("requestLogoutWithOptionsAsync"),
-        atOnce<bool(), &S::supportsWebRedirect>("supportsWebRedirect"),
+        Methods::atOnce<&S::requestLoginAsync>(remote::requestLoginAsync),
+        Methods::atOnce<&S::requestLogoutWithOptionsAsync>(remote::requestLogoutWithOptionsAsync),
+        Methods::atOnce<&S::supportsWebRedirect>(remote::supportsWebRedirect),
     };
-    // clang-format on
     return table;
 }
 
 LoginServiceV1::LoginServiceV1(const Parts& parts, InteractiveService& interactive)
-    : LoginOperations(parts), interactive_(interactive), vocabulary_("ZelkorLogin 1.7", methods()) {}
-
-void LoginServiceV1::onCall(std::unique_ptr<agent::spf::transport::IncomingCall> incoming) {
-    answerWhereItBelongs(*this, vocabulary_, parts_.stateThread, Call(std::move(incoming)));
-}
-
-void LoginServiceV1::onDisconnected(const Client& client) {
-    dropRegistrations(client);
-    interactive_.onDisconnected(client); // it may be on offer as a part of this service only
-}
+    : Dispatch(nameOf<LoginServiceV1>(), methods(), parts.stateThread,
+               {&parts.statusListeners, &parts.negotiators, &interactive}),
+      LoginOperations(parts), interactive_(interactive) {}
 
 LoginInfo LoginServiceV1::getLoginInfoId(const std::string& requester, int level,
                                          const std::string& /*id*/) const {
@@ -99,11 +75,11 @@ std::string LoginServiceV1::getAccessToken() const {
 }
 
 uuid LoginServiceV1::addOldStatusListener(const Client& client, const ExportedCallback& callback) {
-    checkSignature<void(boost::optional<LoginInfo>)>(callback);
+    checkSignature<remote::OldStatusListener>(callback);
     return parts_.statusListeners.add(client, callback.getCallbackID(), {}, Form::Old);
 }
 uuid LoginServiceV1::addLogoutVetoer(const Client& client, const ExportedCallback& callback) {
-    checkSignature<bool()>(callback);
+    checkSignature<remote::LogoutVetoer>(callback);
     return parts_.negotiators.add(client, callback.getCallbackID(), "vetoer", Form::Old);
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "hshd/services/LoginOperations.h"
-#include "hshd/services/Vocabulary.h"
+#include "hshd/services/Dispatch.h"
 #include "hshd/services/InteractiveService.h"
+#include "hshd/services/LoginOperations.h"
 
 #include <span>
 #include <string>
@@ -11,7 +11,7 @@ namespace hshd {
 
 /// Version 1 of the login service, for clients that have not moved on: the same state, registrations and
 /// requests under its own names and forms. @see LoginServiceV2
-class LoginServiceV1 final : public agent::spf::transport::Service, public LoginOperations {
+class LoginServiceV1 final : public Dispatch, public LoginOperations {
 public:
     static constexpr const char* name = "ZelkorLogin";
     static constexpr int version = 1;
@@ -19,10 +19,7 @@ public:
 
     LoginServiceV1(const Parts& parts, InteractiveService& interactive);
 
-    static std::span<const RemoteMethod<LoginServiceV1>> methods();
-
-    void onCall(std::unique_ptr<agent::spf::transport::IncomingCall> incoming) override;
-    void onDisconnected(const Client& client) override;
+    static std::span<const ServedMethod> methods();
 
 private:
     login::LoginInfo getLoginInfoId(const std::string& requester, int level, const std::string& id) const;
@@ -40,7 +37,6 @@ private:
     bool supportsWebRedirect() const;
 
     InteractiveService& interactive_;
-    const Vocabulary<LoginServiceV1> vocabulary_;
 };
 
 } // namespace hshd

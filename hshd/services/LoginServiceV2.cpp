@@ -1,83 +1,45 @@
 #include "hshd/services/LoginServiceV2.h"
 
-#include "hshd/services/Dispatch.h"
-#include "hshd/Log.h"
-
-#include <utility>
+#include "contract/vocabulary/LoginV2.h"
 
 namespace hshd {
-namespace {
 
-using boost::uuids::uuid;
-using login::LoginInfo;
-using login::NegotiationTerms;
-using login::RequestAccessTokenResponse;
-using login::detail::LoginData;
-using login::detail::NegotiationsResult;
-
-template <class Signature, auto Handler>
-constexpr RemoteMethod<LoginServiceV2> atOnce(std::string_view name) {
-    return remoteMethod<Signature, Handler, LoginServiceV2>(name, AnsweredOn::IoThread);
-}
-template <class Signature, auto Handler>
-constexpr RemoteMethod<LoginServiceV2> whenSaved(std::string_view name) {
-    return remoteMethod<Signature, Handler, LoginServiceV2>(name, AnsweredOn::StateThread);
-}
-
-} // namespace
-
-std::span<const RemoteMethod<LoginServiceV2>> LoginServiceV2::methods() {
+std::span<const ServedMethod> LoginServiceV2::methods() {
+    namespace remote = login::spf::remote;
     using S = LoginServiceV2;
-    // clang-format off
-    static constexpr RemoteMethod<LoginServiceV2> table[] = {
-        atOnce<LoginInfo(std::string, int), &S::getLoginInfo>("getLoginInfo"),
-        atOnce<LoginInfo(std::string, int, std::string),
-               &S::getLoginInfoAndLogTELX>("getLoginInfoAndLogTELX"),
-        atOnce<bool(std::string, int), &S::isLoggedIn>("isLoggedIn"),
-        atOnce<RequestAccessTokenResponse(std::string, int), &S::accessTokenFor>("requestAccessToken"),
-        atOnce<RequestAccessTokenResponse(), &S::accessToken>("getAccessToken"),
-        atOnce<std::string(), &S::getEndpoint>("getEndpoint"),
-        atOnce<std::string(), &S::getRelease>("getRelease"),
-        atOnce<std::string(), &S::getSourceId>("getSourceId"),
-        atOnce<std::string(), &S::getCurrentSessionId>("getCurrentSessionId"),
-        atOnce<LoginData(), &S::persistedLoginData>("getPersistedLoginData"),
-        atOnce<bool(), &S::shouldVetoSignIn>("shouldVetoSignIn"),
+    using Methods = MethodsOf<S>;
+    static constexpr ServedMethod table[] = {
+        Methods::atOnce<&S::getLoginInfo>(remote::getLoginInfo),
+        Methods::atOnce<&S::getLoginInfoAndLogTELX>(remote::getLoginInfoAndLogTELX),
+        Methods::atOnce<&S::isLoggedIn>(remote::isLoggedIn),
+        Methods::atOnce<&S::accessTokenFor>(remote::requestAccessToken),
+        Methods::atOnce<&S::accessToken>(remote::getAccessToken),
+        Methods::atOnce<&S::getEndpoint>(remote::getEndpoint),
+        Methods::atOnce<&S::getRelease>(remote::getRelease),
+        Methods::atOnce<&S::getSourceId>(remote::getSourceId),
+        Methods::atOnce<&S::getCurrentSessionId>(remote::getCurrentSessionId),
+        Methods::atOnce<&S::persistedLoginData>(remote::getPersistedLoginData),
+        Methods::atOnce<&S::shouldVetoSignIn>(remote::shouldVetoSignIn),
 
-        whenSaved<void(std::string, LoginInfo), &S::impersonate>("impersonate"),
-        whenSaved<void(LoginData), &S::persistIdentity>("persistIdentity"),
-        whenSaved<void(), &S::clearSettings>("clearSettings"),
-        whenSaved<void(), &S::completeLogout>("completeLogout"),
-        whenSaved<void(bool), &S::vetoSignIn>("vetoSignIn"),
+        Methods::whenSaved<&S::impersonate>(remote::impersonate),
+        Methods::whenSaved<&S::persistIdentity>(remote::persistIdentity),
+        Methods::whenSaved<&S::clearSettings>(remote::clearSettings),
+        Methods::whenSaved<&S::completeLogout>(remote::completeLogout),
+        Methods::whenSaved<&S::vetoSignIn>(remote::vetoSignIn),
 
-        atOnce<uuid(ExportedCallback), &S::addStatusListener>("addStatusListener"),
-        atOnce<bool(uuid), &S::removeStatusListener>("removeStatusListener"),
-        atOnce<uuid(std::string, ExportedCallback), &S::addLogoutNegotiator>("addLogoutNegotiator"),
-        atOnce<bool(uuid), &S::removeLogoutNegotiator>("removeLogoutNegotiator"),
-        atOnce<NegotiationsResult(NegotiationTerms), &S::negotiateLogout>("negotiateLogout"),
+        Methods::atOnce<&S::addStatusListener>(remote::addStatusListener),
+        Methods::atOnce<&S::removeStatusListener>(remote::removeStatusListener),
+        Methods::atOnce<&S::addLogoutNegotiator>(remote::addLogoutNegotiator),
+        Methods::atOnce<&S::removeLogoutNegotiator>(remote::removeLogoutNegotiator),
+        Methods::atOnce<&S::negotiateLogout>(remote::negotiateLogout),
     };
-    // clang-format on
     return table;
 }
 
 LoginServiceV2::LoginServiceV2(const Parts& parts)
-    : LoginOperations(parts),
-      vocabulary_(std::string(name) + " " + std::to_string(version) + "." + std::to_string(revision),
-                  methods()) {}
-
-void LoginServiceV2::onCall(std::unique_ptr<agent::spf::transport::IncomingCall> incoming) {
-    answerWhereItBelongs(*this, vocabulary_, parts_.stateThread, Call(std::move(incoming)));
-}
-
-void LoginServiceV2::onConnected(const Client& client) {
-    logger().log(Severity::info, "Client " + client->clientId() + " (process " +
-                                     std::to_string(client->pid()) + ") connected");
-}
-
-void LoginServiceV2::onDisconnected(const Client& client) {
-    dropRegistrations(client);
-    logger().log(Severity::info, "Client " + client->clientId() + " (process " +
-                                     std::to_string(client->pid()) + ") disconnected");
-}
+    : Dispatch(nameOf<LoginServiceV2>(), methods(), parts.stateThread,
+               {&parts.statusListeners, &parts.negotiators}),
+      LoginOperations(parts) {}
 
 bool LoginServiceV2::shouldVetoSignIn() const {
     return parts_.state.signInVetoed();

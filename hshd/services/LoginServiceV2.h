@@ -1,7 +1,7 @@
 #pragma once
 
 #include "hshd/services/LoginOperations.h"
-#include "hshd/services/Vocabulary.h"
+#include "hshd/services/Dispatch.h"
 
 #include <span>
 
@@ -10,7 +10,7 @@ namespace hshd {
 /// Version 2 of the login service as clients call it: one row of methods() for each remote method. Queries
 /// are answered on the transport's I/O thread; what changes the state runs on the state thread and is
 /// answered when it is saved.
-class LoginServiceV2 final : public agent::spf::transport::Service, public LoginOperations {
+class LoginServiceV2 final : public Dispatch, public LoginOperations {
 public:
     static constexpr const char* name = "ZelkorLogin";
     static constexpr int version = 2;
@@ -18,17 +18,11 @@ public:
 
     explicit LoginServiceV2(const Parts& parts);
 
-    static std::span<const RemoteMethod<LoginServiceV2>> methods();
-
-    void onCall(std::unique_ptr<agent::spf::transport::IncomingCall> incoming) override;
-    void onConnected(const Client& client) override;
-    void onDisconnected(const Client& client) override;
+    static std::span<const ServedMethod> methods();
 
 private:
     bool shouldVetoSignIn() const;
     void vetoSignIn(bool vetoed);
-
-    const Vocabulary<LoginServiceV2> vocabulary_;
 };
 
 } // namespace hshd

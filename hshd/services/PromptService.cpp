@@ -1,31 +1,29 @@
 #include "hshd/services/PromptService.h"
 
-#include <utility>
+#include "contract/vocabulary/SignInPrompts.h"
+#include "hshd/services/CallbackSignature.h"
 
 namespace hshd {
 
 using agent::spf::core::ExportedCallback;
 using boost::uuids::uuid;
+namespace remote = login::spf::prompts::remote;
 
-std::span<const RemoteMethod<PromptService>> PromptService::methods() {
+std::span<const ServedMethod> PromptService::methods() {
     using S = PromptService;
-    static constexpr RemoteMethod<PromptService> table[] = {
-        remoteMethod<uuid(ExportedCallback), &S::addPrompt, S>("addPrompt", AnsweredOn::IoThread),
-        remoteMethod<bool(uuid), &S::removePrompt, S>("removePrompt", AnsweredOn::IoThread),
+    using Methods = MethodsOf<S>;
+    static constexpr ServedMethod table[] = {
+        Methods::atOnce<&S::addPrompt>(remote::addPrompt),
+        Methods::atOnce<&S::removePrompt>(remote::removePrompt),
     };
     return table;
 }
 
-PromptService::PromptService(Registrations& prompts)
-    : prompts_(prompts), vocabulary_("SignInPrompts 1.0", methods()) {}
-
-void PromptService::onCall(std::unique_ptr<agent::spf::transport::IncomingCall> incoming) {
-    const Call call(std::move(incoming));
-    if (const auto* method = vocabulary_.find(*call))
-        method->answer(*this, call);
-}
+PromptService::PromptService(Registrations& prompts, StateThread& stateThread)
+    : Dispatch(nameOf<PromptService>(), methods(), stateThread, {&prompts}), prompts_(prompts) {}
 
 uuid PromptService::addPrompt(const Client& client, const ExportedCallback& callback) {
+    checkSignature<remote::Prompt>(callback);
     return prompts_.add(client, callback.getCallbackID());
 }
 

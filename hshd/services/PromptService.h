@@ -1,8 +1,7 @@
 #pragma once
 
+#include "hshd/services/Dispatch.h"
 #include "hshd/services/Registrations.h"
-#include "hshd/services/RemoteMethod.h"
-#include "hshd/services/Vocabulary.h"
 #include "contract/calls/ExportedCallback.h"
 
 #include <span>
@@ -11,25 +10,21 @@ namespace hshd {
 
 /// Where clients register the functions by which the person at them is asked; @see PromptFront for what such
 /// a function takes and answers. A client's prompts end with its connection.
-class PromptService final : public agent::spf::transport::Service {
+class PromptService final : public Dispatch {
 public:
     static constexpr const char* name = "SignInPrompts";
     static constexpr int version = 1;
     static constexpr int revision = 0;
 
-    explicit PromptService(Registrations& prompts);
+    PromptService(Registrations& prompts, StateThread& stateThread);
 
-    static std::span<const RemoteMethod<PromptService>> methods();
-
-    void onCall(std::unique_ptr<agent::spf::transport::IncomingCall> incoming) override;
-    void onDisconnected(const Client& client) override { prompts_.drop(*client); }
+    static std::span<const ServedMethod> methods();
 
 private:
     boost::uuids::uuid addPrompt(const Client& client, const agent::spf::core::ExportedCallback& callback);
     bool removePrompt(const Client& client, const boost::uuids::uuid& id);
 
     Registrations& prompts_;
-    const Vocabulary<PromptService> vocabulary_;
 };
 
 } // namespace hshd

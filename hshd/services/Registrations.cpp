@@ -54,8 +54,8 @@ bool Registrations::remove(const boost::uuids::uuid& id, const agent::spf::trans
     return true;
 }
 
-void Registrations::drop(const agent::spf::transport::ClientSession& client) {
-    const boost::uuids::uuid owner = client.id();
+void Registrations::clientGone(const Client& client) {
+    const boost::uuids::uuid owner = client->id();
     std::vector<Entry> released; // after unlocking
     const foundation::MutexLock lock(mutex_);
     if (perClient_.erase(owner) == 0)

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <agent/spf/transport/Server.h>
+#include "hshd/services/Client.h"
+
 #include <foundation/thread_annotations.h>
 
 #include <boost/uuid/uuid.hpp>
@@ -17,10 +18,8 @@ namespace hshd {
 
 /// The exported functions that clients have registered for one purpose, in the order of registration. A
 /// registration belongs to the client that made it and ends with that client's connection. Thread-safe.
-class Registrations {
+class Registrations final : public EndsWithClient {
 public:
-    using Client = std::shared_ptr<agent::spf::transport::ClientSession>;
-
     /// What the registered function looks like.
     enum class Form {
         Present, ///< version 2's: two records; terms in, an answer out
@@ -48,7 +47,7 @@ public:
     /// Whether `owner` had made such a registration.
     bool remove(const boost::uuids::uuid& id, const agent::spf::transport::ClientSession& owner);
     /// Removes all that the client has made.
-    void drop(const agent::spf::transport::ClientSession& client);
+    void clientGone(const Client& client) override;
 
     std::vector<Entry> all() const;
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "hshd/services/RemoteMethod.h"
+#include "hshd/services/Client.h"
 #include "hshd/identity/Secret.h"
 
 #include <functional>

@@ -1,9 +1,29 @@
+#include "hshd/services/PromptService.h"
 #include "tests/hshd/Fakes.h"
 #include "tests/support/Vocabulary.h"
 
 using namespace hshd::test;
 
 namespace {
+
+// Who answers a method has its signature, or there is no row.
+struct Handlers {
+    bool plain(const std::string&, int) const;
+    bool forClient(const hshd::Client&, std::string, int);
+    void later(const std::string&, int, hshd::LaterAnswer<bool>);
+    int otherResult(std::string, int);
+    bool otherArgument(std::string, long);
+    bool oneMissing(std::string);
+    void answersLaterElsewise(std::string, int, hshd::LaterAnswer<int>);
+};
+constexpr agent::spf::cppmsclientutils::RemoteMethod<bool(std::string, int)> method{"method", 1s};
+template <auto Handler>
+concept Answers = requires {
+    hshd::MethodsOf<Handlers>::atOnce<Handler>(method);
+};
+static_assert(Answers<&Handlers::plain> && Answers<&Handlers::forClient> && Answers<&Handlers::later>);
+static_assert(!Answers<&Handlers::otherResult> && !Answers<&Handlers::otherArgument> &&
+              !Answers<&Handlers::oneMissing> && !Answers<&Handlers::answersLaterElsewise>);
 
 struct Vocabulary : Test {
     Parts parts;
@@ -43,7 +63,11 @@ TEST_F(Vocabulary, WhatDoesNotFitIsRefusedWithAReason) {
     const auto added =
         peer.call<uuid(std::string, ExportedCallback)>("addLogoutNegotiator", std::string("n"), bad);
     EXPECT_EQ(added.error, ErrorKind::Refused);
-    EXPECT_TRUE(parts.listeners.all().empty() && parts.negotiators.all().empty());
+    hshd::Registrations prompts;
+    hshd::PromptService service(prompts, parts.stateThread);
+    Peer asking(service);
+    EXPECT_EQ(asking.call<uuid(ExportedCallback)>("addPrompt", bad).error, ErrorKind::Refused);
+    EXPECT_TRUE(parts.listeners.all().empty() && parts.negotiators.all().empty() && prompts.all().empty());
 }
 
 TEST_F(Vocabulary, QueriesAnswerFromTheState) {

@@ -1,4 +1,4 @@
-#include "hshd/services/RemoteMethod.h"
+#include "hshd/services/ServedMethod.h"
 
 #include "hshd/Log.h"
 #include "contract/calls/Errors.h"
