@@ -1,7 +1,7 @@
 #include "hshd/services/Negotiation.h"
 
-#include "hshd/services/FailureText.h"
-#include "hshd/Log.h"
+#include "contract/calls/Errors.h"
+#include "contract/records/Utf.h"
 
 #include <algorithm>
 #include <utility>
@@ -24,6 +24,24 @@ std::string outcomeText(Position decision) {
     }
     return "answered the unknown decision " + std::to_string(static_cast<int>(decision)) +
            ", taken as wanting the user asked";
+}
+
+/// Why a negotiator gave no answer, for the user. What it threw is left out: the text may hold a secret.
+std::string problemOf(const std::exception_ptr& error) {
+    using namespace agent::spf::core;
+    try {
+        std::rethrow_exception(error);
+    } catch (const RemoteError&) {
+        return "failed";
+    } catch (const TimeoutError&) {
+        return "did not answer in time";
+    } catch (const RefusedError&) {
+        return "could not be asked";
+    } catch (const DisconnectedError&) {
+        return "could not be asked";
+    } catch (...) {
+        return "gave an answer that cannot be read";
+    }
 }
 
 } // namespace
@@ -68,18 +86,26 @@ void Negotiation::answered(std::size_t party, GenericPayload payload) {
         return;
     }
     const std::string outcome = outcomeText(answer->decision);
-    settle(party, std::move(answer), outcome);
+    settle(party, std::move(answer), Severity::info, outcome);
 }
 
 void Negotiation::failed(std::size_t party, const std::exception_ptr& error) {
-    negotiators_.dropIfGone(parties_[party], error);
-    settle(party, std::nullopt, "gave no answer that counts, " + failureText(error));
+    const auto& entry = parties_[party];
+    negotiators_.dropIfGone(entry, error);
+    if (!entry.client->connected() || !negotiators_.contains(entry.id)) {
+        settle(party, std::nullopt, Severity::info, "is gone and has no say");
+        return;
+    }
+    const auto problem = problemOf(error);
+    const auto& name = entry.name.empty() ? entry.client->clientId() : entry.name;
+    settle(party, NegotiatorResponse{Position::Object, login::toUtf16(name + " " + problem)},
+           Severity::warning, problem + ", which counts as an objection");
 }
 
-void Negotiation::settle(std::size_t party, Answer answer, const std::string& outcome) {
+void Negotiation::settle(std::size_t party, Answer answer, Severity severity, const std::string& outcome) {
     const auto took =
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started_);
-    logger().log(answer ? Severity::info : Severity::warning,
+    logger().log(severity,
                  "Logout negotiator " + parties_[party].describe() + " " + outcome + " (after " +
                      std::to_string(took.count()) + " ms)");
     {

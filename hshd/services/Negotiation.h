@@ -1,5 +1,6 @@
 #pragma once
 
+#include "hshd/Log.h"
 #include "hshd/services/Registrations.h"
 #include "contract/records/Negotiation.h"
 
@@ -20,8 +21,9 @@ namespace hshd {
 ///
 /// The logout is accepted when every answer accepts. The messages of those who object and of those who want
 /// the user asked come back in the order of registration, empty ones too, so that the lists tell how many
-/// there were. An answer beyond the known ones asks the user. Who fails, or does not answer in time, does not
-/// hold back the logout. Each answer is one log line: who, what, after how long.
+/// there were. An answer beyond the known ones asks the user. Who cannot be asked, fails, or is late
+/// objects, with a message that says so: silence is not consent. Only who is gone by then, with its client or
+/// by itself, has no say. Each answer is one log line: who, what, after how long.
 ///
 /// A negotiation keeps itself alive until the last answer. Answers may come on any thread.
 class Negotiation : public std::enable_shared_from_this<Negotiation> {
@@ -36,7 +38,7 @@ public:
                       std::chrono::milliseconds limit, Done done);
 
 private:
-    using Answer = std::optional<login::NegotiatorResponse>; // empty: none that counts
+    using Answer = std::optional<login::NegotiatorResponse>; // empty: it has no say
 
     Negotiation(Registrations& negotiators, login::NegotiationTerms terms, Done done);
 
@@ -44,7 +46,7 @@ private:
     void ask(std::size_t party, std::chrono::milliseconds limit);
     void answered(std::size_t party, agent::spf::core::GenericPayload payload);
     void failed(std::size_t party, const std::exception_ptr& error);
-    void settle(std::size_t party, Answer answer, const std::string& outcome);
+    void settle(std::size_t party, Answer answer, Severity severity, const std::string& outcome);
     void finish();
 
     Registrations& negotiators_;

@@ -69,13 +69,18 @@ void Registrations::clientGone(const Client& client) {
 void Registrations::dropIfGone(const Entry& entry, const std::exception_ptr& error) {
     try {
         std::rethrow_exception(error);
-    } catch (const RefusedError&) {
+    } catch (const agent::spf::core::WithdrawnError&) {
         if (remove(entry.id, *entry.client))
             logger().log(Severity::info,
                          "A registration is dropped: " + entry.describe() + " no longer has the function");
     } catch (...) {
         // It may well work the next time.
     }
+}
+
+bool Registrations::contains(const boost::uuids::uuid& id) const {
+    const foundation::MutexLock lock(mutex_);
+    return std::ranges::find(entries_, id, &Entry::id) != entries_.end();
 }
 
 std::vector<Registrations::Entry> Registrations::all() const {

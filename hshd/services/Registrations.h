@@ -50,9 +50,10 @@ public:
     void clientGone(const Client& client) override;
 
     std::vector<Entry> all() const;
+    bool contains(const boost::uuids::uuid& id) const;
 
-    /// Removes an entry whose function could not be called, when the client no longer knows it: it would be
-    /// called in vain for ever. @param error why it could not.
+    /// Removes an entry whose function could not be called, when the client no longer has it: it would be
+    /// called in vain for ever. @param error why it could not. Any other reason may pass.
     void dropIfGone(const Entry& entry, const std::exception_ptr& error);
 
 private:

@@ -47,7 +47,7 @@ public:
     const uuid& id() const noexcept override { return id_; }
     const std::string& clientId() const noexcept override { return name_; }
     pid_t pid() const noexcept override { return 4711; }
-    bool connected() const noexcept override { return true; }
+    bool connected() const noexcept override { return isConnected; }
     void callBack(const uuid& callback, GenericPayload arguments, milliseconds timeout,
                   core::CompletionHandler handler) override {
         Asked asked{callback, std::move(arguments), timeout, std::move(handler)};
@@ -57,6 +57,7 @@ public:
     /// Without it calls pile up in `asked`. Set before the client is used by more than one thread.
     std::function<void(Asked&)> onAsked;
     std::vector<Asked> asked;
+    std::atomic<bool> isConnected = true;
 
 private:
     const uuid id_ = login::detail::createUuid();

@@ -99,25 +99,40 @@ TEST_F(LogoutNegotiation, CollectsAnswersInTheOrderOfRegistration) {
               (NegotiationsResult{false, {u"", u"c objects"}, {u"b asks", u"d is from the future"}}));
 }
 
-TEST_F(LogoutNegotiation, WhoGivesNoAnswerDoesNotHoldBackTheLogout) {
-    Peer peer(parts);
-    for (const char* name : {"accepts", "slow", "throws", "gone", "wrong type", "says nothing"})
+TEST_F(LogoutNegotiation, WhoGivesNoAnswerObjectsUnlessItIsGone) {
+    Peer peer(parts), other(parts, "other");
+    for (const char* name : {"content", "slow", "broken", "busy", "odd", "mute", "cut off", "withdrawn"})
         peer.negotiate(name);
+    const uuid removed = peer.negotiate("removed");
+    other.negotiate("other's");
     auto pending = peer.negotiateLogout(1);
     auto& asked = peer.client->asked;
-    ASSERT_EQ(asked.size(), 6U);
+    ASSERT_EQ(asked.size(), 9U);
     answer(asked[0], 2, u"fine");
     failWith(asked[1], ErrorKind::Timeout, "overdue");
     failWith(asked[2], ErrorKind::Remote, "secret");
-    failWith(asked[3], ErrorKind::Disconnected, "gone");
+    failWith(asked[3], ErrorKind::Refused, "too many");
     asked[4].handler.onValue(GenericPayload::of(17));
     asked[5].handler.onValue({});
-    EXPECT_EQ(waitFor(std::move(pending)).as<NegotiationsResult>(), nobodyObjects);
-    for (const char* line : {"`accepts` of client client (process 4711) accepts",
-                             "(process 4711) gave no answer that counts, it did not end in time", "`gone`",
-                             "`says nothing`", "asked 6, accepted"})
+    failWith(asked[6], ErrorKind::Disconnected, "for a moment");
+    failWith(asked[7], ErrorKind::Withdrawn, "unknown");
+    EXPECT_TRUE(peer.remove("removeLogoutNegotiator", removed));
+    failWith(asked[8], ErrorKind::Timeout, "overdue");
+    other.client->isConnected = false; // its registrations end a moment later
+    failWith(other.client->asked[0], ErrorKind::Disconnected, "gone");
+    EXPECT_EQ(waitFor(std::move(pending)).as<NegotiationsResult>(),
+              (NegotiationsResult{false,
+                                  {u"slow did not answer in time", u"broken failed",
+                                   u"busy could not be asked", u"odd gave an answer that cannot be read",
+                                   u"mute gave an answer that cannot be read", u"cut off could not be asked"},
+                                  {}}));
+    for (const char* line : {"`content` of client client (process 4711) accepts",
+                             "(process 4711) did not answer in time, which counts as an objection",
+                             "`withdrawn` of client client (process 4711) is gone and has no say",
+                             "`removed`", "`other's`", "asked 10, not accepted"})
         EXPECT_TRUE(log.mentions(line)) << line;
     EXPECT_FALSE(log.mentions("secret"));
+    EXPECT_EQ(parts.negotiators.all().size(), 8U) << "only who is gone is forgotten";
 }
 
 TEST_F(LoginServiceConcurrency, ClientsComeAndGoWhileTheStateChanges) {
