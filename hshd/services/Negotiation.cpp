@@ -92,7 +92,7 @@ void Negotiation::answered(std::size_t party, GenericPayload payload) {
 void Negotiation::failed(std::size_t party, const std::exception_ptr& error) {
     const auto& entry = parties_[party];
     negotiators_.dropIfGone(entry, error);
-    if (!entry.client->connected() || !negotiators_.contains(entry.id)) {
+    if (!entry.client->connected() || !negotiators_.find(entry.id)) {
         settle(party, std::nullopt, Severity::info, "is gone and has no say");
         return;
     }

@@ -78,9 +78,10 @@ void Registrations::dropIfGone(const Entry& entry, const std::exception_ptr& err
     }
 }
 
-bool Registrations::contains(const boost::uuids::uuid& id) const {
+std::optional<Registrations::Entry> Registrations::find(const boost::uuids::uuid& id) const {
     const foundation::MutexLock lock(mutex_);
-    return std::ranges::find(entries_, id, &Entry::id) != entries_.end();
+    const auto found = std::ranges::find(entries_, id, &Entry::id);
+    return found == entries_.end() ? std::nullopt : std::optional(*found);
 }
 
 std::vector<Registrations::Entry> Registrations::all() const {

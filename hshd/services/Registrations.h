@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -50,7 +51,7 @@ public:
     void clientGone(const Client& client) override;
 
     std::vector<Entry> all() const;
-    bool contains(const boost::uuids::uuid& id) const;
+    std::optional<Entry> find(const boost::uuids::uuid& id) const;
 
     /// Removes an entry whose function could not be called, when the client no longer has it: it would be
     /// called in vain for ever. @param error why it could not. Any other reason may pass.

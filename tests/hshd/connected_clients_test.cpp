@@ -4,6 +4,7 @@
 #include "hshd/Daemon.h"
 #include "tests/hshd/Fakes.h"
 #include "tests/support/ConnectedClient.h"
+#include "tests/support/Recorded.h"
 
 using namespace hshd::test;
 
@@ -100,4 +101,23 @@ TEST_F(ConnectedClients, AnObjectorIsHeardByManyNegotiationsAtOnce) {
     for (auto& negotiation : negotiations)
         ASSERT_FALSE(negotiation.get().accepted);
     EXPECT_EQ(two.negotiation().get(), (NegotiationsResult{false, {u"unsaved work"}, {}}));
+}
+
+TEST_F(ConnectedClients, AListenerIsToldLaterOfWhatWasTooLarge) {
+    hshd::Daemon daemon(options);
+    daemon.start();
+    Exporting client(options);
+    Recorded<std::u16string> told;
+    client.call<uuid>("addStatusListener", client.exported<void(const LoginInfo&, const LoginInfo&)>(
+                                               [&](auto& now, auto&) { told.add(now.userId.substr(0, 3)); }));
+    const auto large = std::u16string(300'000, u'x'); // 600 kB: two of them are more than a frame holds
+    for (const auto& user : {u"ada" + large, u"eve" + large, std::u16string(u"bob")}) {
+        LoginInfo info;
+        info.userId = user;
+        info.level = Level::SignedIn;
+        const auto number = told.all().size();
+        client.call("impersonate", std::string("token"), info);
+        EXPECT_EQ(told.at(number), user.substr(0, 3));
+    }
+    EXPECT_EQ(log.mentions("not told of a change"), 1U);
 }

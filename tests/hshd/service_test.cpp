@@ -1,5 +1,6 @@
 #include "hshd/services/Negotiation.h"
 #include "tests/hshd/Fakes.h"
+#include "tests/support/Recorded.h"
 
 using namespace hshd::test;
 
@@ -71,10 +72,49 @@ TEST_F(LoginService, AListenerThatFailsOrNeverEndsKeepsNobodyFromBeingTold) {
     EXPECT_FALSE(log.mentions("secret"));
 }
 
+TEST_F(LoginService, AListenerThatWasNotToldIsToldTheNewestStateLater) {
+    Peer peer(parts);
+    Recorded<FakeClient::Asked> tellings;
+    peer.client->onAsked = [&](FakeClient::Asked& asked) { tellings.add(std::move(asked)); };
+    peer.listen();
+    auto next = [&, number = std::size_t(0)](const std::u16string& now,
+                                             const std::u16string& before) mutable {
+        auto asked = tellings.at(number++);
+        EXPECT_EQ(asked.arguments.get<LoginInfo>(0).userId, now);
+        EXPECT_EQ(asked.arguments.get<LoginInfo>(1).userId, before);
+        return asked;
+    };
+    peer.impersonate("t", person(u"ada"));
+    peer.impersonate("t", person(u"eve"));
+    auto superseded = next(u"ada", u"");
+    auto last = next(u"eve", u"ada");
+    failWith(superseded, ErrorKind::Refused, "too large"); // the last one makes up for it
+    failWith(last, ErrorKind::Refused, "too large");
+    last = next(u"eve", u"");
+    failWith(last, ErrorKind::Refused, "no room");
+    superseded = next(u"eve", u"");
+    peer.impersonate("t", person(u"bob"));
+    failWith(superseded, ErrorKind::Timeout, "overdue");
+    last = next(u"bob", u"eve");
+    failWith(last, ErrorKind::Timeout, "overdue");
+    last = next(u"bob", u"");
+    EXPECT_GT(last.timeout, generous) << "who needs longer gets there";
+    last.handler.onValue({});
+    EXPECT_EQ(log.mentions("not told of a change"), 3U) << "only changes are mentioned";
+    peer.impersonate("t", person(u"ada"));
+    last = next(u"ada", u"bob");
+    failWith(last, ErrorKind::Withdrawn, "unknown");
+    EXPECT_TRUE(parts.listeners.all().empty());
+    EXPECT_EQ(tellings.take().size(), 7U);
+}
+
 TEST_F(LoginService, ACommandWhoseCallerHasGivenUpIsNotCarriedOut) {
     const std::string descriptor = core::SignatureDescriptor::of<void(bool)>().named("vetoSignIn");
     const auto late = waitFor(Peer(parts).send("vetoSignIn", descriptor, GenericPayload::of(true), 0ms));
     EXPECT_EQ(late.error, ErrorKind::Timeout);
+    Peer gone(parts);
+    gone.client->isConnected = false;
+    EXPECT_EQ((gone.call<void(bool)>("vetoSignIn", true).error), ErrorKind::Timeout);
     EXPECT_FALSE(parts.state.signInVetoed());
 }
 
