@@ -27,6 +27,8 @@ Account readAccount(const json::object& object, const std::string& place) {
     account.name = reader.text("name");
     if (account.name.empty())
         reader.fail("name", "is missing or empty; give the account a name");
+    if (account.name.size() > Accounts::longestName)
+        reader.fail("name", "is longer than " + std::to_string(Accounts::longestName) + " bytes");
     if (account.name.find(':') != std::string::npos)
         reader.fail("name", "must not hold a colon");
     login::LoginInfo& info = account.info;

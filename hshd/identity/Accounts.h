@@ -27,6 +27,8 @@ struct Account {
 /// "passwordHash" is what hshd --hash-password prints. Other keys are an error.
 class Accounts {
 public:
+    static constexpr std::size_t longestName = 256; ///< bytes
+
     /// No accounts.
     Accounts() = default;
     /// @throws std::runtime_error naming the file, the place in it and what is wrong.

@@ -42,18 +42,26 @@ void SignInRequest::answered(PersonsAnswer answer) {
         finish(answer.problem);
         return;
     }
-    const auto delay = checking_.throttle.delay(answer.account);
-    if (delay.count() == 0)
-        check(std::move(answer));
+    if (answer.account.size() > Accounts::longestName) {
+        finish("An account name has at most " + std::to_string(Accounts::longestName) + " bytes.");
+        return;
+    }
+    auto turn = checking_.throttle.next(answer.account);
+    if (!turn)
+        finish("Too many tries for this account wait already; try again in a minute.");
+    else if (turn->delay().count() == 0)
+        check(std::move(answer), std::move(turn));
     else
-        checking_.timers.after(
-            delay, [self = shared_from_this(), answer = std::move(answer)] { self->check(answer); });
+        checking_.timers.after(turn->delay(), [self = shared_from_this(), answer = std::move(answer), turn] {
+            self->check(answer, turn);
+        });
 }
 
-void SignInRequest::check(PersonsAnswer answer) {
+void SignInRequest::check(PersonsAnswer answer, Try turn) {
     if (ended_)
         return;
-    const bool posted = checking_.hashing.post([self = shared_from_this(), answer = std::move(answer)] {
+    const bool posted = checking_.hashing.post([self = shared_from_this(), answer = std::move(answer),
+                                                turn = std::move(turn)]() mutable {
         const Account* account = self->parts_.accounts.find(answer.account);
         bool right = false;
         try {
@@ -65,15 +73,16 @@ void SignInRequest::check(PersonsAnswer answer) {
             self->finish(std::string("The password could not be checked: ") + error.what() + ".");
             return;
         }
-        self->checked(right ? account : nullptr, answer.account);
+        right ? turn->succeeded() : turn->failed();
+        turn.reset(); // before the next one is asked for
+        self->checked(right ? account : nullptr);
     });
     if (!posted)
         finish("The daemon is shutting down.");
 }
 
-void SignInRequest::checked(const Account* account, const std::string& name) {
+void SignInRequest::checked(const Account* account) {
     if (!account) {
-        checking_.throttle.failed(name);
         logger().log(Severity::warning, "A sign-in of client " + client_->clientId() + " (process " +
                                             std::to_string(client_->pid()) +
                                             ") failed: wrong name or password");
@@ -83,7 +92,6 @@ void SignInRequest::checked(const Account* account, const std::string& name) {
             finish(wrongText);
         return;
     }
-    checking_.throttle.succeeded(name);
     if (account->info.level < wish_.level)
         finish("This account signs in at level " + std::to_string(static_cast<int>(account->info.level)) +
                "; level " + std::to_string(static_cast<int>(wish_.level)) + " takes more than a password.");

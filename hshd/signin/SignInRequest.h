@@ -41,8 +41,9 @@ public:
 private:
     void ask(const std::string& message);
     void answered(PersonsAnswer answer);
-    void check(PersonsAnswer answer);
-    void checked(const Account* account, const std::string& name);
+    using Try = std::shared_ptr<SignInThrottle::Try>;
+    void check(PersonsAnswer answer, Try turn);
+    void checked(const Account* account);
     void signIn(login::LoginInfo info);
     void finish(const std::string& error);
 

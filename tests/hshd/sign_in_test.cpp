@@ -2,6 +2,7 @@
 
 #include "hshd/identity/PasswordHash.h"
 #include "hshd/services/InteractiveService.h"
+#include "hshd/signin/UnattendedFront.h"
 #include "tests/hshd/Fakes.h"
 #include "tests/support/Recorded.h"
 
@@ -154,20 +155,74 @@ TEST_F(SignIn, ASignOutIsNegotiatedAndThenThePersonsToDecide) {
     EXPECT_TRUE((peer.call<bool()>("supportsWebRedirect").as<bool>()));
 }
 
+TEST_F(SignIn, ANameThatIsTooLongIsNoneAndGuessersStandInOneQueue) {
+    signIn();
+    front.type(0, std::string(900'000, 'x'), "right");
+    EXPECT_EQ(told(0), "An account name has at most 256 bytes.");
+    // Many at once: each is one more client, and none waits for another's failure.
+    std::vector<std::unique_ptr<Peer>> peers;
+    std::atomic<int> refused{0};
+    for (std::size_t i = 0; i < 20; ++i) {
+        auto& guesser = *peers.emplace_back(std::make_unique<Peer>(service, "guesser" + std::to_string(i)));
+        guesser.client->onAsked = [&](FakeClient::Asked& asked) {
+            refused += asked.arguments.get<std::string>(1).starts_with("Too many tries");
+        };
+        guesser.call<void(std::string, ExportedCallback, int, std::string)>(
+            "requestLoginAsync", std::string("test"), exported<void(LoginInfo, std::string)>(), 2,
+            std::string("{}"));
+        front.type(1 + i, "ada", "guess");
+    }
+    EXPECT_GE(refused, 11); // of 20; the others wait their turns, the last one for half a minute
+    service.stop();
+}
+
+TEST(UnattendedFront, TakesItsAnswersFromAPrivateFileOnly) {
+    TempDirectory directory;
+    const auto file = directory.path() / "answers.json";
+    std::ofstream(file) << R"({"account": "ada", "password": "p"})";
+    fs::permissions(file, fs::perms::owner_all);
+    EXPECT_NO_THROW(hshd::UnattendedFront::fromFile(file));
+    fs::permissions(file, fs::perms::group_read, fs::perm_options::add);
+    EXPECT_THROW(hshd::UnattendedFront::fromFile(file), std::runtime_error);
+}
+
 TEST(SignInThrottle, HoldsRepeatedFailuresBackAndForgetsThem) {
     auto now = hshd::SignInThrottle::Clock::now();
     hshd::SignInThrottle throttle([&now] { return now; });
+    const auto fail = [&](const std::string& name) {
+        const auto turn = throttle.next(name);
+        now += turn->delay();
+        turn->failed();
+        return turn->delay();
+    };
     std::vector<milliseconds> delays;
-    for (int i = 0; i < 10; ++i) {
-        delays.push_back(throttle.delay("ada"));
-        throttle.failed("ada");
-    }
+    for (int i = 0; i < 10; ++i)
+        delays.push_back(fail("ada"));
     EXPECT_THAT(delays, ElementsAre(0ms, 0ms, 0ms, 1s, 2s, 4s, 8s, 16s, 30s, 30s));
-    EXPECT_EQ(throttle.delay("bob"), 0ms);
+    EXPECT_EQ(throttle.next("bob")->delay(), 0ms);
     now += 11min;
-    EXPECT_EQ(throttle.delay("ada"), 0ms);
+    EXPECT_EQ(throttle.next("ada")->delay(), 0ms);
     for (int i = 0; i < 4; ++i)
-        throttle.failed("ada");
-    throttle.succeeded("ada");
-    EXPECT_EQ(throttle.delay("ada"), 0ms);
+        fail("ada");
+    throttle.next("ada")->succeeded();
+    EXPECT_EQ(throttle.next("ada")->delay(), 0ms);
+
+    // As many at once gain nothing, and neither do those who give up.
+    std::vector<std::shared_ptr<hshd::SignInThrottle::Try>> atOnce;
+    while (auto turn = throttle.next("eve"))
+        atOnce.push_back(std::move(turn));
+    EXPECT_EQ(atOnce.size(), 8u);
+    EXPECT_EQ(atOnce.back()->delay(), 31s);
+    atOnce.clear();
+    EXPECT_EQ(throttle.next("eve")->delay(), 0ms);
+    // Names that are made up do not wash out the one that is guessed at, nor give it a fresh queue.
+    for (int i = 0; i < 5; ++i)
+        fail("ada");
+    for (int i = 0; i < 20'000; ++i) {
+        if (const auto turn = throttle.next("made up " + std::to_string(i)))
+            turn->failed();
+    }
+    EXPECT_GE(throttle.next("ada")->delay(), 1s);
+    const auto newcomer = throttle.next("a name of its own");
+    EXPECT_TRUE(!newcomer || newcomer->delay() >= 1s);
 }
