@@ -48,6 +48,8 @@ void writeAccount(const std::filesystem::path& place, const std::filesystem::pat
         << R"("passwordHash": ")" << made.output << R"("}]})";
     std::ofstream(place / "answers.json")
         << R"({"account": "ada", "password": "demo-password", "consent": true})";
+    using std::filesystem::perms;
+    permissions(place / "answers.json", perms::owner_read | perms::owner_write);
 }
 
 int run(const std::filesystem::path& program, const std::filesystem::path& zelkorlogin) {

@@ -112,6 +112,8 @@ Options parseOptions(int argc, const char* const* argv) {
            "JSON file of the account, the password and the consent that answer in the person's place; "
            "for tests")
         ->type_name("FILE");
+    app.add_flag("--allow-core", options.allowCore,
+                 "Let a crash leave a core file, and debuggers attach; both can show secrets");
     app.add_flag("--hash-password", options.hashPassword,
                  "Read a password from the standard input and print its hash for the accounts file");
     app.add_flag("--print-vocabulary", options.printVocabulary,

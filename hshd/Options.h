@@ -28,6 +28,7 @@ struct Options {
     std::filesystem::path unattended; ///< answers in the person's place; empty: the person is asked
 
     bool hashPassword = false;    ///< no daemon: print the hash of a password
+    bool allowCore = false;       ///< cores and debuggers may show secrets
     bool printVocabulary = false; ///< no daemon: print what it would answer
 
     std::filesystem::path script; ///< empty: the daemon behaves

@@ -11,6 +11,7 @@
 #include <exception>
 #include <iostream>
 #include <string>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
@@ -90,6 +91,9 @@ int run(const hshd::Options& options) {
         return EXIT_SUCCESS;
     }
     umask(077);
+    // Passwords and tokens pass through: no core keeps them, and no other process of the user reads them.
+    if (!options.allowCore)
+        ::prctl(PR_SET_DUMPABLE, 0);
     const sigset_t signals = blockEndSignals();
     setUpLog(options);
     hshd::Daemon daemon(options);

@@ -22,6 +22,7 @@ public:
     const std::string& method() const noexcept override { return call_->method(); }
     const std::string& descriptor() const noexcept override { return call_->descriptor(); }
     agent::spf::core::GenericPayload& arguments() noexcept override { return call_->arguments(); }
+    std::size_t bytes() const noexcept override { return call_->bytes(); }
     const std::shared_ptr<agent::spf::transport::ClientSession>& client() const noexcept override {
         return call_->client();
     }

@@ -38,6 +38,7 @@ void Dispatch::onCall(std::unique_ptr<IncomingCall> incoming) {
 }
 
 void Dispatch::onDisconnected(const Client& client) {
+    stateThread_.drop(client.get());
     for (EndsWithClient* ends : endsWithClient_)
         ends->clientGone(client);
 }
@@ -60,7 +61,7 @@ const ServedMethod* Dispatch::find(IncomingCall& call) const {
 }
 
 void Dispatch::answerOnStateThread(const ServedMethod& method, const Call& call) {
-    const bool posted = stateThread_.post([this, &method, call] {
+    const auto posted = stateThread_.post(call->client().get(), call->bytes(), [this, &method, call] {
         // The caller has given up, or is gone: doing it now would surprise whoever sees it.
         if (call->deadline() <= std::chrono::steady_clock::now() || !call->client()->connected())
             call->fail(ErrorKind::Timeout,
@@ -68,8 +69,12 @@ void Dispatch::answerOnStateThread(const ServedMethod& method, const Call& call)
         else
             method.answer(*this, call);
     });
-    if (!posted)
+    if (posted == StateThread::Posted::Ending)
         call->fail(ErrorKind::Remote, "the daemon is shutting down; nothing was changed");
+    else if (posted == StateThread::Posted::Full)
+        call->fail(ErrorKind::Refused, "`" + call->method() +
+                                           "`: too many changes wait to be saved; nothing was changed. Wait "
+                                           "for the answers of those before it");
 }
 
 } // namespace hshd

@@ -95,6 +95,7 @@ public:
     const std::string& method() const noexcept override { return method_; }
     const std::string& descriptor() const noexcept override { return descriptor_; }
     GenericPayload& arguments() noexcept override { return arguments_; }
+    std::size_t bytes() const noexcept override { return 1000; }
     const std::shared_ptr<transport::ClientSession>& client() const noexcept override { return client_; }
     std::chrono::steady_clock::time_point deadline() const noexcept override { return deadline_; }
     void reply(GenericPayload result) override { end({std::nullopt, "", std::move(result)}); }

@@ -13,9 +13,10 @@ namespace agent::spf::transport {
 class ServerCall final : public IncomingCall {
 public:
     ServerCall(std::shared_ptr<Session> session, std::uint64_t id, std::string method, std::string descriptor,
-               core::GenericPayload arguments, std::chrono::steady_clock::time_point deadline)
+               core::GenericPayload arguments, std::size_t bytes, std::chrono::steady_clock::time_point deadline)
         : session_(session), client_(std::move(session)), id_(id), method_(std::move(method)),
-          descriptor_(std::move(descriptor)), arguments_(std::move(arguments)), deadline_(deadline) {}
+          descriptor_(std::move(descriptor)), arguments_(std::move(arguments)), bytes_(bytes),
+          deadline_(deadline) {}
     ~ServerCall() override {
         if (!answered_.exchange(true))
             session_->dropped(id_);
@@ -24,6 +25,7 @@ public:
     const std::string& method() const noexcept override { return method_; }
     const std::string& descriptor() const noexcept override { return descriptor_; }
     core::GenericPayload& arguments() noexcept override { return arguments_; }
+    std::size_t bytes() const noexcept override { return bytes_; }
     const std::shared_ptr<ClientSession>& client() const noexcept override { return client_; }
     std::chrono::steady_clock::time_point deadline() const noexcept override { return deadline_; }
 
@@ -47,6 +49,7 @@ private:
     const std::string method_;
     const std::string descriptor_;
     core::GenericPayload arguments_;
+    const std::size_t bytes_;
     const std::chrono::steady_clock::time_point deadline_;
     std::atomic<bool> answered_ = false;
 };

@@ -168,7 +168,8 @@ void Session::serve(OfferedService& service, wire::Call::Reader call, Clock::tim
     try {
         incoming = std::make_unique<ServerCall>(
             shared_from_this(), id, wire::textOf(call.getMethod()), wire::textOf(call.getDescriptor()),
-            wire::decodePayload(call.getPayload(), core_->options.limits.slots), deadline);
+            wire::decodePayload(call.getPayload(), core_->options.limits.slots),
+            call.totalSize().wordCount * sizeof(capnp::word), deadline);
     } catch (const core::MalformedError& error) {
         fail(id, core::ErrorKind::Malformed, error.what());
         return;

@@ -10,6 +10,7 @@
 #include <boost/uuid/uuid.hpp>
 
 #include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -52,6 +53,8 @@ public:
     /// The signature's text, with the method's name, as the client sent it.
     virtual const std::string& descriptor() const noexcept = 0;
     virtual core::GenericPayload& arguments() noexcept = 0;
+    /// How large it arrived.
+    virtual std::size_t bytes() const noexcept = 0;
     virtual const std::shared_ptr<ClientSession>& client() const noexcept = 0;
     /// After this nobody waits for the answer.
     virtual std::chrono::steady_clock::time_point deadline() const noexcept = 0;
