@@ -75,28 +75,4 @@ TEST_F(CallbackExport, DecodesForTheListenerAndAnswersForTheNegotiator) {
     EXPECT_EQ(daemon.callbacks()->size(), 0u);
 }
 
-TEST_F(CallbackExport, ACallFromInsideACallbackDoesNotWaitBehindARegistration) {
-    // The daemon holds back negotiateLogout's answer until the negotiator has answered; the negotiator asks
-    // the same client; a registration waits for the lock that negotiateLogout's caller shares.
-    const auto client = makeClient(10, 10);
-    appear();
-    answerAdds();
-    const auto negotiator = [&](const auto&) {
-        static_cast<void>(client->getEndpoint());
-        return NegotiatorResponse{Negotiator::Position::Accept, u""};
-    };
-    static_cast<void>(client->addLogoutNegotiator({"asks", negotiator}));
-    const auto callback = lastCallback("addLogoutNegotiator");
-    daemon.answer("getEndpoint", std::string("e"));
-    daemon.hold("negotiateLogout");
-    std::jthread negotiating([&] { EXPECT_TRUE(client->negotiateLogout({2}).accepted); });
-    ASSERT_TRUE(daemon.waitForHeld(1));
-    std::jthread registering([&] { static_cast<void>(client->addStatusListenerV2([](auto&, auto&) {})); });
-    auto answered = std::async(std::launch::async, [&] {
-        daemon.callbacks()->invoke(callback, {}, GenericPayload::of(NegotiationTerms{2}));
-    });
-    ASSERT_TRUE(comes(answered));
-    daemon.release(GenericPayload::of(detail::NegotiationsResult{true, {}, {}}));
-}
-
 } // namespace

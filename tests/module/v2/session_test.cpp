@@ -6,9 +6,6 @@
 
 #include <boost/uuid/uuid_io.hpp>
 
-#include <array>
-#include <bit>
-#include <cstdint>
 #include <latch>
 #include <system_error>
 
@@ -254,31 +251,6 @@ TEST_F(SessionLogin, ChangesOfSeveralThreadsFollowOneAnother) {
     ASSERT_EQ(made.size(), 800u);
     for (std::size_t i = 0; i < made.size(); i += 2)
         EXPECT_EQ(made[i + 1], "daemon" + made[i].substr(6)) << i;
-}
-
-/// A member function's place in the class's own table.
-template <class Function>
-std::size_t slotOf(Function function) {
-    return (std::bit_cast<std::array<std::uintptr_t, 2>>(function)[0] - 1) / sizeof(void*);
-}
-
-// Callers that were built apart from this class find its functions by their places.
-TEST_F(SessionLogin, OwnFunctionsHaveTheirFixedPlaces) {
-    using Session = spf::session::ZelkorLogin;
-    const std::size_t places[] = {slotOf(&Session::getLoginInfoAndLogTELX),
-                                  slotOf(&Session::getEndpoint),
-                                  slotOf(&Session::getRelease),
-                                  slotOf(&Session::getSourceId),
-                                  slotOf(&Session::getPersistedLoginData),
-                                  slotOf(&Session::persistIdentity),
-                                  slotOf(&Session::clearSettings),
-                                  slotOf(&Session::getCurrentSessionId),
-                                  slotOf(&Session::completeLogout),
-                                  slotOf(&Session::isLogoutVetoed),
-                                  slotOf(&Session::negotiateLogout),
-                                  slotOf(&Session::vetoSignIn),
-                                  slotOf(&Session::shouldVetoSignIn)};
-    EXPECT_THAT(places, ElementsAre(15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27));
 }
 
 } // namespace
