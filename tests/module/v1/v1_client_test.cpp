@@ -34,8 +34,7 @@ TEST_F(Version1, AnIdIsTheDaemonsUntilAnotherDaemonGivesAnother) {
         daemon.on(method, give);
     daemon.answer("removeStatusListener", true);
     daemon.answer("removeLogoutVetoer", false); // what it answers is nobody's concern
-    daemon.appear();
-    ASSERT_TRUE(daemon.waitForCalls("addStatusListenerV2"));
+    appear();
     const auto vetoer = client->addLogoutVetoer([] { return true; });
     EXPECT_EQ(vetoer.getValue(), given.at(1));
     EXPECT_TRUE(client->removeStatusListener(fallback)) << "found in the second registry";
@@ -44,8 +43,7 @@ TEST_F(Version1, AnIdIsTheDaemonsUntilAnotherDaemonGivesAnother) {
 
     daemon.disappear();
     ASSERT_TRUE(log.waitFor(16, "Invokable for ZelkorLogin-v1.7 was removed"));
-    daemon.appear();
-    ASSERT_TRUE(daemon.waitForCalls("addLogoutVetoer", 2));
+    appear();
     EXPECT_TRUE(client->removeLogoutVetoer(vetoer));
     EXPECT_EQ(daemon.calls().back().method, "removeLogoutVetoer");
     EXPECT_EQ(daemon.calls().back().arguments.get<boost::uuids::uuid>(0), given.at(2)) << "the new daemon's";
