@@ -48,6 +48,7 @@ TEST_F(ClientLifetime, WaitsForAListenerThatIsBeingTold) {
     daemon.appear();
     ASSERT_TRUE(comes(told.get_future()));
     client.reset();
+    settle();
     EXPECT_FALSE(endedMeanwhile);
 }
 

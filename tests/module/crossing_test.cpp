@@ -127,7 +127,15 @@ TEST_P(Crossing, ARemovalInsideACallbackWaitsForNothing) {
     make(10, 10);
     appear(daemon);
     const auto id = client->login->addStatusListenerV2([](auto&, auto&) {});
+    const auto another = client->login->addStatusListenerV2([](auto&, auto&) {});
     daemon.hold("removeStatusListener");
+    auto removingAnother = std::async(std::launch::async, [&] {
+        const agent::spf::core::CallbackScope scope;
+        return client->login->removeStatusListener(another); // the lock is free, the daemon silent
+    });
+    ASSERT_TRUE(comes(removingAnother));
+    ASSERT_TRUE(daemon.waitForHeld(1)); // soon after
+    daemon.release(GenericPayload::of(true));
     daemon.hold(addMethod());
     std::jthread adding([&] { static_cast<void>(client->login->addStatusListenerV2([](auto&, auto&) {})); });
     ASSERT_TRUE(daemon.waitForHeld(1));

@@ -54,10 +54,12 @@ public:
         : FakeDaemon(std::move(context), Identity{}) {}
     ~FakeDaemon() { disappear(); }
 
+    /// Of daemons that appear from now on.
+    void limitCallbacks(std::size_t limit) { callbackLimit_ = limit; }
     /// Registers a new Invokable; the one before, if any, stays until disappear().
     void appear() {
         namespace properties = agent::spf::core::properties;
-        const auto service = std::make_shared<Service>(*this);
+        const auto service = std::make_shared<Service>(*this, callbackLimit_);
         cppmicroservices::ServiceProperties all{{properties::serviceName, identity_.name},
                                                 {properties::serviceVersion, identity_.version},
                                                 {properties::serviceRevision, identity_.revision},
@@ -126,7 +128,8 @@ public:
 
 private:
     struct Service final : Invokable {
-        explicit Service(FakeDaemon& owner) : daemon(owner) {}
+        Service(FakeDaemon& owner, std::size_t callbackLimit)
+            : daemon(owner), table(std::make_shared<CallbackTable>(callbackLimit)) {}
         CallId invokeGeneric(std::optional<std::chrono::milliseconds> timeout, std::string method,
                              agent::spf::core::SignatureDescriptor signature, Payload arguments,
                              agent::spf::core::CompletionHandler handler) override {
@@ -136,7 +139,7 @@ private:
         std::shared_ptr<CallbackTable> callbacks() override { return table; }
 
         FakeDaemon& daemon;
-        const std::shared_ptr<CallbackTable> table = std::make_shared<CallbackTable>();
+        const std::shared_ptr<CallbackTable> table;
     };
 
     void take(const Call& call) {
@@ -173,6 +176,7 @@ private:
     std::map<std::string, Behaviour> behaviours_;
     std::vector<Call> calls_;
     std::vector<Call> held_;
+    std::size_t callbackLimit_ = CallbackTable::defaultCapacity;
     std::shared_ptr<CallbackTable> callbacks_;
     std::vector<cppmicroservices::ServiceRegistration<Invokable>> registrations_;
 };

@@ -137,6 +137,9 @@ TEST_F(BadClient, WithMostWaitingForItGoesWhenAllTogetherAreOverTheirLimit) {
 }
 
 TEST_F(BadClient, IsToldWhenThereIsNoDescriptorLeftForIt) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the checks for undefined behaviour need a descriptor of their own";
+#endif
     begin();
     const auto address = wire::socketAddress(server->socketPath());
     const auto hello = frame(fillHello);

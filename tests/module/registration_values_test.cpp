@@ -1,0 +1,138 @@
+// What reaches a daemon of a registration, what reaches its function from the daemon, and what goes back.
+
+#include "module/v2/interactive/desktop/ZelkorLogin.h"
+#include "tests/module/EndingsFixture.h"
+
+namespace {
+
+using namespace login;
+using namespace zelkor::test;
+using Position = Negotiator::Position;
+
+class RegistrationValues : public TestWithParam<EndingSubject> {
+protected:
+    void SetUp() override {
+        daemon.appear();
+        ASSERT_TRUE(log.waitFor(16, "Found an invokable for " + GetParam().identity.text()));
+        ASSERT_TRUE(daemon.waitForCalls("getLoginInfo")); // the lock is free
+    }
+    bool first() const { return GetParam().name == "V1"; }
+    /// As the daemon calls what was exported by the last call of the method.
+    template <class... Values>
+    GenericPayload call(const std::string& method, Values... values) {
+        return daemon.callbacks()->invoke(callbackOf(daemon.last(method).value()), {},
+                                          GenericPayload::of(std::move(values)...));
+    }
+
+    const LoginInfo was = [] {
+        auto other = someone();
+        other.userId = u"before";
+        return other;
+    }();
+    RecordingLog log{GetParam().component};
+    TestFramework framework;
+    CallingDaemon daemon{framework.context(), GetParam()};
+    EndingClient client = GetParam().make(10, 10, std::nullopt);
+};
+
+TEST_P(RegistrationValues, ListenersGetTheDaemonsRecordsInTheirOrder) {
+    std::vector<LoginInfo> seen;
+    static_cast<void>(client.login->addStatusListenerV2([&](const auto& now, const auto& before) {
+        seen.push_back(now);
+        seen.push_back(before);
+    }));
+    call(first() ? "addStatusListenerV2" : "addStatusListener", someone(), was);
+    EXPECT_THAT(seen, ElementsAre(someone(), was));
+    boost::optional<LoginInfo> now;
+    static_cast<void>(client.login->addStatusListener([&](auto info) { now = info; }));
+    if (first())
+        call("addStatusListener", boost::optional<LoginInfo>(was));
+    else
+        call("addStatusListener", was, someone());
+    EXPECT_EQ(now.value(), was);
+}
+
+TEST_P(RegistrationValues, NegotiatorsGetTheTermsAndTheDaemonTheirAnswer) {
+    NegotiatorResponse answer;
+    std::vector<std::uint32_t> terms;
+    static_cast<void>(client.login->addLogoutNegotiator({"editor", [&](const NegotiationTerms& asked) {
+                                                             terms.push_back(asked.value);
+                                                             return answer;
+                                                         }}));
+    EXPECT_EQ(daemon.last("addLogoutNegotiator")->arguments.get<std::string>(0), "editor");
+    for (const auto decision : {Position::Object, Position::Ask, Position::Accept}) {
+        answer = {decision, u"m" + std::u16string(1, u'0' + static_cast<int>(decision))};
+        EXPECT_EQ(call("addLogoutNegotiator", NegotiationTerms{7}).get<NegotiatorResponse>(0), answer);
+    }
+    EXPECT_THAT(terms, Each(7u));
+
+    bool veto = false;
+    static_cast<void>(client.login->addLogoutVetoer([&] { return veto; }));
+    for (const bool now : {true, false}) {
+        veto = now;
+        if (first()) {
+            EXPECT_EQ(call("addLogoutVetoer").get<bool>(0), now);
+        } else {
+            EXPECT_EQ(daemon.last("addLogoutNegotiator")->arguments.get<std::string>(0), "vetoer");
+            EXPECT_EQ(call("addLogoutNegotiator", NegotiationTerms{7}).get<NegotiatorResponse>(0),
+                      (NegotiatorResponse{now ? Position::Object : Position::Accept, u""}));
+        }
+    }
+}
+
+TEST_P(RegistrationValues, AReplayKeepsTheOrderOfTheKinds) {
+    static_cast<void>(client.login->addLogoutNegotiator({"editor", nullptr}));
+    static_cast<void>(client.login->addLogoutVetoer([] { return false; }));
+    static_cast<void>(client.login->addStatusListenerV2([](auto&, auto&) {}));
+    static_cast<void>(client.login->addStatusListener([](auto) {}));
+    CallingDaemon next(framework.context(), GetParam(), 5);
+    next.appear();
+    ASSERT_TRUE(next.waitForCalls("getLoginInfo"));
+    std::vector<std::string> added;
+    for (const auto& call : next.calls()) {
+        if (call.method.starts_with("add"))
+            added.push_back(call.method);
+    }
+    if (first())
+        EXPECT_THAT(added, ElementsAre("addStatusListener", "addStatusListenerV2", "addLogoutVetoer",
+                                       "addLogoutNegotiator"));
+    else
+        EXPECT_THAT(added, ElementsAre("addStatusListener", "addStatusListener", "addLogoutNegotiator",
+                                       "addLogoutNegotiator"));
+}
+
+TEST_P(RegistrationValues, OverTheDaemonsLimitARegistrationWaitsForOneWithRoom) {
+    CallingDaemon small(framework.context(), GetParam(), 5);
+    small.limitCallbacks(2);
+    small.appear();
+    ASSERT_TRUE(small.waitForCalls("getLoginInfo"));
+    std::vector<ZelkorLogin::StatusListenerId> ids;
+    for (int i = 0; i < 3; ++i)
+        ids.push_back(client.login->addStatusListenerV2([](auto&, auto&) {}));
+    EXPECT_FALSE(ids[2].isEmpty());
+    EXPECT_EQ(log.mentions("Too many exported callbacks on this connection (limit 2)"), 1u);
+    const std::string method = first() ? "addStatusListenerV2" : "addStatusListener";
+    EXPECT_EQ(small.count(method), 2u);
+    small.disappear(); // the other takes over
+    EXPECT_TRUE(daemon.waitForCalls(method, 3));
+}
+
+INSTANTIATE_TEST_SUITE_P(Versions, RegistrationValues,
+                         Values(EndingSubject::version2(), EndingSubject::version1()),
+                         [](const auto& subject) { return subject.param.name; });
+
+TEST(DesktopClient, EndsItsTrackingBeforeItLetsGoOfTheDesktop) {
+    RecordingLog log("login.spf.interactive.ZelkorLogin");
+    TestFramework framework;
+    std::size_t ended = 0;
+    using Desktop = zelkorconnector::serviceprocess::HasDesktopServices;
+    struct Services : Desktop {};
+    std::shared_ptr<Desktop> desktop(new Services, [&](Desktop* services) {
+        ended = log.mentions("Destroyed tracker for ");
+        delete services;
+    });
+    login::spf::interactive::desktop::ZelkorLogin(configuration(1, 0), std::move(desktop));
+    EXPECT_EQ(ended, 1u);
+}
+
+} // namespace
