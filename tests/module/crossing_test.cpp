@@ -47,13 +47,12 @@ TEST_P(Crossing, WhatAListenerRegistersIsMadeByTheNextDaemonWhenThisOneDiesMeanw
     make(10, 3600);
     appear(daemon);
     for (const bool removes : {false, true}) {
-        std::vector<ZelkorLogin::StatusListenerId> ids;
-        ids.push_back(client->login->addStatusListenerV2([](auto&, auto&) {}));
-        static_cast<void>(client->login->addStatusListenerV2([&](auto&, auto&) {
+        const auto id = client->login->addStatusListenerV2([](auto&, auto&) {});
+        static_cast<void>(client->login->addStatusListenerV2([this, id, removes](auto&, auto&) {
             if (removes)
-                client->login->removeStatusListener(ids[0]);
+                client->login->removeStatusListener(id);
             else
-                ids.push_back(client->login->addStatusListenerV2([](auto&, auto&) {}));
+                static_cast<void>(client->login->addStatusListenerV2([](auto&, auto&) {}));
         }));
         daemon.hold("getRelease");
         std::jthread calling([&] { EXPECT_EQ(client->detail->getRelease(), ""); });
@@ -108,15 +107,20 @@ TEST_P(Crossing, AListenerThatIsCalledBeforeItsAddIsAnsweredMayUseItsClient) {
             EXPECT_TRUE(comes(called));
             call.answer(GenericPayload::of(detail::createUuid()));
         });
-        std::string release;
-        const auto id = client->login->addStatusListenerV2([&](auto&, auto&) {
+        const auto release = std::make_shared<std::promise<std::string>>();
+        const auto asked = std::make_shared<std::atomic<bool>>(false);
+        auto got = release->get_future();
+        const auto id = client->login->addStatusListenerV2([=, this](auto&, auto&) {
+            if (asked->exchange(true))
+                return; // the new daemon's state
             if (fromAnotherThread)
-                release = std::async(std::launch::async, [&] { return client->detail->getRelease(); }).get();
+                release->set_value(
+                    std::async(std::launch::async, [&] { return client->detail->getRelease(); }).get());
             else
-                release = client->detail->getRelease();
+                release->set_value(client->detail->getRelease());
             client->login->removeStatusListener(first); // answers at once
         });
-        EXPECT_EQ(release, "r");
+        EXPECT_EQ(got.get(), "r");
         EXPECT_EQ(log.linesAt(16).size(), 1u); // found; nothing was caught
         EXPECT_TRUE(client->login->removeStatusListener(id));
     }

@@ -174,6 +174,7 @@ void Endings::run(std::size_t number, Moment moment) {
     const auto found = "Found an invokable for " + subject.identity.text();
     cell.daemon.appear();
     ASSERT_TRUE(cell.log.waitFor(16, found));
+    ASSERT_TRUE(eventually([&] { return cell.events.statistics().queues == 0; })); // its state is asked for
     exportEnd(cell);
     auto operation = operationsOf(*cell.client, cell).at(number);
     if (operation.name == "remove")

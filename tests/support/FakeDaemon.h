@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <map>
 #include <mutex>
+#include <shared_mutex>
 
 namespace zelkor::test {
 
@@ -52,7 +53,11 @@ public:
         : context_(std::move(context)), identity_(std::move(identity)) {}
     explicit FakeDaemon(cppmicroservices::BundleContext context)
         : FakeDaemon(std::move(context), Identity{}) {}
-    ~FakeDaemon() { disappear(); }
+    ~FakeDaemon() {
+        disappear();
+        for (const auto& service : taken(services_))
+            service->end();
+    }
 
     /// Of daemons that appear from now on.
     void limitCallbacks(std::size_t limit) { callbackLimit_ = limit; }
@@ -68,6 +73,7 @@ public:
             all["service.ranking"] = *identity_.ranking;
         std::unique_lock lock(mutex_);
         callbacks_ = service->callbacks();
+        services_.push_back(service);
         lock.unlock();
         auto registration = context_.RegisterService<Invokable>(service, all);
         lock.lock();
@@ -127,18 +133,31 @@ public:
     std::shared_ptr<CallbackTable> callbacks() const { return copied(callbacks_); }
 
 private:
+    /// What clients hold, and may call when the daemon's object is gone: the call fails then.
     struct Service final : Invokable {
         Service(FakeDaemon& owner, std::size_t callbackLimit)
-            : daemon(owner), table(std::make_shared<CallbackTable>(callbackLimit)) {}
+            : daemon(&owner), table(std::make_shared<CallbackTable>(callbackLimit)) {}
         CallId invokeGeneric(std::optional<std::chrono::milliseconds> timeout, std::string method,
                              agent::spf::core::SignatureDescriptor signature, Payload arguments,
                              agent::spf::core::CompletionHandler handler) override {
-            daemon.take({method, signature.named(method), timeout, std::move(arguments), std::move(handler)});
+            const std::shared_lock lock(mutex);
+            if (daemon == nullptr)
+                handler.onError(
+                    std::make_exception_ptr(agent::spf::core::DisconnectedError("the daemon is gone")));
+            else
+                daemon->take(
+                    {method, signature.named(method), timeout, std::move(arguments), std::move(handler)});
             return 0;
         }
         std::shared_ptr<CallbackTable> callbacks() override { return table; }
+        /// Waits for calls that are being taken.
+        void end() {
+            const std::scoped_lock lock(mutex);
+            daemon = nullptr;
+        }
 
-        FakeDaemon& daemon;
+        std::shared_mutex mutex;
+        FakeDaemon* daemon;
         const std::shared_ptr<CallbackTable> table;
     };
 
@@ -178,6 +197,7 @@ private:
     std::vector<Call> held_;
     std::size_t callbackLimit_ = CallbackTable::defaultCapacity;
     std::shared_ptr<CallbackTable> callbacks_;
+    std::vector<std::shared_ptr<Service>> services_;
     std::vector<cppmicroservices::ServiceRegistration<Invokable>> registrations_;
 };
 
