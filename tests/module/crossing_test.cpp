@@ -1,6 +1,6 @@
 // Registrations, requests and calls of one client that wait for each other by way of the daemon.
 
-#include "tests/module/EndingsFixture.h"
+#include "tests/module/Subjects.h"
 #include "tests/support/OneThread.h"
 
 namespace {
@@ -9,7 +9,7 @@ using namespace login;
 using namespace zelkor::test;
 using agent::spf::cppmsclientutils::Executors;
 
-class Crossing : public TestWithParam<EndingSubject> {
+class Crossing : public TestWithParam<Subject> {
 protected:
     CallingDaemon makeDaemon(std::optional<int> ranking = {}) {
         return {framework.context(), GetParam(), ranking};
@@ -40,7 +40,7 @@ protected:
     RecordingLog log{GetParam().component};
     TestFramework framework;
     CallingDaemon daemon{framework.context(), GetParam()};
-    std::optional<EndingClient> client;
+    std::optional<AnyClient> client;
 };
 
 TEST_P(Crossing, WhatAListenerRegistersIsMadeByTheNextDaemonWhenThisOneDiesMeanwhile) {
@@ -249,17 +249,17 @@ TEST_P(Crossing, ARequestInsideACallbackDoesNotWaitForTheCallThatWaitsForIt) {
     daemon.release(GenericPayload::of(detail::NegotiationsResult{true, {}, {}}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Versions, Crossing, Values(EndingSubject::version2(), EndingSubject::version1()),
+INSTANTIATE_TEST_SUITE_P(Versions, Crossing, Values(Subject::version2(), Subject::version1()),
                          [](const auto& subject) { return subject.param.name; });
 
 class InteractiveCrossing : public Test {
 protected:
-    const EndingSubject subject = EndingSubject::interactiveVersion2();
+    const Subject subject = Subject::interactiveVersion2();
     TestFramework framework;
     CallingDaemon daemon{framework.context(), subject};
     RecordingLog log{subject.component};
     OneThread executor;
-    EndingClient client = subject.make(10, 10, Executors(executor));
+    AnyClient client = subject.make(10, 10, Executors(executor));
 
     void SetUp() override {
         daemon.appear();

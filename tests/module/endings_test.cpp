@@ -1,6 +1,6 @@
 // Clients, daemons, callbacks and pools that end across each other.
 
-#include "tests/module/EndingsFixture.h"
+#include "tests/module/Subjects.h"
 
 namespace {
 
@@ -18,14 +18,14 @@ enum class Outcome { Real, Fallback };
 struct Operation {
     std::string name;
     std::string method; ///< the remote one
-    std::function<Outcome(EndingClient&)> run;
+    std::function<Outcome(AnyClient&)> run;
     bool always = false; ///< it succeeds here whatever happens to the daemon
 };
 
-class Endings : public TestWithParam<std::tuple<EndingSubject, End>> {
+class Endings : public TestWithParam<std::tuple<Subject, End>> {
 protected:
     struct Cell {
-        explicit Cell(const EndingSubject& subject)
+        explicit Cell(const Subject& subject)
             : log(subject.component), daemon(framework.context(), subject) {}
 
         RecordingLog log;
@@ -34,12 +34,12 @@ protected:
         Executor events{{.minThreads = 1, .maxThreads = 8, .name = "events"}};
         CallingDaemon daemon;
         std::optional<CallingDaemon> better;
-        std::optional<EndingClient> client;
+        std::optional<AnyClient> client;
         std::shared_ptr<std::atomic<int>> outcomes = std::make_shared<std::atomic<int>>(0);
         std::shared_ptr<std::atomic<int>> failures = std::make_shared<std::atomic<int>>(0);
     };
 
-    static std::vector<Operation> operationsOf(const EndingClient& client, Cell& cell) {
+    static std::vector<Operation> operationsOf(const AnyClient& client, Cell& cell) {
         std::vector<Operation> all;
         if (client.login != nullptr) {
             all.push_back({"call", "completeLogout", [](auto& own) {
@@ -95,7 +95,7 @@ protected:
 
     void run(std::size_t number, Moment moment);
     void bringAbout(Cell& cell);
-    static std::string methodFor(const EndingSubject& subject, const Operation& operation) {
+    static std::string methodFor(const Subject& subject, const Operation& operation) {
         const bool oneForm = subject.name == "V2" && operation.method == "addStatusListenerV2";
         return oneForm ? "addStatusListener" : operation.method;
     }
@@ -273,15 +273,15 @@ TEST_P(Endings, EveryOperationEndsAsDocumented) {
     }
 }
 
-std::string nameOf(const TestParamInfo<std::tuple<EndingSubject, End>>& cell) {
+std::string nameOf(const TestParamInfo<std::tuple<Subject, End>>& cell) {
     static const char* const ends[] = {"OwnCallback",    "OtherThread",  "DaemonKilled",
                                        "DaemonReplaced", "PoolsStopped", "FrameworkStopped"};
     return std::get<0>(cell.param).name + ends[static_cast<int>(std::get<1>(cell.param))];
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Endings,
-                         Combine(Values(EndingSubject::version2(), EndingSubject::version1(),
-                                        EndingSubject::interactiveVersion2()),
+                         Combine(Values(Subject::version2(), Subject::version1(),
+                                        Subject::interactiveVersion2()),
                                  Values(End::OwnCallback, End::OtherThread, End::DaemonKilled,
                                         End::DaemonReplaced, End::PoolsStopped, End::FrameworkStopped)),
                          nameOf);

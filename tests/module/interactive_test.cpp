@@ -1,18 +1,11 @@
 // Requests of the interactive client: each ends once, whatever becomes of the daemon, the request and the
 // client.
 
-#include "contract/calls/ExportedCallback.h"
-#include "module/v1/ZelkorLoginImpl.h"
 #include "module/v2/interactive/desktop/ZelkorLogin.h"
-#include "tests/support/ClientConfiguration.h"
-#include "tests/support/FakeDaemon.h"
+#include "tests/module/Subjects.h"
 #include "tests/support/OneThread.h"
 #include "tests/support/Recorded.h"
 #include "tests/support/Rounds.h"
-#include "tests/support/TestFramework.h"
-#include "tests/support/Testing.h"
-
-#include <foundation/concurrent/threadpool/Executor.h>
 
 #include <random>
 
@@ -21,8 +14,6 @@ namespace {
 using namespace login;
 using namespace zelkor::test;
 using agent::spf::core::DisconnectedError;
-using agent::spf::core::ExportedCallback;
-using agent::spf::core::GenericPayload;
 using Client = login::interactive::ZelkorLogin;
 using Level = LoginInfo::Level;
 using Line = RecordingLog::Line;
@@ -51,26 +42,19 @@ const login::interactive::LogoutOptions logoutOptions{false, true};
 const std::string withdrawn =
     "The request ended without an outcome: it was aborted, or the daemon or this client went away";
 
-/// A client that requests interactively, and one of its two requests.
-struct Requester {
-    std::string name;
-    bool login;
-    FakeDaemon::Identity identity;
-    std::string component; ///< under which the client logs
-    unsigned failureLevel;
-    bool aborts;
-    std::function<std::shared_ptr<Client>(int service, foundation::concurrent::threadpool::Executor&)>
-        makeClient;
-
-    friend void PrintTo(const Requester& requester, std::ostream* out) { *out << requester.name; }
-};
-
-/// Against a fake daemon, with an executor of one thread.
-class Interactive : public TestWithParam<Requester> {
+/// A client that requests interactively, and one of its two requests. Against a fake daemon, with an executor
+/// of one thread.
+class Interactive : public TestWithParam<std::tuple<Subject, bool>> {
 protected:
-    bool login() const { return GetParam().login; }
-    std::string method() const { return login() ? "requestLoginAsync" : "requestLogoutWithOptionsAsync"; }
-    std::shared_ptr<Client> makeClient(int service) { return GetParam().makeClient(service, executor); }
+    static const Subject& subject() { return std::get<0>(GetParam()); }
+    static bool login() { return std::get<1>(GetParam()); }
+    static bool version1() { return subject().name == "V1"; }
+    static std::string method() { return login() ? "requestLoginAsync" : "requestLogoutWithOptionsAsync"; }
+    static std::shared_ptr<Client> makeClient(int service, Executor& pool) {
+        const auto made = subject().make(10, service, agent::spf::cppmsclientutils::Executors(pool));
+        return {made.owner, made.interactive};
+    }
+    std::shared_ptr<Client> makeClient(int service) { return makeClient(service, executor); }
     void appear() {
         daemon.appear();
         settle();
@@ -97,13 +81,6 @@ protected:
         client.requestLogout(logoutOptions);
         return {};
     }
-    static boost::uuids::uuid callbackOf(const FakeDaemon::Call& call) {
-        for (std::size_t i = 0; i < call.arguments.size(); ++i) {
-            if (call.arguments.type(i) == typeid(ExportedCallback))
-                return call.arguments.get<ExportedCallback>(i).getCallbackID();
-        }
-        return {};
-    }
     /// What the daemon calls back with.
     GenericPayload outcome(const std::string& error) const {
         return login() ? GenericPayload::of(someone(), error) : GenericPayload::of(error);
@@ -113,10 +90,10 @@ protected:
         daemon.callbacks()->invoke(callbackOf(daemon.calls().back()), {}, outcome(error));
     }
 
-    RecordingLog log{GetParam().component};
+    RecordingLog log{subject().component};
     TestFramework framework;
     OneThread executor;
-    FakeDaemon daemon{framework.context(), GetParam().identity};
+    FakeDaemon daemon{framework.context(), subject().identity};
 };
 
 TEST_P(Interactive, TheDaemonsOutcomeEndsIt) {
@@ -143,7 +120,7 @@ TEST_P(Interactive, TheDaemonsOutcomeEndsIt) {
     EXPECT_EQ(endings->at(0).text(), "refused by the user");
     EXPECT_EQ(endings->at(0).info, LoginInfo());
     EXPECT_THAT(log.lines(),
-                Contains(Line(GetParam().failureLevel, method() + " failed: refused by the user")));
+                Contains(Line(version1() ? 512 : 256, method() + " failed: refused by the user")));
     EXPECT_EQ(endings->all().size(), 1u);
 
     std::thread daemonsThread; // the outcome before the reply, and the blocking form
@@ -169,7 +146,7 @@ TEST_P(Interactive, TheDaemonsOutcomeEndsIt) {
 
 TEST_P(Interactive, AFailureToStartEndsIt) {
     const auto client = makeClient(0);
-    EXPECT_EQ(request(*client)->at(0).text(), GetParam().identity.text() + " didn't appear.");
+    EXPECT_EQ(request(*client)->at(0).text(), subject().identity.text() + " didn't appear.");
     EXPECT_THROW(requestAndWait(*client), std::runtime_error);
     if (login())
         EXPECT_THROW(client->requestLoginAsync("me", nullptr, Level::SignedIn, {}), std::bad_function_call);
@@ -193,8 +170,8 @@ TEST_P(Interactive, WhatIsWithdrawnEndsToo) {
         [this](auto&) { daemon.disappear(); },
         [this](auto& client) {
             client->abort(); // the daemon knows no abort: that is not told
-            EXPECT_EQ(daemon.count("abort"), GetParam().aborts ? 1u : 0u);
-            if (!GetParam().aborts) {
+            EXPECT_EQ(daemon.count("abort"), version1() ? 0u : 1u);
+            if (version1()) {
                 settle();
                 daemon.disappear();
             }
@@ -240,14 +217,13 @@ TEST_P(Interactive, WhatIsWithdrawnEndsToo) {
 TEST_P(Interactive, EachOfManyRequestsEndsOnceInWhicheverOrderThingsHappen) {
     std::minstd_rand random(4711);
     const auto chance = [&](int in) { return static_cast<int>(random() % static_cast<unsigned>(in)) == 0; };
-    foundation::concurrent::threadpool::Executor several{
-        {.minThreads = 1, .maxThreads = 4, .idleTimeout = 30s, .name = "several"}};
+    Executor several{{.minThreads = 1, .maxThreads = 4, .idleTimeout = 30s, .name = "several"}};
     daemon.answer("abort");
     const int count = rounds(300);
     for (int round = 0; round < count; ++round) {
         const bool early = chance(4), refuse = chance(4), abort = chance(3), gone = chance(3),
                    die = chance(3);
-        auto client = GetParam().makeClient(0, several);
+        auto client = makeClient(0, several);
         daemon.appear();
         ASSERT_TRUE(eventually([&] { return several.statistics().queues == 0; }));
         std::vector<std::jthread> beside;
@@ -283,36 +259,12 @@ TEST_P(Interactive, EachOfManyRequestsEndsOnceInWhicheverOrderThingsHappen) {
     }
 }
 
-std::vector<Requester> requesters() {
-    std::vector<Requester> all;
-    for (const bool login : {true, false}) {
-        const std::string request = login ? "Login" : "Logout";
-        all.push_back({"V2" + request,
-                       login,
-                       {"ZelkorLoginInteractive", 2, 2},
-                       "login.spf.interactive.ZelkorLogin",
-                       256,
-                       true,
-                       [](int service, auto& executor) {
-                           return std::make_shared<login::spf::interactive::ZelkorLogin>(
-                               configuration(10, service), executor);
-                       }});
-        all.push_back({"V1" + request,
-                       login,
-                       {"ZelkorLogin", 1, 7},
-                       "login.ZelkorLoginImpl",
-                       512,
-                       false,
-                       [](int service, auto& executor) {
-                           return std::make_shared<ZelkorLoginImpl>(configuration(10, service), nullptr,
-                                                                    executor);
-                       }});
-    }
-    return all;
-}
-
-INSTANTIATE_TEST_SUITE_P(Requests, Interactive, ValuesIn(requesters()),
-                         [](const auto& requester) { return requester.param.name; });
+INSTANTIATE_TEST_SUITE_P(Requests, Interactive,
+                         Combine(Values(Subject::interactiveVersion2(), Subject::version1()), Bool()),
+                         [](const auto& cell) {
+                             return std::get<0>(cell.param).name +
+                                    (std::get<1>(cell.param) ? "Login" : "Logout");
+                         });
 
 class InteractiveClient : public Test {
 protected:

@@ -1,8 +1,6 @@
 // Registrations against daemons that come, go, misbehave and replace each other, and functions that
 // misbehave.
 
-#include "module/v1/ZelkorLoginImpl.h"
-#include "module/v2/ZelkorLogin.h"
 #include "tests/module/RegistrationFixture.h"
 #include "tests/support/OneThread.h"
 #include "tests/support/Recorded.h"
@@ -17,18 +15,23 @@ namespace {
 using namespace login;
 using namespace zelkor::test;
 
-class Registrations : public TestWithParam<ServiceVersion> {
+class Registrations : public TestWithParam<Subject> {
 protected:
     LedgerDaemon makeDaemon(std::optional<int> ranking = {}) {
         return {framework.context(), GetParam(), ranking};
     }
+    static AnyClient makeClient(foundation::concurrent::threadpool::Executor& pool) {
+        return GetParam().make(10, 0, agent::spf::cppmsclientutils::Executors(pool));
+    }
+    /// The rest of the registrations with a daemon is not made after one has failed.
+    bool failureEndsReplay() const { return GetParam().name == "V1"; }
     void settle() { ASSERT_TRUE(executor.settles()); }
     void appear(LedgerDaemon& daemon) {
-        daemon.fake().appear();
+        daemon.appear();
         settle();
     }
     void disappear(LedgerDaemon& daemon) {
-        daemon.fake().disappear();
+        daemon.disappear();
         settle();
     }
     std::vector<Registered> make(int count) {
@@ -50,7 +53,8 @@ protected:
     RecordingLog log{GetParam().component};
     TestFramework framework;
     OneThread executor;
-    std::shared_ptr<ZelkorLogin> client = GetParam().makeClient(executor);
+    AnyClient owner = makeClient(executor);
+    ZelkorLogin* client = owner.login;
 };
 
 TEST_P(Registrations, EachOfAThousandDaemonsHasEachRegistrationOnce) {
@@ -68,7 +72,7 @@ TEST_P(Registrations, EachOfAThousandDaemonsHasEachRegistrationOnce) {
         if (story == 4) // the daemon dies in the middle
             daemon.beforeAdd([&](int add) {
                 if (add == theNth)
-                    daemon.fake().disappear();
+                    daemon.disappear();
                 return add < theNth;
             });
         if (story == 5) // others register and remove meanwhile
@@ -83,15 +87,15 @@ TEST_P(Registrations, EachOfAThousandDaemonsHasEachRegistrationOnce) {
             beside.join();
         switch (story) {
         case 3:
-            ASSERT_EQ(daemon.live(), GetParam().failureEndsReplay ? static_cast<std::size_t>(theNth - 1)
-                                                                  : registered.size() - 1);
+            ASSERT_EQ(daemon.live(),
+                      failureEndsReplay() ? static_cast<std::size_t>(theNth - 1) : registered.size() - 1);
             break;
         case 4:
             break;
         default:
             ASSERT_NO_FATAL_FAILURE(expectEachOnce(daemon, registered));
         }
-        if (story != 5 && !(GetParam().failureEndsReplay && (story == 3 || story == 4))) {
+        if (story != 5 && !(failureEndsReplay() && (story == 3 || story == 4))) {
             ASSERT_EQ(daemon.added(), 100);
         }
         if (story == 1) { // a better one takes over
@@ -131,11 +135,11 @@ TEST_P(Registrations, FoundIsNotReadyAndTheNextDaemonRepairsIt) {
     {
         auto daemon = makeDaemon();
         daemon.beforeAdd([](int) { return false; });
-        daemon.fake().on("getLoginInfo", [](const auto& call) { call.fail("not yet"); });
+        daemon.on("getLoginInfo", [](const auto& call) { call.fail("not yet"); });
         appear(daemon);
         EXPECT_EQ(log.count(512, "Failed getting LoginInfo on HSH restart."), 1u);
         // found, each registration that was tried, the identity
-        EXPECT_EQ(log.linesAt(16).size(), GetParam().failureEndsReplay ? 3u : 1 + 8 + 1u);
+        EXPECT_EQ(log.linesAt(16).size(), failureEndsReplay() ? 3u : 1 + 8 + 1u);
         for (const auto& one : registered)
             EXPECT_EQ(*one.called, 0);
         disappear(daemon);
@@ -167,12 +171,12 @@ TEST_P(Registrations, ARefreshTellsEachListenerOnceWhoIsSignedInNow) {
     client->addStatusListenerV2([&](const auto& now, const auto& before) { told.add({now, before}); });
     client->addStatusListener([&](const auto& now) { toldFirst.add(now); });
     auto daemon = makeDaemon();
-    daemon.fake().answer("getLoginInfo", someone());
+    daemon.answer("getLoginInfo", someone());
     appear(daemon);
     EXPECT_THAT(told.all(), ElementsAre(Pair(someone(), LoginInfo())));
     EXPECT_THAT(toldFirst.all(), ElementsAre(boost::optional<LoginInfo>(someone())));
-    ASSERT_EQ(daemon.fake().count("getLoginInfo"), 1u);
-    for (const auto& call : daemon.fake().calls()) {
+    ASSERT_EQ(daemon.count("getLoginInfo"), 1u);
+    for (const auto& call : daemon.calls()) {
         if (call.method != "getLoginInfo")
             continue;
         EXPECT_EQ(call.arguments.get<std::string>(0), "CONNECTOR");
@@ -183,20 +187,21 @@ TEST_P(Registrations, ARefreshTellsEachListenerOnceWhoIsSignedInNow) {
 TEST_P(Registrations, AListenerThatBlocksHoldsUpNoOther) {
     foundation::concurrent::threadpool::Executor roomy{
         {.minThreads = 1, .maxThreads = 2, .idleTimeout = 30s, .name = "roomy"}};
-    client = GetParam().makeClient(roomy);
+    owner = makeClient(roomy);
+    client = owner.login;
     std::promise<void> goOn;
     const auto blocking = Registered::make(*client, 1, [done = goOn.get_future().share()] { done.wait(); });
     const auto other = Registered::make(*client, 2);
     std::array<LedgerDaemon, 3> daemons{makeDaemon(), makeDaemon(), makeDaemon()};
     for (auto& daemon : daemons) {
-        daemon.fake().appear();
+        daemon.appear();
         ASSERT_TRUE(eventually([&] { return daemon.live() == 2; }));
         ASSERT_TRUE(eventually([&] { return *blocking.called == 1; }));
-        daemon.fake().disappear();
+        daemon.disappear();
     }
     goOn.set_value();
     ASSERT_TRUE(eventually([&] { return *blocking.called == 3; }));
-    client.reset();
+    owner.end();
 }
 
 TEST_P(Registrations, AFunctionMayDoWhatItLikesWhileItsClientWaitsForIt) {
@@ -215,7 +220,7 @@ TEST_P(Registrations, AFunctionMayDoWhatItLikesWhileItsClientWaitsForIt) {
         },
     };
     auto daemon = makeDaemon();
-    daemon.fake().answer("getLoginInfo", someone());
+    daemon.answer("getLoginInfo", someone());
     appear(daemon);
     for (std::size_t deed = 0; deed < deeds.size(); ++deed) {
         std::vector<Registered> registered(Registered::kinds);
@@ -223,15 +228,15 @@ TEST_P(Registrations, AFunctionMayDoWhatItLikesWhileItsClientWaitsForIt) {
             auto& self = registered[static_cast<std::size_t>(kind)];
             self = Registered::make(*client, kind, [&, deed] { deeds[deed](*client, self); });
         }
-        daemon.fake().hold("impersonate");
+        daemon.hold("impersonate");
         std::jthread waiting([&] { client->impersonate(AccessToken("t"), someone()); });
-        ASSERT_TRUE(daemon.fake().waitForHeld(1));
+        ASSERT_TRUE(daemon.waitForHeld(1));
         auto delivered = std::async(std::launch::async, [&] { return daemon.deliverAll(); });
         ASSERT_TRUE(comes(delivered)) << "deed " << deed;
         EXPECT_EQ(delivered.get(), deed < 2 ? Registered::kinds : 0);
         if (deed == 4)
             daemon.deliverAll(); // the daemon does not know yet; they are not called any more
-        daemon.fake().release();
+        daemon.release();
         waiting.join();
         settle();
         EXPECT_EQ(daemon.live(), deed == 4 ? 0u : registered.size());
@@ -247,7 +252,7 @@ TEST_P(Registrations, NoDeliveryThatStartsAfterARemovalReachesTheFunction) {
     auto daemon = makeDaemon();
     appear(daemon);
     struct Round {
-        LedgerDaemon::Registration registration;
+        FakeDaemon::Call registration;
         std::atomic<bool> removed{false};
     };
     static thread_local bool late = false;
@@ -261,8 +266,8 @@ TEST_P(Registrations, NoDeliveryThatStartsAfterARemovalReachesTheFunction) {
             lock.unlock();
             late = round->removed;
             try {
-                daemon.fake().callbacks()->invoke(round->registration.callback, {},
-                                                  GetParam().argumentsFor(round->registration.method));
+                daemon.callbacks()->invoke(callbackOf(round->registration), {},
+                                           argumentsFor(round->registration));
             } catch (const agent::spf::core::RefusedError&) {
                 // gone already
             }
@@ -273,7 +278,7 @@ TEST_P(Registrations, NoDeliveryThatStartsAfterARemovalReachesTheFunction) {
         const int kind = i % Registered::kinds;
         const auto one = Registered::make(*client, kind, [&] { violations += late; });
         const auto round = std::make_shared<Round>();
-        round->registration = daemon.last();
+        round->registration = daemon.calls().back();
         {
             const std::scoped_lock lock(mutex);
             current = round;
@@ -282,7 +287,7 @@ TEST_P(Registrations, NoDeliveryThatStartsAfterARemovalReachesTheFunction) {
             eventually([&] { return *one.called > 0; });
         ASSERT_TRUE(one.remove());
         round->removed = true;
-        daemon.fake().forgetCalls();
+        daemon.forgetCalls();
         log.clear();
     }
     deliverers.clear();
@@ -290,38 +295,7 @@ TEST_P(Registrations, NoDeliveryThatStartsAfterARemovalReachesTheFunction) {
     EXPECT_EQ(daemon.live(), 0u);
 }
 
-ServiceVersion version2() {
-    return {{"ZelkorLogin", 2, 1},
-            "login.spf.ZelkorLogin",
-            [](auto& executor) {
-                return std::make_shared<login::spf::ZelkorLogin>(configuration(10, 0), nullptr, executor);
-            },
-            false,
-            [](const std::string& method) {
-                return method == "addStatusListener" ? GenericPayload::of(someone(), LoginInfo())
-                                                     : GenericPayload::of(NegotiationTerms{1});
-            }};
-}
-
-ServiceVersion version1() {
-    return {{"ZelkorLogin", 1, 7},
-            "login.ZelkorLoginImpl",
-            [](auto& executor) {
-                return std::make_shared<ZelkorLoginImpl>(configuration(10, 0), nullptr, executor);
-            },
-            true,
-            [](const std::string& method) {
-                if (method == "addStatusListener")
-                    return GenericPayload::of(boost::optional<LoginInfo>(someone()));
-                if (method == "addStatusListenerV2")
-                    return GenericPayload::of(someone(), LoginInfo());
-                return method == "addLogoutVetoer" ? GenericPayload()
-                                                   : GenericPayload::of(NegotiationTerms{1});
-            }};
-}
-
-INSTANTIATE_TEST_SUITE_P(Versions, Registrations, Values(version2(), version1()), [](const auto& version) {
-    return "V" + std::to_string(version.param.identity.version);
-});
+INSTANTIATE_TEST_SUITE_P(Versions, Registrations, Values(Subject::version2(), Subject::version1()),
+                         [](const auto& subject) { return subject.param.name; });
 
 } // namespace

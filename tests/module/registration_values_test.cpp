@@ -1,7 +1,7 @@
 // What reaches a daemon of a registration, what reaches its function from the daemon, and what goes back.
 
 #include "module/v2/interactive/desktop/ZelkorLogin.h"
-#include "tests/module/EndingsFixture.h"
+#include "tests/module/Subjects.h"
 
 namespace {
 
@@ -9,7 +9,7 @@ using namespace login;
 using namespace zelkor::test;
 using Position = Negotiator::Position;
 
-class RegistrationValues : public TestWithParam<EndingSubject> {
+class RegistrationValues : public TestWithParam<Subject> {
 protected:
     void SetUp() override {
         daemon.appear();
@@ -32,7 +32,7 @@ protected:
     RecordingLog log{GetParam().component};
     TestFramework framework;
     CallingDaemon daemon{framework.context(), GetParam()};
-    EndingClient client = GetParam().make(10, 10, std::nullopt);
+    AnyClient client = GetParam().make(10, 10, std::nullopt);
 };
 
 TEST_P(RegistrationValues, ListenersGetTheDaemonsRecordsInTheirOrder) {
@@ -124,8 +124,7 @@ TEST_P(RegistrationValues, OverTheDaemonsLimitARegistrationWaitsForOneWithRoom) 
     EXPECT_TRUE(daemon.waitForCalls(method, 3));
 }
 
-INSTANTIATE_TEST_SUITE_P(Versions, RegistrationValues,
-                         Values(EndingSubject::version2(), EndingSubject::version1()),
+INSTANTIATE_TEST_SUITE_P(Versions, RegistrationValues, Values(Subject::version2(), Subject::version1()),
                          [](const auto& subject) { return subject.param.name; });
 
 TEST(DesktopClient, EndsItsTrackingBeforeItLetsGoOfTheDesktop) {

@@ -45,34 +45,4 @@ TEST_F(CallbackExport, WhatTheDaemonDidNotTakeItCannotCall) {
     EXPECT_THROW(daemon.callbacks()->invoke(lastCallback("addStatusListener"), {}, {}), RefusedError);
 }
 
-TEST_F(CallbackExport, DecodesForTheListenerAndAnswersForTheNegotiator) {
-    const auto client = makeClient(10, 10);
-    appear();
-    answerAdds();
-    boost::optional<LoginInfo> got;
-    const auto listener = client->addStatusListener([&](boost::optional<LoginInfo> now) { got = now; });
-    daemon.callbacks()->invoke(lastCallback("addStatusListener"), {},
-                               GenericPayload::of(someone(), LoginInfo()));
-    EXPECT_EQ(got.value(), someone());
-
-    bool veto = true;
-    const auto vetoer = client->addLogoutVetoer([&] { return veto; });
-    EXPECT_EQ(daemon.calls().back().arguments.get<std::string>(0), "vetoer");
-    for (const auto position : {Negotiator::Position::Object, Negotiator::Position::Accept}) {
-        veto = position == Negotiator::Position::Object;
-        const auto answer = daemon.callbacks()->invoke(lastCallback("addLogoutNegotiator"), {},
-                                                       GenericPayload::of(NegotiationTerms{1}));
-        EXPECT_EQ(answer.get<NegotiatorResponse>(0), (NegotiatorResponse{position, u""}));
-    }
-
-    daemon.answer("removeStatusListener", true);
-    daemon.answer("removeLogoutNegotiator", true);
-    EXPECT_TRUE(client->removeStatusListener(listener));
-    EXPECT_TRUE(client->removeLogoutVetoer(vetoer));
-    daemon.forgetCalls();
-    EXPECT_FALSE(client->removeLogoutVetoer(vetoer));
-    EXPECT_TRUE(daemon.calls().empty());
-    EXPECT_EQ(daemon.callbacks()->size(), 0u);
-}
-
 } // namespace

@@ -19,9 +19,9 @@ using agent::spf::core::GenericPayload;
 using foundation::concurrent::threadpool::Executor;
 
 /// A client that may end at any time, by the interfaces that it has.
-struct EndingClient {
+struct AnyClient {
     template <class Client>
-    explicit EndingClient(std::shared_ptr<Client> client) : owner(client) {
+    explicit AnyClient(std::shared_ptr<Client> client) : owner(client) {
         if constexpr (std::is_base_of_v<login::ZelkorLogin, Client>)
             login = client.get();
         if constexpr (std::is_base_of_v<login::detail::ZelkorLogin, Client>)
@@ -31,7 +31,7 @@ struct EndingClient {
     }
     void end() { owner.reset(); }
     /// To call it with, while others own it.
-    EndingClient unowned() const {
+    AnyClient unowned() const {
         auto copy = *this;
         copy.owner.reset();
         return copy;
@@ -44,34 +44,34 @@ struct EndingClient {
 };
 
 /// A service, and a client that speaks it.
-struct EndingSubject {
+struct Subject {
     std::string name;
     FakeDaemon::Identity identity;
     std::string component; ///< under which the client logs
-    std::function<EndingClient(int call, int service, std::optional<agent::spf::cppmsclientutils::Executors>)>
+    std::function<AnyClient(int call, int service, std::optional<agent::spf::cppmsclientutils::Executors>)>
         make;
 
-    friend void PrintTo(const EndingSubject& subject, std::ostream* out) { *out << subject.name; }
+    friend void PrintTo(const Subject& subject, std::ostream* out) { *out << subject.name; }
 
     template <class Client>
-    static EndingSubject of(std::string name, FakeDaemon::Identity identity, std::string component) {
+    static Subject of(std::string name, FakeDaemon::Identity identity, std::string component) {
         return {std::move(name), std::move(identity), std::move(component),
                 [](int call, int service, auto executors) {
                     const auto limits = configuration(call, service);
                     const auto pools = executors.value_or(agent::spf::cppmsclientutils::Executors());
                     if constexpr (std::is_constructible_v<Client, decltype(limits), decltype(pools)>)
-                        return EndingClient(std::make_shared<Client>(limits, pools));
+                        return AnyClient(std::make_shared<Client>(limits, pools));
                     else
-                        return EndingClient(std::make_shared<Client>(limits, nullptr, pools));
+                        return AnyClient(std::make_shared<Client>(limits, nullptr, pools));
                 }};
     }
-    static EndingSubject version2() {
+    static Subject version2() {
         return of<login::spf::ZelkorLogin>("V2", {"ZelkorLogin", 2, 1}, "login.spf.ZelkorLogin");
     }
-    static EndingSubject version1() {
+    static Subject version1() {
         return of<login::ZelkorLoginImpl>("V1", {"ZelkorLogin", 1, 7}, "login.ZelkorLoginImpl");
     }
-    static EndingSubject interactiveVersion2() {
+    static Subject interactiveVersion2() {
         return of<login::spf::interactive::ZelkorLogin>("InteractiveV2", {"ZelkorLoginInteractive", 2, 2},
                                                         "login.spf.interactive.ZelkorLogin");
     }
@@ -106,7 +106,7 @@ inline GenericPayload argumentsFor(const FakeDaemon::Call& call) {
 /// A daemon that takes every registration and request, and calls what was exported when it is told to.
 class CallingDaemon : public FakeDaemon {
 public:
-    CallingDaemon(cppmicroservices::BundleContext context, const EndingSubject& subject,
+    CallingDaemon(cppmicroservices::BundleContext context, const Subject& subject,
                   std::optional<int> ranking = {})
         : FakeDaemon(std::move(context),
                      {subject.identity.name, subject.identity.version, subject.identity.revision, ranking}) {
