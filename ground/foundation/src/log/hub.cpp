@@ -25,7 +25,7 @@ Hub& Hub::instance() {
     // variable, but there is one libboost_log, and inserting into its core either succeeds or yields what the
     // first copy put there. The name's number changes with the layout of Hub.
     static Hub* const shared = [] {
-        static const boost::log::attribute_name name("foundation.log.hub.1");
+        static const boost::log::attribute_name name("foundation.log.hub.2");
         auto own = std::make_unique<Hub>();
         const auto [entry, inserted] = boost::log::core::get()->add_global_attribute(
             name, boost::log::attributes::constant<void*>(own.get()));

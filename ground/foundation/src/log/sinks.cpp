@@ -2,7 +2,6 @@
 
 #include "log/log_file.h"
 
-#include <cstdio>
 #include <utility>
 
 namespace foundation::log::detail {
@@ -18,7 +17,7 @@ void Sinks::replace(const Options& options) {
     if (!options.file.empty()) {
         file = std::make_unique<LogFile>(options);
     }
-    console_ = options.console;
+    consoleFilter_ = options.console;
     fileFilter_ = file ? options.fileFilter : SeverityFilter::off();
     // The old file is closed under the lock: both may be the same file, and a rotation must not cross its
     // last lines.
@@ -27,9 +26,8 @@ void Sinks::replace(const Options& options) {
 
 void Sinks::write(logging_event_types type, const std::string& line) {
     const MutexLock lock(mutex_);
-    if (console_.passes(type)) {
-        // One call, as the stream is unbuffered: other writers' output does not end up inside the line.
-        std::fwrite(line.data(), 1, line.size(), stderr);
+    if (consoleFilter_.passes(type)) {
+        console_.write(line);
     }
     if (fileFilter_.passes(type)) {
         file_->write(line);

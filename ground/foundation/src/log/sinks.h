@@ -1,5 +1,7 @@
 #pragma once
 
+#include "log/console.h"
+
 #include <foundation/log/setup.h>
 #include <foundation/thread_annotations.h>
 
@@ -11,7 +13,7 @@ namespace foundation::log::detail {
 class LogFile;
 
 /// The console and the file. Only writing happens under its lock, never a call out of this library, so a
-/// record may be written from anywhere.
+/// record may be written from anywhere. The console never keeps it for long; see Console.
 class Sinks {
 public:
     Sinks();
@@ -24,7 +26,8 @@ public:
 
 private:
     Mutex mutex_;
-    SeverityFilter console_ GUARDED_BY(mutex_) = SeverityFilter::off();
+    SeverityFilter consoleFilter_ GUARDED_BY(mutex_) = SeverityFilter::off();
+    Console console_ GUARDED_BY(mutex_);
     SeverityFilter fileFilter_ GUARDED_BY(mutex_) = SeverityFilter::off();
     std::unique_ptr<LogFile> file_ GUARDED_BY(mutex_);
 };
