@@ -30,7 +30,7 @@ using login::detail::NegotiationsResult;
 using Level = LoginInfo::Level;
 using std::chrono::milliseconds;
 
-inline constexpr milliseconds generous = generousLimit;
+inline const milliseconds generous = generousLimit;
 
 /// A connected client whose functions answer when, and as, the test says.
 class FakeClient : public transport::ClientSession {

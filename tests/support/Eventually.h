@@ -1,14 +1,19 @@
 #pragma once
 
 #include <chrono>
+#include <cstdlib>
 #include <future>
 #include <thread>
 #include <vector>
 
 namespace zelkor::test {
 
-/// Far beyond anything a working system needs, sanitizers and a loaded machine included.
-inline constexpr std::chrono::seconds generousLimit{60};
+/// Far beyond anything a working system needs, sanitizers and a loaded machine included. A shorter one shows
+/// sooner what a fault breaks: ZELKOR_GENEROUS_SECONDS=5.
+inline const std::chrono::seconds generousLimit = [] {
+    const char* seconds = std::getenv("ZELKOR_GENEROUS_SECONDS");
+    return std::chrono::seconds(seconds == nullptr ? 60 : std::atoi(seconds));
+}();
 
 /// Waits until `condition()`; its last answer.
 template <class Condition>
