@@ -142,10 +142,7 @@ void InvokableTrackerBase::runPendingWork(ExclusiveAccess& access) {
 }
 
 void InvokableTrackerBase::exclusively(std::function<void(ExclusiveAccess&, Turn)> work) {
-    if (!core::CallbackScope::active()) {
-        ExclusiveHold hold(state_);
-        work(hold.access(), Turn::AtOnce);
-    } else if (state_.try_lock()) {
+    if (state_.lockUnlessInACallbacksWay()) {
         ExclusiveHold hold(state_, std::adopt_lock);
         work(hold.access(), Turn::AtOnce);
     } else {

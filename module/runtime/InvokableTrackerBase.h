@@ -1,7 +1,6 @@
 #pragma once
 
 #include "contract/calls/CallbackManager.h"
-#include "contract/calls/CallbackScope.h"
 #include "contract/calls/Invokable.h"
 #include "module/runtime/ClosingGate.h"
 #include "module/runtime/Executors.h"
@@ -72,14 +71,14 @@ public:
 
     /// When exclusive work runs: before exclusively() returns, or after it.
     enum class Turn { AtOnce, Later };
-    /// Runs `work` under the exclusive lock: at once, or, when this thread is inside an exported callback and
-    /// would have to wait for the lock, soon and on an executor, unless this is closed before. The lock's
-    /// holder may be a call that the daemon answers when that callback has ended.
+    /// Runs `work` under the exclusive lock: at once, or soon and on an executor, unless this is closed before,
+    /// when it would have to wait for the lock in the way of an exported callback: inside one, or for more than
+    /// a moment while one runs. The lock's holder may be a call that the daemon answers when that has ended.
     void exclusively(std::function<void(ExclusiveAccess&, Turn)> work);
     /// As above, but inside an exported callback never at once: the callback does not wait for the daemon.
     void exclusivelyUnlessInCallback(std::function<void(ExclusiveAccess&, Turn)> work);
-    /// Runs `work` with exclusive access, or, inside an exported callback that would have to wait for it, with
-    /// shared access. At once.
+    /// Runs `work` with exclusive access, or, where exclusively() would leave it for later, with shared access.
+    /// At once.
     template <class Work>
     void exclusivelyOrShared(const Work& work);
     /// Runs `work`, in the order delivered, on an executor and outside the state lock, unless this is closed
@@ -180,10 +179,7 @@ private:
 
 template <class Work>
 void InvokableTrackerBase::exclusivelyOrShared(const Work& work) {
-    if (!core::CallbackScope::active()) {
-        ExclusiveHold hold(state_);
-        work(hold.access());
-    } else if (state_.try_lock()) {
+    if (state_.lockUnlessInACallbacksWay()) {
         ExclusiveHold hold(state_, std::adopt_lock);
         work(hold.access());
     } else {

@@ -24,14 +24,23 @@ void StateLock::lock() {
     mutex_.lock();
 }
 
-bool StateLock::try_lock() {
+bool StateLock::lockUnlessInACallbacksWay() {
     ++exclusives_;
     {
-        const MutexLock gate(gate_);
-        if (in_ || owed_ != 0 || sharers_ != 0) {
-            --exclusives_;
-            return false;
+        MutexLock gate(gate_);
+        const auto patience = CallbackScope::active() ? std::chrono::milliseconds(0) : firstPatience;
+        const auto arrival = Clock::now();
+        ++waiting_;
+        while (in_ || owed_ != 0 || sharers_ != 0) {
+            if (CallbackScope::activeAnywhere() && Clock::now() - arrival >= patience) {
+                --waiting_;
+                --exclusives_;
+                changed_.notify_all(); // those who stood back for this one
+                return false;
+            }
+            changed_.wait_for(gate, firstPatience);
         }
+        --waiting_;
         in_ = true;
     }
     mutex_.lock();
@@ -92,7 +101,7 @@ StateLock::Admission StateLock::comeInByTheGate() {
     ++standingBack_;
     while (!mayComeIn(phase, door)) {
         // A callback may begin at any time, without a word to this lock.
-        changed_.wait_for(gate, patience_);
+        changed_.wait_for(gate, firstPatience);
         letByIfPatient(arrival, door);
     }
     --standingBack_;
@@ -107,9 +116,11 @@ StateLock::Admission StateLock::comeInByTheGate() {
 }
 
 bool StateLock::mayComeIn(std::uint64_t arrivalPhase, std::uint64_t arrivalDoor) const {
+    if (lent_) // nobody is held up by a guest
+        return CallbackScope::activeAnywhere();
     const bool letBy = CallbackScope::active() || door_ != arrivalDoor;
     if (in_) // While a guest is in, the holder waits for it, and so perhaps for those whom it waits for.
-        return letBy && (lent_ || guests_ != 0);
+        return letBy && guests_ != 0;
     return letBy || waiting_ == 0 || phase_ != arrivalPhase;
 }
 
@@ -118,7 +129,7 @@ void StateLock::letByIfPatient(Clock::time_point arrival, std::uint64_t arrivalD
     if (door_ != arrivalDoor || !CallbackScope::activeAnywhere() || Clock::now() - arrival < patience_)
         return;
     ++door_;
-    patience_ += patience_ / 2;
+    patience_ += patience_ / 8;
     changed_.notify_all();
 }
 

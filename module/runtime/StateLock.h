@@ -24,13 +24,15 @@ namespace agent::spf::cppmsclientutils {
 ///  - A thread inside a callback never stands back. Any other thread stands back for a short time only while a
 ///    callback runs somewhere, for it may ask on that callback's behalf. That time grows with each use of it,
 ///    so that calls that take long do not keep an exclusive waiter out for ever.
-///  - An exclusive holder that waits for the daemon lends the lock (Lending). Those threads then share it as
-///    guests, and the holder goes on when the last guest has left.
+///  - An exclusive holder that waits for the daemon lends the lock (Lending). While a callback runs somewhere,
+///    everybody may share it then, as a guest, and the holder goes on when the last guest has left.
+///  - Who wants the lock exclusively, and could do so later, does not wait behind a callback either.
 class CAPABILITY("shared_mutex") StateLock {
 public:
     void lock() ACQUIRE();
-    /// Not from a thread that shares the lock.
-    bool try_lock() TRY_ACQUIRE(true);
+    /// Does not wait inside a callback, and gives up after a short time if one runs somewhere: whoever has the
+    /// lock may be waiting for it, and it for the caller. @return whether the caller holds the lock.
+    bool lockUnlessInACallbacksWay() TRY_ACQUIRE(true);
     void unlock() RELEASE();
 
     enum class Admission { Member, Guest };

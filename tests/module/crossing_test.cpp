@@ -99,7 +99,8 @@ TEST_P(Crossing, CallbacksThatBlockDoNotKeepTheNextDaemonFromBeingFound) {
 TEST_P(Crossing, AListenerThatIsCalledBeforeItsAddIsAnsweredMayUseItsClient) {
     make(10, 10);
     appear(daemon);
-    const auto first = client->login->addStatusListenerV2([](auto&, auto&) {});
+    const auto nothing = [](auto&, auto&) {};
+    const auto first = client->login->addStatusListenerV2(nothing);
     for (const bool fromAnotherThread : {false, true}) {
         daemon.on(addMethod(), [&](const FakeDaemon::Call& call) {
             auto called =
@@ -114,8 +115,13 @@ TEST_P(Crossing, AListenerThatIsCalledBeforeItsAddIsAnsweredMayUseItsClient) {
             if (asked->exchange(true))
                 return; // the new daemon's state
             if (fromAnotherThread)
-                release->set_value(
-                    std::async(std::launch::async, [&] { return client->detail->getRelease(); }).get());
+                release->set_value(std::async(std::launch::async, [&] {
+                                       const auto more = client->login->addStatusListenerV2(nothing);
+                                       EXPECT_TRUE(client->login->removeStatusListener(more));
+                                       for (int i = 0; i < 30; ++i)
+                                           EXPECT_EQ(client->detail->getRelease(), "r");
+                                       return client->detail->getRelease();
+                                   }).get());
             else
                 release->set_value(client->detail->getRelease());
             client->login->removeStatusListener(first); // answers at once

@@ -1,5 +1,6 @@
 // Which Invokable a client holds, and what happens when it comes and goes.
 
+#include "contract/calls/CallbackScope.h"
 #include "contract/calls/ServiceProperties.h"
 #include "module/runtime/InvokableTracker.h"
 #include "tests/module/ClientFixture.h"
@@ -22,7 +23,8 @@ protected:
                 onFinding(access);
         });
         tracker->onFoundInvokable([this] {
-            const bool free = tracker->state().try_lock();
+            const agent::spf::core::CallbackScope scope; // does not wait
+            const bool free = tracker->state().lockUnlessInACallbacksWay();
             EXPECT_TRUE(free); // not under the state lock
             if (free)
                 tracker->state().unlock();
