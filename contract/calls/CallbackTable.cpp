@@ -1,6 +1,5 @@
 #include "contract/calls/CallbackTable.h"
 
-#include "contract/calls/CallbackScope.h"
 #include "contract/calls/Errors.h"
 
 #include <boost/uuid/uuid_io.hpp>
@@ -67,7 +66,6 @@ GenericPayload CallbackTable::invoke(const boost::uuids::uuid& id,
     const auto function = claim(id);
     if (!function)
         throw WithdrawnError("No callback with the id " + to_string(id) + " is exported on this connection");
-    const CallbackScope scope;
     return function->function(stop, std::move(arguments));
 }
 

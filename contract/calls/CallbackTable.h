@@ -40,7 +40,7 @@ public:
     [[nodiscard]] Withdrawn remove(const boost::uuids::uuid& id, Owner owner);
     [[nodiscard]] Withdrawn removeAll(Owner owner);
 
-    /// Calls the function on this thread, inside a CallbackScope.
+    /// Calls the function on this thread.
     /// @throws WithdrawnError for an unknown id, and whatever the function throws.
     GenericPayload invoke(const boost::uuids::uuid& id,
                           const foundation::concurrent::threadpool::stop_token& stop,

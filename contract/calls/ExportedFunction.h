@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contract/calls/CallbackScope.h"
 #include "contract/calls/GenericPayload.h"
 #include "contract/calls/SignatureDescriptor.h"
 
@@ -45,11 +46,13 @@ private:
 
 /// Wraps a typed function: arguments are taken slot by slot, the result becomes slot 0 (no slot for void).
 /// The wrapped function throws what GenericPayload::take() throws when the daemon sends other arguments, and
-/// what `typed` throws.
+/// what `typed` throws. It runs inside a CallbackScope, opened here: of its code and its variables each library
+/// has a copy, and the exporter's is the one that counts.
 template <class Signature, class Callable>
 ExportedFunction::Uniform genericPayloadWrapper(Callable typed) {
     return [typed = std::move(typed)](const foundation::concurrent::threadpool::stop_token&,
                                       GenericPayload arguments) {
+        const CallbackScope scope;
         return PayloadCall<Signature>::run(typed, arguments);
     };
 }

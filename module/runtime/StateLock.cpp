@@ -28,11 +28,11 @@ bool StateLock::lockUnlessInACallbacksWay() {
     ++exclusives_;
     {
         MutexLock gate(gate_);
-        const auto patience = CallbackScope::active() ? std::chrono::milliseconds(0) : firstPatience;
         const auto arrival = Clock::now();
         ++waiting_;
         while (in_ || owed_ != 0 || sharers_ != 0) {
-            if (CallbackScope::activeAnywhere() && Clock::now() - arrival >= patience) {
+            if (CallbackScope::active() || (CallbackScope::longest() >= exclusivePatience &&
+                                            Clock::now() - arrival >= exclusivePatience)) {
                 --waiting_;
                 --exclusives_;
                 changed_.notify_all(); // those who stood back for this one
@@ -126,7 +126,7 @@ bool StateLock::mayComeIn(std::uint64_t arrivalPhase, std::uint64_t arrivalDoor)
 
 /// Lets everybody by who stands back now, when one of them has done so long enough and a callback runs.
 void StateLock::letByIfPatient(Clock::time_point arrival, std::uint64_t arrivalDoor) {
-    if (door_ != arrivalDoor || !CallbackScope::activeAnywhere() || Clock::now() - arrival < patience_)
+    if (door_ != arrivalDoor || CallbackScope::longest() < firstPatience || Clock::now() - arrival < patience_)
         return;
     ++door_;
     patience_ += patience_ / 8;

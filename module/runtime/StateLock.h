@@ -22,7 +22,7 @@ namespace agent::spf::cppmsclientutils {
 /// Nobody waits for himself by way of the daemon. It may hold back the answer to a call, whose caller has the
 /// lock, until an exported callback of this process has ended:
 ///  - A thread inside a callback never stands back. Any other thread stands back for a short time only while a
-///    callback runs somewhere, for it may ask on that callback's behalf. That time grows with each use of it,
+///    callback has been running for as long, for it may ask on that callback's behalf. That time grows with each use of it,
 ///    so that calls that take long do not keep an exclusive waiter out for ever.
 ///  - An exclusive holder that waits for the daemon lends the lock (Lending). While a callback runs somewhere,
 ///    everybody may share it then, as a guest, and the holder goes on when the last guest has left.
@@ -30,8 +30,8 @@ namespace agent::spf::cppmsclientutils {
 class CAPABILITY("shared_mutex") StateLock {
 public:
     void lock() ACQUIRE();
-    /// Does not wait inside a callback, and gives up after a short time if one runs somewhere: whoever has the
-    /// lock may be waiting for it, and it for the caller. @return whether the caller holds the lock.
+    /// Does not wait inside a callback, and gives up after a short time if one has been running for as long:
+    /// whoever has the lock may be waiting for it, and it for the caller. @return whether the caller holds it.
     bool lockUnlessInACallbacksWay() TRY_ACQUIRE(true);
     void unlock() RELEASE();
 
@@ -76,6 +76,8 @@ private:
     std::uint64_t door_ GUARDED_BY(gate_) = 0;     // counts how often those who stood back were let by
     std::chrono::milliseconds patience_ GUARDED_BY(gate_) = firstPatience;
     static constexpr std::chrono::milliseconds firstPatience{20};
+    /// Longer, for who leaves has not done yet what he came for, and callbacks that take this long are rare.
+    static constexpr std::chrono::milliseconds exclusivePatience{200};
 };
 
 /// The proof that a thread holds a state lock exclusively. Only ExclusiveHold makes one; it cannot be copied,

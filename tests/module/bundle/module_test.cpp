@@ -1,4 +1,6 @@
 #include "ModuleHost.h"
+#include "contract/calls/ExportedCallback.h"
+#include "contract/records/NotifierUuid.h"
 #include "tests/support/RecordingLog.h"
 #include "tests/support/RecordingLogin.h"
 
@@ -153,6 +155,30 @@ TEST_F(ModuleHost, AChangeOfItsConfigurationReachesTheSameObject) {
     waiting.join();
     EXPECT_TRUE(eventually([&] { return login->getRelease() == "1.2"; }));
     EXPECT_EQ(daemon.calls().back().timeout, std::chrono::seconds(7));
+}
+
+TEST_F(ModuleHost, AFunctionThatTheDaemonCallsBeforeItAnswersMayUseItsClient) {
+    daemon.appear();
+    configure(fullPid);
+    const auto desktop = offerDesktopServices();
+    const auto login = get<login::ZelkorLogin>();
+    const auto detail = get<login::detail::ZelkorLogin>();
+    daemon.on("addLogoutNegotiator", [&](const FakeDaemon::Call& call) {
+        using agent::spf::core::ExportedCallback;
+        const auto id = call.arguments.get<ExportedCallback>(1).getCallbackID();
+        auto asked = std::async(std::launch::async, [&, id] {
+            // By this program's copy of the table; the client is the module's.
+            daemon.callbacks()->invoke(id, {}, FakeDaemon::Payload::of(login::NegotiationTerms{1}));
+        });
+        EXPECT_TRUE(comes(asked));
+        call.answer(FakeDaemon::Payload::of(login::detail::createUuid()));
+    });
+    std::string release;
+    static_cast<void>(login->addLogoutNegotiator({"asks", [&](const auto&) {
+                                                      release = detail->getRelease();
+                                                      return login::NegotiatorResponse{};
+                                                  }}));
+    EXPECT_EQ(release, "1.2");
 }
 
 TEST_F(ModuleHost, WhatIsHeldWorksAsDocumentedAfterEverythingHasStopped) {
