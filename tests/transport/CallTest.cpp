@@ -118,17 +118,26 @@ TEST_F(Call, OverALimitOnlyTheOffenderIsRefused) {
     for (auto& call : calls)
         call.get();
 
-    // This side's own limit: a fourth call is not sent at all.
+    // This side's own limit: those beyond it wait until others have ended, one way or the other.
     server->stop();
     ASSERT_TRUE(eventually([&] { return !client->current(); }));
     server = startServer(directory / "s", service);
     invokable = client->found();
-    for (auto& call : calls)
-        call = invokable->invokeAsync<void>(30s, "m");
-    EXPECT_EQ(failure(), Failure(ErrorKind::Refused, refusal + "3)"));
+    for (int i = 3; i < 10; ++i)
+        calls.push_back(invokable->invokeAsync<void>(30s, "m"));
+    EXPECT_EQ(errorOf(callFor(*invokable, 20ms, "m")).first, ErrorKind::Timeout); // in its turn
+    ASSERT_TRUE(eventually([&] { return held.size() == 3; }));
+    held.answer();
+    ASSERT_TRUE(eventually([&] { return held.size() == 3; }));
+    held.answer();
+    ASSERT_TRUE(eventually([&] { return held.size() == 1; })); // not the one that has ended
+    for (std::size_t i = 3; i < 9; ++i)
+        calls[i].get();
+    for (int i = 0; i < 5; ++i)
+        calls.push_back(invokable->invokeAsync<void>(30s, "m"));
     server.reset();
-    for (auto& call : calls)
-        EXPECT_EQ(errorOf(std::move(call)).first, ErrorKind::Disconnected);
+    for (std::size_t i = 9; i < calls.size(); ++i)
+        EXPECT_EQ(errorOf(std::move(calls[i])).first, ErrorKind::Disconnected);
 }
 
 TEST_F(Call, AHandlerMayThrowOrCallAndWaitItself) {

@@ -15,9 +15,9 @@ std::uint64_t CallTable::add(PendingCall call) {
     free_.pop_back();
     earliest_ = std::min(earliest_, call.deadline);
     auto& slot = slots_[index];
+    sent_ += call.sent ? 1 : 0;
     slot.call = std::move(call);
     slot.id = nextSequence_++ << indexBits | index;
-    ++size_;
     return slot.id;
 }
 
@@ -34,7 +34,7 @@ std::optional<PendingCall> CallTable::take(std::uint64_t id) {
     const auto index = static_cast<std::uint32_t>(id & indexMask);
     slots_[index] = {};
     free_.push_back(index);
-    --size_;
+    sent_ -= taken->sent ? 1 : 0;
     return taken;
 }
 

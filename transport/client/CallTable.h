@@ -18,6 +18,7 @@ struct PendingCall {
     std::chrono::milliseconds timeout{};
     std::chrono::steady_clock::time_point deadline;
     ReaderRole::Waiter* waiter = nullptr; ///< to be told when the handler has run
+    bool sent = true;                     ///< or waits for its turn; see CallTable::markSent()
 };
 
 /// The calls of one connection by id. Constant time and, once grown, no allocation per call. Not thread-safe.
@@ -25,7 +26,12 @@ class CallTable {
 public:
     using Clock = std::chrono::steady_clock;
 
-    std::size_t size() const noexcept { return size_; }
+    /// Of the calls that are on their way to the daemon, or with it.
+    std::size_t sent() const noexcept { return sent_; }
+    void markSent(PendingCall& call) noexcept {
+        sent_ += call.sent ? 0 : 1;
+        call.sent = true;
+    }
     /// @return its id, never 0.
     std::uint64_t add(PendingCall call);
     /// Null when it has ended. Valid until the next change.
@@ -52,7 +58,7 @@ private:
 
     std::vector<Slot> slots_;
     std::vector<std::uint32_t> free_;
-    std::size_t size_ = 0;
+    std::size_t sent_ = 0;
     std::uint64_t nextSequence_ = 1;
     Clock::time_point earliest_ = Clock::time_point::max();
 };

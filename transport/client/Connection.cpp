@@ -60,11 +60,7 @@ std::uint64_t Connection::call(std::uint32_t service, std::optional<std::chrono:
     const auto limit = timeout.value_or(limits_.defaultCallTimeout);
     PendingCall pending{std::move(handler), std::move(method), limit, wire::deadlineAfter(now, limit),
                         nullptr};
-    std::uint64_t id = 0;
-    try {
-        if (pending.deadline <= now)
-            std::rethrow_exception(overdue(pending));
-        wire::FrameBuilder frame;
+    const auto encode = [&](wire::FrameBuilder& frame) {
         auto call = frame.message().initCall();
         call.setService(service);
         call.setRemainingMs(wire::remainingMs(now, pending.deadline));
@@ -72,43 +68,98 @@ std::uint64_t Connection::call(std::uint32_t service, std::optional<std::chrono:
         const auto descriptor = signature.named(pending.method);
         wire::setText(call.initDescriptor(static_cast<unsigned>(descriptor.size())), descriptor);
         wire::encodePayload(arguments, call.initPayload(static_cast<unsigned>(arguments.size())));
+        return call;
+    };
+    std::uint64_t id = 0;
+    try {
+        if (pending.deadline <= now)
+            std::rethrow_exception(overdue(pending));
+        wire::FrameBuilder frame;
+        auto call = encode(frame);
         if (frame.bytes() > peerFrameBytes_)
             throw core::RefusedError("The call of " + pending.method + " takes " +
                                      std::to_string(frame.bytes()) + " bytes, the daemon reads " +
                                      std::to_string(peerFrameBytes_) + " at most");
-        if (auto error = record(pending, id))
-            std::rethrow_exception(std::move(error));
-        call.setId(id);
-        send(frame, id);
+        auto recorded = record(pending, id, nullptr);
+        if (recorded == Recorded::HasToWait) {
+            auto waiting = std::make_unique<WaitingCall>();
+            waiting->call = encode(waiting->frame);
+            waiting->deadline = pending.deadline;
+            recorded = record(pending, id, std::move(waiting));
+        }
+        if (recorded == Recorded::ToBeSent) {
+            call.setId(id);
+            send(frame, id);
+        }
     } catch (...) {
         if (id == 0)
             fail(pending, std::current_exception());
         else
             end(id, std::current_exception());
+        sendWaiting();
         return 0;
     }
     return id;
 }
 
-std::exception_ptr Connection::record(PendingCall& call, std::uint64_t& id) {
+Connection::Recorded Connection::record(PendingCall& call, std::uint64_t& id,
+                                        std::unique_ptr<WaitingCall> waiting) {
     bool earlier = false;
+    auto recorded = Recorded::ToBeSent;
     {
         const foundation::MutexLock lock(mutex_);
         if (lost_)
-            return std::make_exception_ptr(
-                core::DisconnectedError("The daemon is not connected: " + lossReason_));
-        if (calls_.size() >= limits_.pendingCallsPerConnection)
-            return std::make_exception_ptr(
-                core::RefusedError("Too many calls without an answer on this connection (limit " +
-                                   std::to_string(limits_.pendingCallsPerConnection) + ')'));
+            throw core::DisconnectedError("The daemon is not connected: " + lossReason_);
+        if (calls_.sent() >= limits_.pendingCallsPerConnection || !waiting_.empty()) {
+            if (!waiting)
+                return Recorded::HasToWait;
+            const auto bytes = sizeof(WaitingCall) + waiting->frame.bytes();
+            if (waitingBytes_ + bytes > limits_.queuedBytesPerConnection)
+                throw core::RefusedError("Too many calls without an answer on this connection (limit " +
+                                         std::to_string(limits_.pendingCallsPerConnection) + "), and " +
+                                         std::to_string(waitingBytes_) + " bytes of calls that wait for them");
+            call.sent = false;
+            waiting_.push_back(std::move(waiting));
+            waitingBytes_ += bytes;
+            recorded = Recorded::Waits;
+        }
         earlier = call.deadline < backgroundWakes_;
         if (earlier)
             backgroundWakes_ = call.deadline;
         id = calls_.add(std::move(call));
+        if (recorded == Recorded::Waits) {
+            waiting_.back()->id = id;
+            waiting_.back()->call.setId(id);
+        }
     }
     if (earlier)
         wakeUp_.wake();
-    return nullptr;
+    return recorded;
+}
+
+/// After the end of a call: the next ones take its place.
+void Connection::sendWaiting() noexcept {
+    for (;;) {
+        std::unique_ptr<WaitingCall> next;
+        {
+            const foundation::MutexLock lock(mutex_);
+            if (waiting_.empty() || calls_.sent() >= limits_.pendingCallsPerConnection)
+                return;
+            next = std::move(waiting_.front());
+            waiting_.pop_front();
+            waitingBytes_ -= sizeof(WaitingCall) + next->frame.bytes();
+            auto* call = calls_.find(next->id);
+            if (call == nullptr)
+                continue; // has ended
+            calls_.markSent(*call);
+        }
+        try {
+            next->call.setRemainingMs(wire::remainingMs(Clock::now(), next->deadline));
+            send(next->frame, next->id);
+        } catch (...) {
+            end(next->id, std::current_exception());
+        }
+    }
 }
 
 void Connection::send(wire::FrameBuilder& frame, std::uint64_t call) {
@@ -210,6 +261,7 @@ void Connection::help(std::uint64_t call) noexcept {
         }
         if (late)
             fail(*late, overdue(*late));
+        sendWaiting();
         role_.awaitDone(waiter); // is done, or another thread has the call in hand
         break;
     }
@@ -218,6 +270,7 @@ void Connection::help(std::uint64_t call) noexcept {
 
 void Connection::disconnect(const std::string& why) noexcept {
     std::vector<PendingCall> pending;
+    std::deque<std::unique_ptr<WaitingCall>> waiting;
     std::shared_ptr<const foundation::UniqueFd> socket; // may be released by another thread meanwhile
     {
         const foundation::MutexLock lock(mutex_);
@@ -225,6 +278,7 @@ void Connection::disconnect(const std::string& why) noexcept {
             return;
         lossReason_ = why;
         pending = calls_.takeAll();
+        waiting.swap(waiting_);
         socket = socket_;
     }
     // Ends reading on whatever thread. The descriptor itself stays until nobody can use it any more.

@@ -14,6 +14,7 @@
 
 #include <array>
 #include <atomic>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
@@ -26,7 +27,7 @@ namespace agent::spf::transport {
 /// A calling thread sends its own frame and, in help(), may read for everybody (see ReaderRole). A background
 /// thread ends overdue calls, waits until a full socket is writable, and reads when no caller does. Handlers
 /// run on the thread that reads, ends or disconnects, never under a lock. Exported callbacks run on the
-/// executor.
+/// executor. Calls beyond the limit of those without an answer wait for their turn, and their time runs.
 class Connection : public std::enable_shared_from_this<Connection> {
 public:
     /// @param onLost called once, after every pending call has failed, on whichever thread noticed the loss;
@@ -65,8 +66,19 @@ private:
     /// recv(2) cost two, and looks at its deadline after each slice.
     static constexpr std::chrono::milliseconds readSlice{50};
 
-    /// Empty once the call is recorded and may be sent; `id` is then set.
-    std::exception_ptr record(PendingCall& call, std::uint64_t& id);
+    /// A call beyond the limit of those without an answer, until one of them has ended.
+    struct WaitingCall {
+        wire::FrameBuilder frame;
+        wire::Call::Builder call{nullptr}; ///< in it
+        Clock::time_point deadline;
+        std::uint64_t id = 0;
+    };
+
+    enum class Recorded { ToBeSent, Waits, HasToWait };
+    /// Enters the call and sets its id; when it has to wait, only together with what waits.
+    /// @throws core::InvocationError
+    Recorded record(PendingCall& call, std::uint64_t& id, std::unique_ptr<WaitingCall> waiting);
+    void sendWaiting() noexcept;
     void send(wire::FrameBuilder& frame, std::uint64_t call);
     void heed(wire::FrameWriter::Outcome outcome) noexcept;
     void end(std::uint64_t call, std::exception_ptr error) noexcept;
@@ -111,6 +123,8 @@ private:
 
     mutable foundation::Mutex mutex_; // a leaf: nothing of others' is called or destroyed under it
     CallTable calls_ GUARDED_BY(mutex_);
+    std::deque<std::unique_ptr<WaitingCall>> waiting_ GUARDED_BY(mutex_); // some may have ended meanwhile
+    std::size_t waitingBytes_ GUARDED_BY(mutex_) = 0;
     bool lost_ GUARDED_BY(mutex_) = false;
     std::string lossReason_ GUARDED_BY(mutex_);
     Clock::time_point backgroundWakes_ GUARDED_BY(mutex_) = Clock::time_point::max(); // at the latest

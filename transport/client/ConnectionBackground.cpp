@@ -30,6 +30,8 @@ bool Connection::endOverdue() {
     }
     for (auto& call : late)
         fail(call, overdue(call));
+    if (!late.empty())
+        sendWaiting();
     return true;
 }
 

@@ -80,12 +80,16 @@ void Connection::handle(wire::Message::Reader message) {
 
 void Connection::handleReply(wire::Reply::Reader reply) {
     std::optional<PendingCall> call;
+    bool othersWait = false;
     {
         const foundation::MutexLock lock(mutex_);
         if (!calls_.issued(reply.getId()))
             throw core::MalformedError("a reply to a call that was never made");
         call = calls_.take(reply.getId());
+        othersWait = !waiting_.empty();
     }
+    if (othersWait)
+        sendWaiting();
     if (!call)
         return; // overdue
     if (reply.isError()) {
