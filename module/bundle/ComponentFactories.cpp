@@ -1,6 +1,7 @@
 // The exported functions through which the framework makes and destroys the components of manifest.json, one
 // pair for each. The build fails when a pair is missing, and exports nothing else.
 
+#include "module/runtime/ModuleContext.h"
 #include "module/v2/LoginVetoerClient.h"
 #include "module/v2/ZelkorLogin.h"
 #include "module/v2/interactive/desktop/ZelkorLogin.h"
@@ -52,6 +53,19 @@ struct References {
     }
 };
 
+/// Objects belong to the bundle as it is started now, and to its framework; see ConstructionContext.
+template <class Class, class Interfaces, class... Injected>
+class Instance final : public ComponentInstanceImpl<Class, Interfaces, std::shared_ptr<Injected>...> {
+    using Base = ComponentInstanceImpl<Class, Interfaces, std::shared_ptr<Injected>...>;
+
+public:
+    using Base::Base;
+    void CreateInstance(const std::shared_ptr<ComponentContext>& context) override {
+        const agent::spf::cppmsclientutils::ConstructionContext belongsTo(context->GetBundleContext());
+        Base::CreateInstance(context);
+    }
+};
+
 /// Null when memory is exhausted.
 /// @param injected the references that the constructor takes, in its order.
 /// @param awaited those that the component only waits for.
@@ -63,8 +77,7 @@ ComponentInstance* newInstance(References<Injected...> injected, References<Awai
         auto binders = injected.template binders<Class>();
         const auto further = awaited.template binders<Class>();
         binders.insert(binders.end(), further.begin(), further.end());
-        return new (std::nothrow)
-            ComponentInstanceImpl<Class, Interfaces, std::shared_ptr<Injected>...>(names, binders);
+        return new (std::nothrow) Instance<Class, Interfaces, Injected...>(names, binders);
     } catch (const std::bad_alloc&) {
         return nullptr;
     }

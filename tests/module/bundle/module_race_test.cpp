@@ -33,10 +33,8 @@ TEST_F(ModuleHost, CallersMeetEveryChangeOfConfigurationBundleAndFramework) {
         configure(fullPid, {{"timeouts::service", 0}, {"round", round}});
         answersCome();
         admin->GetConfiguration(detailPid)->Remove().get();
-#ifdef ZELKOR_EMBEDDED_FRAMEWORK // the installed one gives the context of the bundle's first start only
         bundle.Stop();
         bundle.Start();
-#endif
         configure(detailPid, {{"timeouts::service", 0}});
         desktop.Unregister();
         desktop = offerDesktopServices();
