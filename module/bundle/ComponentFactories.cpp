@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
 #include <new>
 #include <string>
 #include <tuple>
@@ -53,17 +54,33 @@ struct References {
     }
 };
 
-/// Objects belong to the bundle as it is started now, and to its framework; see ConstructionContext.
-template <class Class, class Interfaces, class... Injected>
-class Instance final : public ComponentInstanceImpl<Class, Interfaces, std::shared_ptr<Injected>...> {
-    using Base = ComponentInstanceImpl<Class, Interfaces, std::shared_ptr<Injected>...>;
-
+/// The instance of a component that is made in the component's own context; see ConstructionContext.
+class Instance final : public ComponentInstance {
 public:
-    using Base::Base;
+    explicit Instance(std::unique_ptr<ComponentInstance> made) : made_(std::move(made)) {}
+
     void CreateInstance(const std::shared_ptr<ComponentContext>& context) override {
         const agent::spf::cppmsclientutils::ConstructionContext belongsTo(context->GetBundleContext());
-        Base::CreateInstance(context);
+        made_->CreateInstance(context);
     }
+    void BindReferences(const std::shared_ptr<ComponentContext>& context) override {
+        made_->BindReferences(context);
+    }
+    void UnbindReferences() override { made_->UnbindReferences(); }
+    void Activate() override { made_->Activate(); }
+    void Deactivate() override { made_->Deactivate(); }
+    void Modified() override { made_->Modified(); }
+    bool DoesModifiedMethodExist() override { return made_->DoesModifiedMethodExist(); }
+    void InvokeBindMethod(const std::string& reference, std::shared_ptr<void> service) override {
+        made_->InvokeBindMethod(reference, std::move(service));
+    }
+    void InvokeUnbindMethod(const std::string& reference, std::shared_ptr<void> service) override {
+        made_->InvokeUnbindMethod(reference, std::move(service));
+    }
+    cppmicroservices::InterfaceMapPtr GetInterfaceMap() override { return made_->GetInterfaceMap(); }
+
+private:
+    const std::unique_ptr<ComponentInstance> made_;
 };
 
 /// Null when memory is exhausted.
@@ -77,7 +94,9 @@ ComponentInstance* newInstance(References<Injected...> injected, References<Awai
         auto binders = injected.template binders<Class>();
         const auto further = awaited.template binders<Class>();
         binders.insert(binders.end(), further.begin(), further.end());
-        return new (std::nothrow) Instance<Class, Interfaces, Injected...>(names, binders);
+        return new Instance(
+            std::make_unique<ComponentInstanceImpl<Class, Interfaces, std::shared_ptr<Injected>...>>(names,
+                                                                                                    binders));
     } catch (const std::bad_alloc&) {
         return nullptr;
     }

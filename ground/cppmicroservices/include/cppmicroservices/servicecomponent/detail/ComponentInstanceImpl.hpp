@@ -41,7 +41,7 @@ concept Modifiable = requires(T& object, const std::shared_ptr<ComponentContext>
 /// \tparam Interfaces std::tuple of the service interfaces
 /// \tparam Refs std::shared_ptr of the interface of each injected reference
 template <class T, class Interfaces = std::tuple<>, class... Refs>
-class ComponentInstanceImpl : public ComponentInstance {
+class ComponentInstanceImpl final : public ComponentInstance {
 public:
     using Binders = std::vector<std::shared_ptr<Binder<T>>>;
 
