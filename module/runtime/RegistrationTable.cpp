@@ -1,5 +1,6 @@
 #include "module/runtime/RegistrationTable.h"
 
+#include "contract/calls/CallbackScope.h"
 #include "contract/records/NotifierUuid.h"
 
 #include <algorithm>
@@ -69,8 +70,9 @@ uuid RegistrationTable::add(const Item& item) {
 }
 
 void RegistrationTable::enter(ExclusiveAccess& access, const Item& item, Turn turn, uuid& callersId) {
-    // Later, nobody waits for the outcome: without a daemon the next one is told in its replay.
-    if (item->active() && (turn == Turn::AtOnce || tracker_->held(access))) {
+    // Later, and inside a callback, nobody waits for a daemon: the next one is told in its replay.
+    const bool waits = turn == Turn::AtOnce && !core::CallbackScope::active();
+    if (item->active() && (waits || tracker_->held(access))) {
         try {
             auto onItsWay = tell(access, item);
             settle(access, onItsWay);

@@ -55,6 +55,7 @@ void StateLock::unlock() {
         ++phase_;
         owed_ = standingBack_;
         patience_ = firstPatience;
+        firstLetBy_.reset();
         --exclusives_;
     }
     changed_.notify_all();
@@ -126,10 +127,14 @@ bool StateLock::mayComeIn(std::uint64_t arrivalPhase, std::uint64_t arrivalDoor)
 
 /// Lets everybody by who stands back now, when one of them has done so long enough and a callback runs.
 void StateLock::letByIfPatient(Clock::time_point arrival, std::uint64_t arrivalDoor) {
-    if (door_ != arrivalDoor || CallbackScope::longest() < firstPatience || Clock::now() - arrival < patience_)
+    const auto now = Clock::now();
+    if (door_ != arrivalDoor || CallbackScope::longest() < firstPatience || now - arrival < patience_)
         return;
     ++door_;
-    patience_ += patience_ / 8;
+    if (!firstLetBy_)
+        firstLetBy_ = now;
+    if (now - *firstLetBy_ > evenFor)
+        patience_ += patience_ / 2;
     changed_.notify_all();
 }
 

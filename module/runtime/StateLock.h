@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <shared_mutex>
 #include <utility>
 #include <vector>
@@ -22,8 +23,9 @@ namespace agent::spf::cppmsclientutils {
 /// Nobody waits for himself by way of the daemon. It may hold back the answer to a call, whose caller has the
 /// lock, until an exported callback of this process has ended:
 ///  - A thread inside a callback never stands back. Any other thread stands back for a short time only while a
-///    callback has been running for as long, for it may ask on that callback's behalf. That time grows with each use of it,
-///    so that calls that take long do not keep an exclusive waiter out for ever.
+///    callback has been running for as long, for it may ask on that callback's behalf. After ten seconds of
+///    this that time grows with each use, so that calls that take long do not keep an exclusive waiter out for
+///    ever.
 ///  - An exclusive holder that waits for the daemon lends the lock (Lending). While a callback runs somewhere,
 ///    everybody may share it then, as a guest, and the holder goes on when the last guest has left.
 ///  - Who wants the lock exclusively, and could do so later, does not wait behind a callback either.
@@ -75,7 +77,10 @@ private:
     std::uint64_t phase_ GUARDED_BY(gate_) = 0;    // counts exclusive holders that have left
     std::uint64_t door_ GUARDED_BY(gate_) = 0;     // counts how often those who stood back were let by
     std::chrono::milliseconds patience_ GUARDED_BY(gate_) = firstPatience;
+    std::optional<Clock::time_point> firstLetBy_ GUARDED_BY(gate_); // since an exclusive holder was in
     static constexpr std::chrono::milliseconds firstPatience{20};
+    /// Longer than a daemon waits for a negotiator.
+    static constexpr std::chrono::seconds evenFor{10};
     /// Longer, for who leaves has not done yet what he came for, and callbacks that take this long are rare.
     static constexpr std::chrono::milliseconds exclusivePatience{200};
 };

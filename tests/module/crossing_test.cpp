@@ -161,6 +161,18 @@ TEST_P(Crossing, ARemovalInsideACallbackWaitsForNothing) {
     daemon.release(GenericPayload::of(true));
 }
 
+TEST_P(Crossing, ARegistrationInsideACallbackWaitsForNoDaemon) {
+    make(10, 3600);
+    auto registering = std::async(std::launch::async, [&] {
+        const agent::spf::core::CallbackScope scope; // of a daemon that is gone
+        return client->login->addStatusListenerV2([](auto&, auto&) {});
+    });
+    ASSERT_TRUE(comes(registering));
+    EXPECT_FALSE(registering.get().isEmpty());
+    daemon.appear();
+    EXPECT_TRUE(daemon.waitForCalls(addMethod()));
+}
+
 TEST_P(Crossing, ANegotiatorGetsItsAnswerByAnotherThreadWhileARegistrationWaits) {
     make(10, 10);
     appear(daemon);
