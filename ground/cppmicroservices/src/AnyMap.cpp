@@ -19,13 +19,15 @@ bool detail::any_map_ciequal::operator()(std::string_view left, std::string_view
     return EqualIgnoringCase(left, right);
 }
 
-any_map::any_map(map_type type) {
+any_map::any_map(map_type type, std::initializer_list<value_type> items) {
     if (type == UNORDERED_MAP)
         map_.emplace<UNORDERED_MAP>();
     else if (type == UNORDERED_MAP_CASEINSENSITIVE_KEYS)
         map_.emplace<UNORDERED_MAP_CASEINSENSITIVE_KEYS>();
     else if (type != ORDERED_MAP)
         throw std::invalid_argument("Unknown kind of AnyMap; use one of any_map::map_type.");
+    for (const auto& item : items)
+        insert(item);
 }
 
 any_map::iterator any_map::begin() {

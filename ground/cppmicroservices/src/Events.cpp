@@ -1,4 +1,5 @@
 #include <cppmicroservices/BundleEvent.h>
+#include <cppmicroservices/Constants.h>
 #include <cppmicroservices/FrameworkEvent.h>
 #include <cppmicroservices/ServiceEvent.h>
 
@@ -62,6 +63,40 @@ std::ostream& operator<<(std::ostream& os, FrameworkEvent::Type type) {
         return os << "WAIT_TIMEDOUT";
     }
     return os << "framework event " << static_cast<std::uint32_t>(type);
+}
+
+std::ostream& operator<<(std::ostream& os, const ServiceEvent& event) {
+    if (!event)
+        return os << "NONE";
+    os << event.GetType();
+    // The unbalanced parenthesis stands in the logs of every application; who parses them expects it.
+    if (const auto reference = event.GetServiceReference())
+        os << ' ' << reference.GetProperty(Constants::SERVICE_ID)
+           << " objectClass=" << reference.GetProperty(Constants::OBJECTCLASS) << ')';
+    return os;
+}
+
+std::ostream& operator<<(std::ostream& os, const BundleEvent& event) {
+    if (!event)
+        return os << "NONE";
+    const auto bundle = event.GetBundle();
+    return os << event.GetType() << " #" << bundle.GetBundleId() << " (" << bundle.GetSymbolicName() << " at "
+              << bundle.GetLocation() << ')';
+}
+
+std::ostream& operator<<(std::ostream& os, const FrameworkEvent& event) {
+    if (!event)
+        return os << "NONE";
+    os << event.GetType() << "\n " << event.GetMessage() << "\n " << event.GetBundle() << "\n Exception: ";
+    if (!event.GetThrowable())
+        return os << "NONE";
+    try {
+        std::rethrow_exception(event.GetThrowable());
+    } catch (const std::exception& error) {
+        return os << error.what();
+    } catch (...) {
+        return os << "unknown";
+    }
 }
 
 } // namespace cppmicroservices

@@ -48,3 +48,11 @@ cppmicroservices::LDAPPropExpr operator||(const cppmicroservices::LDAPPropExpr& 
                                           const cppmicroservices::LDAPPropExpr& right) {
     return Join('|', left, right);
 }
+
+cppmicroservices::LDAPPropExpr& cppmicroservices::LDAPPropExpr::operator&=(const LDAPPropExpr& right) {
+    return *this = *this && right;
+}
+
+cppmicroservices::LDAPPropExpr& cppmicroservices::LDAPPropExpr::operator|=(const LDAPPropExpr& right) {
+    return *this = *this || right;
+}

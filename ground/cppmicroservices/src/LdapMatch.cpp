@@ -60,9 +60,12 @@ bool MatchText(std::string_view text, const LdapNode& node) {
     }
 }
 
+/// The beginning of the value's name is enough, even an empty one.
 bool MatchBool(bool value, const LdapNode& node) {
+    const std::string_view name = value ? "true" : "false";
     return (node.kind == Kind::Equal || node.kind == Kind::Approx) &&
-           EqualIgnoringCase(Trim(node.operand.text), value ? "true" : "false");
+           node.operand.text.size() <= name.size() &&
+           EqualIgnoringCase(node.operand.text, name.substr(0, node.operand.text.size()));
 }
 
 template <class A, class B>
@@ -80,16 +83,12 @@ bool Ordered(Kind kind, A value, B operand) {
 
 template <class Number>
 bool MatchNumber(Number value, const LdapNode& node) {
-    if (node.kind == Kind::Substring)
-        return false;
     if constexpr (std::is_integral_v<Number>) {
         if (const auto* integer = std::get_if<long long>(&node.operand.integer))
             return Ordered(node.kind, value, *integer);
         if (const auto* integer = std::get_if<unsigned long long>(&node.operand.integer))
             return Ordered(node.kind, value, *integer);
-        // long double holds every 64-bit integer exactly.
-        return node.operand.number && Ordered(node.kind, static_cast<long double>(value),
-                                              static_cast<long double>(*node.operand.number));
+        return false;
     } else {
         // In the property's own precision, so that 0.1f equals "0.1".
         return node.operand.number && Ordered(node.kind, value, static_cast<Number>(*node.operand.number));

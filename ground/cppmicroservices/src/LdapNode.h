@@ -7,7 +7,7 @@
 
 namespace cppmicroservices::detail {
 
-/// The value a comparison tests against, converted once at parse time.
+/// The value a comparison tests against, converted once at parse time. It is a number if it begins with one.
 struct LdapOperand {
     LdapOperand() = default;
     explicit LdapOperand(std::string unescaped);
@@ -22,7 +22,7 @@ struct LdapNode {
 
     Kind kind = Kind::And;
     std::string attribute;
-    LdapOperand operand;             ///< comparisons but Substring
+    LdapOperand operand;             ///< comparisons; Substring: the first piece
     std::vector<std::string> pieces; ///< Substring: the texts around and between the asterisks, at least two
     std::vector<LdapNode> children;  ///< And, Or, Not
 };

@@ -10,11 +10,12 @@ namespace cppmicroservices::detail {
 
 namespace {
 
+/// The number that \p text begins with; what follows it does not count.
 template <class Number>
 std::optional<Number> Convert(std::string_view text) {
     Number number{};
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size())
+    if (error != std::errc())
         return std::nullopt;
     return number;
 }
@@ -90,6 +91,7 @@ LdapNode LdapParser::ParseComparison() {
         node.kind = LdapNode::Kind::Present;
     } else {
         node.kind = LdapNode::Kind::Substring;
+        node.operand = LdapOperand(pieces.front());
         node.pieces = std::move(pieces);
     }
     return node;
@@ -131,9 +133,11 @@ LdapNode::Kind LdapParser::ParseOperator() {
 
 std::vector<std::string> LdapParser::ParseValue(bool splitAtAsterisk) {
     std::vector<std::string> pieces(1);
-    for (; Peek() != ')'; ++position_) {
-        if (Peek() == '(')
-            Fail("'(' in a value must be written as '\\('");
+    // Parentheses may stand in a value as they are, if each that opens is closed.
+    for (int open = 0; open > 0 || Peek() != ')'; ++position_) {
+        if (AtEnd())
+            Fail("expected ')'");
+        open += Peek() == '(' ? 1 : Peek() == ')' ? -1 : 0;
         if (splitAtAsterisk && Peek() == '*') {
             pieces.emplace_back();
             continue;

@@ -5,6 +5,7 @@
 #include <cppmicroservices/detail/TypeName.h>
 
 #include <concepts>
+#include <cstdint>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -70,12 +71,18 @@ public:
 
     bool Empty() const noexcept { return !content_; }
 
-    /// The value as text; containers as "[a, b]" and "{key : value}".
+    /// The value as text; containers as "[a,b]" and "{key : value}".
     /// \throws std::logic_error if empty.
     std::string ToString() const;
 
     /// As ToString, but an empty text for an empty Any.
     std::string ToStringNoExcept() const { return Empty() ? std::string() : ToString(); }
+
+    /// The value as JSON; "null" if empty.
+    std::string ToJSON(std::uint8_t increment, std::int32_t indent) const;
+    std::string ToJSON(bool prettyPrint = false) const {
+        return ToJSON(prettyPrint ? 4 : 0, prettyPrint ? 4 : 0);
+    }
 
     /// The type of the value; typeid(void) if empty.
     const std::type_info& Type() const noexcept { return content_ ? content_->Type() : typeid(void); }
@@ -86,6 +93,7 @@ private:
         virtual std::unique_ptr<Content> Clone() const = 0;
         virtual const std::type_info& Type() const noexcept = 0;
         virtual void Print(std::ostream& os) const = 0;
+        virtual void PrintJson(std::ostream& os, std::uint8_t increment, std::int32_t indent) const = 0;
         /// \pre other holds the same type
         virtual bool Equals(const Content& other) const = 0;
     };
@@ -97,6 +105,9 @@ private:
         std::unique_ptr<Content> Clone() const override { return std::make_unique<Holder>(value); }
         const std::type_info& Type() const noexcept override { return typeid(T); }
         void Print(std::ostream& os) const override { any_value_to_string(os, value); }
+        void PrintJson(std::ostream& os, std::uint8_t increment, std::int32_t indent) const override {
+            any_value_to_json(os, value, increment, indent);
+        }
         bool Equals(const Content& other) const override {
             if constexpr (requires(const T& a, const T& b) { static_cast<bool>(a == b); })
                 return value == static_cast<const Holder&>(other).value;

@@ -4,6 +4,7 @@
 #include <cppmicroservices/detail/AnyMapIterator.h>
 
 #include <cstdint>
+#include <initializer_list>
 #include <map>
 #include <string>
 #include <string_view>
@@ -52,7 +53,7 @@ public:
 
     enum map_type : std::uint8_t { ORDERED_MAP, UNORDERED_MAP, UNORDERED_MAP_CASEINSENSITIVE_KEYS };
 
-    explicit any_map(map_type type);
+    any_map(map_type type, std::initializer_list<value_type> items = {});
     any_map(const ordered_any_map& map) : map_(map) {}
     any_map(ordered_any_map&& map) : map_(std::move(map)) {}
     any_map(const unordered_any_map& map) : map_(map) {}
@@ -103,7 +104,10 @@ protected:
 /// The property map of components and configurations.
 class AnyMap : public any_map {
 public:
-    explicit AnyMap(map_type type) : any_map(type) {}
+    /// Keys are compared without regard to case.
+    AnyMap(std::initializer_list<value_type> items = {})
+        : any_map(UNORDERED_MAP_CASEINSENSITIVE_KEYS, items) {}
+    AnyMap(map_type type, std::initializer_list<value_type> items = {}) : any_map(type, items) {}
     AnyMap(const ordered_any_map& map) : any_map(map) {}
     AnyMap(ordered_any_map&& map) : any_map(std::move(map)) {}
     AnyMap(const unordered_any_map& map) : any_map(map) {}

@@ -44,5 +44,6 @@ private:
 };
 
 std::ostream& operator<<(std::ostream& os, BundleEvent::Type type);
+std::ostream& operator<<(std::ostream& os, const BundleEvent& event);
 
 } // namespace cppmicroservices

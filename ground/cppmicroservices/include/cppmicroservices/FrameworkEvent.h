@@ -44,5 +44,7 @@ private:
 };
 
 std::ostream& operator<<(std::ostream& os, FrameworkEvent::Type type);
+/// Several lines: type, message, bundle, exception.
+std::ostream& operator<<(std::ostream& os, const FrameworkEvent& event);
 
 } // namespace cppmicroservices

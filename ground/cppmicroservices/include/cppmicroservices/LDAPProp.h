@@ -15,6 +15,8 @@ public:
     explicit LDAPPropExpr(const std::string& expression) : text_(expression) {}
 
     LDAPPropExpr operator!() const;
+    LDAPPropExpr& operator&=(const LDAPPropExpr& right);
+    LDAPPropExpr& operator|=(const LDAPPropExpr& right);
 
     operator std::string() const { return text_; }
 
@@ -28,7 +30,8 @@ private:
 /// `LDAPFilter filter(LDAPProp("name") == "Ben" && !(LDAPProp("count") == 1));`
 ///
 /// Values are taken over as they are, so "*" and "\" keep their meaning in filters. A comparison with an
-/// empty text or an empty Any is a null expression.
+/// empty std::string is a null expression; of an empty literal only `==` makes a comparison. An empty Any
+/// throws std::logic_error.
 class LDAPProp {
 public:
     /// \throws std::invalid_argument if \p property is empty.
@@ -40,36 +43,36 @@ public:
     LDAPPropExpr operator!() const;
 
     LDAPPropExpr operator==(const std::string& value) const { return Compare("=", value); }
-    LDAPPropExpr operator==(const Any& value) const { return Compare("=", value.ToStringNoExcept()); }
+    LDAPPropExpr operator==(const Any& value) const { return Compare("=", value.ToString()); }
     LDAPPropExpr operator==(bool value) const { return Compare("=", value ? "true" : "false"); }
     template <class T>
     LDAPPropExpr operator==(const T& value) const {
-        return Compare("=", Text(value));
+        return LDAPPropExpr('(' + property_ + '=' + Text(value) + ')');
     }
 
     LDAPPropExpr operator!=(const std::string& value) const { return !(*this == value); }
     LDAPPropExpr operator!=(const Any& value) const { return !(*this == value); }
     template <class T>
     LDAPPropExpr operator!=(const T& value) const {
-        return !(*this == value);
+        return *this != Text(value);
     }
 
     LDAPPropExpr operator>=(const std::string& value) const { return Compare(">=", value); }
-    LDAPPropExpr operator>=(const Any& value) const { return Compare(">=", value.ToStringNoExcept()); }
+    LDAPPropExpr operator>=(const Any& value) const { return Compare(">=", value.ToString()); }
     template <class T>
     LDAPPropExpr operator>=(const T& value) const {
         return Compare(">=", Text(value));
     }
 
     LDAPPropExpr operator<=(const std::string& value) const { return Compare("<=", value); }
-    LDAPPropExpr operator<=(const Any& value) const { return Compare("<=", value.ToStringNoExcept()); }
+    LDAPPropExpr operator<=(const Any& value) const { return Compare("<=", value.ToString()); }
     template <class T>
     LDAPPropExpr operator<=(const T& value) const {
         return Compare("<=", Text(value));
     }
 
     LDAPPropExpr Approx(const std::string& value) const { return Compare("~=", value); }
-    LDAPPropExpr Approx(const Any& value) const { return Compare("~=", value.ToStringNoExcept()); }
+    LDAPPropExpr Approx(const Any& value) const { return Compare("~=", value.ToString()); }
     template <class T>
     LDAPPropExpr Approx(const T& value) const {
         return Compare("~=", Text(value));

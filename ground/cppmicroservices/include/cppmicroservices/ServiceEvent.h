@@ -41,5 +41,7 @@ private:
 };
 
 std::ostream& operator<<(std::ostream& os, ServiceEvent::Type type);
+/// Type, service id and interfaces.
+std::ostream& operator<<(std::ostream& os, const ServiceEvent& event);
 
 } // namespace cppmicroservices

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cppmicroservices/Any.h>
+#include <cppmicroservices/AnyMap.h>
 
 #include <string>
 #include <unordered_map>
