@@ -6,19 +6,22 @@
 namespace cppmicroservices::detail {
 
 std::shared_ptr<BoundServices> BoundServices::Bind(const BundleContext& context,
-                                                   const std::vector<ReferenceDescription>& references) {
-    std::map<std::string, ServiceReferenceU> bound;
+                                                   const std::vector<ReferenceDescription>& references,
+                                                   Bindings& bound) {
     for (const auto& reference : references) {
         const auto found =
             BundleContext(context).GetServiceReferences(reference.interfaceId, reference.target);
+        const auto before = bound.find(reference.name);
         if (found.empty())
-            return nullptr;
-        bound.emplace(reference.name, found.front());
+            bound.erase(reference.name);
+        else if (before == bound.end() ||
+                 std::find(found.begin(), found.end(), before->second) == found.end())
+            bound[reference.name] = found.front();
     }
-    return std::make_shared<BoundServices>(context, std::move(bound));
+    return bound.size() == references.size() ? std::make_shared<BoundServices>(context, bound) : nullptr;
 }
 
-BoundServices::BoundServices(BundleContext context, std::map<std::string, ServiceReferenceU> bound)
+BoundServices::BoundServices(BundleContext context, Bindings bound)
     : context_(std::move(context)), bound_(std::move(bound)) {}
 
 bool BoundServices::StillMatch(const std::vector<ReferenceDescription>& references) const {

@@ -14,18 +14,21 @@
 
 namespace cppmicroservices::detail {
 
-/// The services that satisfy a component's references: for each the best of those present when it was bound,
-/// kept for as long as it matches.
+/// The services that satisfy a component's references: for each the best of those present when that reference
+/// was first satisfied, kept for as long as it matches.
 ///
 /// The service objects are got when first asked for, and held until Release.
 class BoundServices {
 public:
-    /// The best services there are, or null if a reference has none. \throws std::runtime_error if the
-    /// bundle has stopped.
-    static std::shared_ptr<BoundServices> Bind(const BundleContext& context,
-                                               const std::vector<ReferenceDescription>& references);
+    /// By the reference's name.
+    using Bindings = std::map<std::string, ServiceReferenceU>;
 
-    BoundServices(BundleContext context, std::map<std::string, ServiceReferenceU> bound);
+    /// Keeps what still matches in \p bound, and binds each other reference to the best service there is.
+    /// \return null if a reference has none. \throws std::runtime_error if the bundle has stopped.
+    static std::shared_ptr<BoundServices>
+    Bind(const BundleContext& context, const std::vector<ReferenceDescription>& references, Bindings& bound);
+
+    BoundServices(BundleContext context, Bindings bound);
 
     /// Whether every bound service is still registered and matches its target.
     bool StillMatch(const std::vector<ReferenceDescription>& references) const;
@@ -40,7 +43,7 @@ public:
 
 private:
     BundleContext context_;
-    const std::map<std::string, ServiceReferenceU> bound_;
+    const Bindings bound_;
     foundation::Mutex mutex_; ///< a leaf
     bool released_ GUARDED_BY(mutex_) = false;
     std::map<std::string, InterfaceMapConstPtr> objects_ GUARDED_BY(mutex_);

@@ -70,7 +70,7 @@ void Component::ConfigurationChanged(const std::string& pid) {
     const auto owner = description_->factory ? pid.substr(0, pid.find('~')) : pid;
     if (description_->policy != ConfigurationPolicy::Ignore &&
         std::find(pids.begin(), pids.end(), owner) != pids.end())
-        Refresh();
+        Refresh(pid);
 }
 
 bool Component::IsWaiting() const {
@@ -93,7 +93,7 @@ std::vector<std::shared_ptr<ComponentConfiguration>> Component::All() const {
     return all;
 }
 
-void Component::Refresh() {
+void Component::Refresh(const std::string& changed) {
     std::vector<std::shared_ptr<ComponentConfiguration>> touched;
     std::vector<PropertiesPtr> replaced; // to die unlocked
     {
@@ -114,8 +114,9 @@ void Component::Refresh() {
             auto& configuration = configurations_[pid];
             if (!configuration)
                 configuration = Make(pid);
+            const bool updated = !changed.empty() && (!description_->factory || pid == changed);
             replaced.push_back(configuration->ExchangeProperties(
-                Complete(std::move(properties), pid, configuration->Properties())));
+                Complete(std::move(properties), pid, configuration->Properties(), updated)));
             touched.push_back(configuration);
         }
     }
@@ -133,12 +134,12 @@ std::shared_ptr<ComponentConfiguration> Component::Make(const std::string& pid) 
     return std::make_shared<ComponentConfiguration>(description_, std::move(environment));
 }
 
-PropertiesPtr Component::Complete(AnyMap properties, const std::string& pid,
-                                  const PropertiesPtr& before) const {
+PropertiesPtr Component::Complete(AnyMap properties, const std::string& pid, const PropertiesPtr& before,
+                                  bool updated) const {
     properties[constants::COMPONENT_NAME] = pid.empty() ? description_->name : description_->name + '_' + pid;
     properties[constants::COMPONENT_ID] =
         before ? before->at(constants::COMPONENT_ID) : Any(NextComponentId());
-    if (before && *before == properties)
+    if (before && !updated && *before == properties)
         return before; // nobody needs to hear of it
     return std::make_shared<const AnyMap>(std::move(properties));
 }

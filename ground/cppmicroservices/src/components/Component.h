@@ -37,13 +37,16 @@ private:
     using Configurations = std::map<std::string, std::shared_ptr<ComponentConfiguration>>;
     using Wanted = std::map<std::string, AnyMap>;
 
-    void Refresh() EXCLUDES(mutex_);
+    /// \param changed the pid whose configuration was updated, be it with the same properties; or empty
+    void Refresh(const std::string& changed = {}) EXCLUDES(mutex_);
     Wanted WantedNow() const REQUIRES(mutex_);
     /// The manifest's properties overridden by those of the configurations; nothing if the policy asks for
     /// one that does not exist.
     std::optional<AnyMap> PropertiesFrom(const std::vector<std::string>& pids) const;
     std::shared_ptr<ComponentConfiguration> Make(const std::string& pid) const;
-    PropertiesPtr Complete(AnyMap properties, const std::string& pid, const PropertiesPtr& before) const;
+    /// \p before itself if it has the same properties, and \p updated does not ask for a new one.
+    PropertiesPtr Complete(AnyMap properties, const std::string& pid, const PropertiesPtr& before,
+                           bool updated) const;
     void ServicesChanged() EXCLUDES(mutex_);
     std::vector<std::shared_ptr<ComponentConfiguration>> All() const EXCLUDES(mutex_);
 

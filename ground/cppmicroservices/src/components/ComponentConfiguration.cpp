@@ -107,8 +107,8 @@ void ComponentConfiguration::Begin(const PropertiesPtr& properties) {
     if (!context)
         return;
     const auto run = std::make_shared<Run>();
-    run->services = BoundServices::Bind(context, description_->references);
-    run->properties = properties;
+    run->services = BoundServices::Bind(context, description_->references, bindings_);
+    run->published = run->properties = properties;
     if (!run->services)
         return;
     {
@@ -139,29 +139,33 @@ void ComponentConfiguration::Begin(const PropertiesPtr& properties) {
 
 void ComponentConfiguration::Change(const RunPtr& run, const PropertiesPtr& properties) {
     std::shared_ptr<ComponentInstanceHandle> instance;
+    bool changed = false;
     {
         const foundation::MutexLock lock(mutex_);
         // A constructor that runs has the old properties; its thread comes here again at its end.
-        if (run->properties == properties || maker_ != std::thread::id())
+        if (maker_ != std::thread::id())
             return;
         instance = instance_;
+        changed = run->properties != properties;
         if (!instance || instance->TakesModifications())
             run->properties = properties;
     }
-    if (instance && !instance->TakesModifications()) {
+    if (!instance)
+        return; // the service keeps its properties until there is an object that has the new ones
+    if (changed && !instance->TakesModifications()) {
         instance = nullptr;
         End(run);
         Begin(properties);
         return;
     }
-    if (instance) {
+    if (changed) {
         try {
             instance->Modify(properties);
         } catch (...) {
             environment_.onFault("its Modified threw an exception", std::current_exception());
         }
     }
-    if (run->registration)
+    if (std::exchange(run->published, properties) != properties && run->registration)
         run->registration.SetProperties(ForService(*properties));
 }
 
@@ -252,7 +256,8 @@ InterfaceMapConstPtr ComponentConfiguration::EndConstruction(const RunPtr& run,
     {
         const foundation::MutexLock lock(mutex_);
         maker_ = {};
-        changed = wanted_ != run->properties;
+        // Properties that came before the object are published with it.
+        changed = interfaces != nullptr || wanted_ != run->properties;
         idle_.notify_all();
     }
     if (changed)

@@ -57,6 +57,7 @@ private:
     struct Run {
         std::shared_ptr<BoundServices> services;
         ServiceRegistrationU registration; ///< the worker's
+        PropertiesPtr published;           ///< the service's; the worker's
         PropertiesPtr properties;          ///< guarded by mutex_
     };
     using RunPtr = std::shared_ptr<Run>;
@@ -74,6 +75,9 @@ private:
 
     const std::shared_ptr<const ComponentDescription> description_;
     const ComponentEnvironment environment_;
+
+    /// Outlives a Run, so that a reference keeps its service while another one waits. The worker's.
+    BoundServices::Bindings bindings_;
 
     mutable foundation::Mutex mutex_; ///< a leaf
     std::condition_variable_any idle_;

@@ -4,6 +4,7 @@
 #include "Component.h"
 #include "DependencyLoops.h"
 
+#include <cppmicroservices/logservice/LogService.hpp>
 #include <foundation/thread_annotations.h>
 
 #include <map>
@@ -110,14 +111,36 @@ public:
 private:
     using Report = std::function<void(FrameworkEvent::Type, const std::string&, std::exception_ptr)>;
 
+    /// Errors go to the log service as well, if somebody registered one.
+    static void Log(FrameworkCore& core, const std::string& what, std::exception_ptr error) noexcept {
+        try {
+            const auto context = MakeBundleContext(core.FindBundle(0)->Context());
+            const auto log = LogOf(context);
+            if (log)
+                log->Log(logservice::SeverityLevel::LOG_ERROR, what, std::move(error));
+        } catch (...) {
+            // It has been reported as an event; the framework stops, or the log itself fails.
+        }
+    }
+
+    static std::shared_ptr<logservice::LogService> LogOf(BundleContext context) {
+        const auto reference = context ? context.GetServiceReference<logservice::LogService>()
+                                       : ServiceReference<logservice::LogService>();
+        return reference ? context.GetService(reference) : nullptr;
+    }
+
     /// Reports faults of that bundle; does nothing when the framework is gone.
     static Report Reporter(const BundlePtr& bundle) {
         return [weak = std::weak_ptr(bundle)](FrameworkEvent::Type type, const std::string& what,
                                               std::exception_ptr error) {
             const auto source = weak.lock();
-            if (const auto core = source ? source->Core() : nullptr)
-                core->Report(type, source, "Bundle '" + source->Id().symbolicName + "', " + what + '.',
-                             std::move(error));
+            const auto core = source ? source->Core() : nullptr;
+            if (!core)
+                return;
+            const auto message = "Bundle '" + source->Id().symbolicName + "', " + what + '.';
+            core->Report(type, source, message, error);
+            if (type == FrameworkEvent::FRAMEWORK_ERROR)
+                Log(*core, message, std::move(error));
         };
     }
 
