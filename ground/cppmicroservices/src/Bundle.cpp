@@ -126,7 +126,8 @@ void Bundle::Uninstall() {
 std::ostream& operator<<(std::ostream& os, const Bundle& bundle) {
     if (!bundle)
         return os << "Null bundle";
-    return os << "Bundle " << bundle.GetBundleId() << " (" << bundle.GetSymbolicName() << ')';
+    return os << "Bundle[id=" << bundle.GetBundleId() << ", loc=" << bundle.GetLocation()
+              << ", name=" << bundle.GetSymbolicName() << ", state=" << bundle.GetState() << ']';
 }
 
 std::ostream& operator<<(std::ostream& os, Bundle::State state) {

@@ -103,11 +103,13 @@ ServiceRegistrationU BundleContext::RegisterService(const InterfaceMapConstPtr& 
 std::vector<ServiceReferenceU> BundleContext::GetServiceReferences(const std::string& clazz,
                                                                    const std::string& filter) {
     const auto access = Use(d);
-    const LDAPFilter condition = filter.empty() ? LDAPFilter() : LDAPFilter(filter);
-    const auto* expression = detail::ServiceAccess::Expression(condition);
     auto& registry = access.core->Services();
     const auto services = clazz.empty() ? registry.All() : registry.Providing(clazz);
     std::vector<ServiceReferenceU> references;
+    if (services->empty())
+        return references; // whatever the filter
+    const LDAPFilter condition = filter.empty() ? LDAPFilter() : LDAPFilter(filter);
+    const auto* expression = detail::ServiceAccess::Expression(condition);
     for (const auto& record : *services) {
         if (!expression || expression->Matches(*record->Properties()))
             references.emplace_back(detail::ServiceAccess::Reference(record, clazz));

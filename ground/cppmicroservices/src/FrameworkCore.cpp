@@ -162,6 +162,11 @@ bool FrameworkCore::Modify(const std::shared_ptr<ServiceRecord>& record,
     return before != nullptr;
 }
 
+bool FrameworkCore::HasEnded(const ServiceRecord& record) {
+    const auto& bundle = record.Owner().bundle;
+    return bundle->Id().id == 0 && bundle->Context() == nullptr;
+}
+
 bool FrameworkCore::Unregister(const std::shared_ptr<ServiceRecord>& record) {
     if (!record->BeginUnregister())
         return false;

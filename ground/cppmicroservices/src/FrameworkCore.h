@@ -83,6 +83,8 @@ public:
     /// \return false if the service is unregistered already
     bool Modify(const std::shared_ptr<ServiceRecord>& record, const ServiceProperties& properties);
     bool Unregister(const std::shared_ptr<ServiceRecord>& record);
+    /// Whether the framework's own stop took the service, whose owner may not know that.
+    static bool HasEnded(const ServiceRecord& record);
     /// Unregisters what the context has registered, ends it and removes its listeners.
     void EndContext(BundleContextPrivate& context);
 

@@ -57,7 +57,7 @@ void ServiceRegistrationBase::SetProperties(ServiceProperties&& properties) {
 
 void ServiceRegistrationBase::Unregister() {
     const auto core = Checked(record_).Owner().core.lock();
-    if (!core || !core->Unregister(record_))
+    if (core && !core->Unregister(record_) && !core->HasEnded(*record_))
         throw Unregistered();
 }
 
