@@ -17,6 +17,7 @@ function(zelkor_library target)
   foreach(dir IN LISTS arg_INCLUDE)
     target_include_directories(${target} ${scope} "$<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/${dir}>")
   endforeach()
+  target_compile_features(${target} ${scope} cxx_std_20) # of who includes the headers, too
   target_link_libraries(${target} ${scope} ${arg_PUBLIC})
   if(arg_PRIVATE)
     target_link_libraries(${target} PRIVATE ${arg_PRIVATE})

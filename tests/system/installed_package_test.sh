@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # What integrators get: installs a build into an empty prefix, builds the example host against nothing but that prefix,
-# by CMake and by pkg-config, and runs it beside the installed daemon.
+# by CMake and by pkg-config, with the compiler's default standard, and runs it beside the installed daemon.
 # usage: installed_package_test.sh BUILD_DIR SOURCE_DIR
 set -euo pipefail
 build=$1 source=$2
@@ -31,7 +31,7 @@ cmake --build "$place/by-cmake" >/dev/null
 run "$place/by-cmake/minimal_host"
 
 read -ra flags < <(pkg-config --define-variable=prefix="$prefix" --cflags --libs zelkor)
-g++ -std=c++20 "$source/examples/minimal_host.cpp" -o "$place/by-pkg-config" "${flags[@]}"
+g++ "$source/examples/minimal_host.cpp" -o "$place/by-pkg-config" "${flags[@]}"
 run "$place/by-pkg-config"
 
 "$prefix/bin/zelkorlogin" status
