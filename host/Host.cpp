@@ -1,8 +1,8 @@
 #include "host/Host.h"
 
-#include "host/session/InProcessLogin.h"
 #include "contract/calls/Invokable.h"
 #include "contract/calls/ServiceProperties.h"
+#include "host/session/InProcessLogin.h"
 
 #include <cppmicroservices/FrameworkEvent.h>
 #include <cppmicroservices/FrameworkFactory.h>

@@ -34,8 +34,8 @@ extern "C" void onInterrupt(int) {
 extern "C" void onGraceOver(int) {
     static constexpr char text[] = "zelkorlogin: something did not end in time; ended without it\n";
     pollfd errors{STDERR_FILENO, POLLOUT, 0};
-    if (::poll(&errors, 1, 0) == 1 && (errors.revents & POLLOUT) != 0)
-        [[maybe_unused]] const auto written = ::write(STDERR_FILENO, text, sizeof text - 1);
+    if (::poll(&errors, 1, 0) == 1 && (errors.revents & POLLOUT) != 0) [[maybe_unused]]
+        const auto written = ::write(STDERR_FILENO, text, sizeof text - 1);
     ::_exit(exitCodeWhenStuck);
 }
 

@@ -2,9 +2,10 @@
 
 #include "host/Interruption.h"
 
+#include <climits>
+
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <unistd.h>
 
 namespace zelkor::host {

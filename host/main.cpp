@@ -63,7 +63,8 @@ void addOptions(CLI::App& app, CommandLine& line) {
 Result failed(ExitCode code, const std::string& error, const std::string& advice = {}) {
     return {.code = code,
             .text = {},
-            .note = "zelkorlogin: " + printable(error) + "\n" + (advice.empty() ? "" : printable(advice) + "\n"),
+            .note =
+                "zelkorlogin: " + printable(error) + "\n" + (advice.empty() ? "" : printable(advice) + "\n"),
             .json = {{"error", error + (advice.empty() ? "" : " " + advice)}}};
 }
 

@@ -1,11 +1,11 @@
 #include "hshd/Daemon.h"
 
-#include "hshd/Log.h"
-#include "hshd/signin/PromptFront.h"
-#include "hshd/services/PromptService.h"
-#include "hshd/signin/UnattendedFront.h"
-#include "hshd/script/ScriptedService.h"
 #include "contract/records/Utf.h"
+#include "hshd/Log.h"
+#include "hshd/script/ScriptedService.h"
+#include "hshd/services/PromptService.h"
+#include "hshd/signin/PromptFront.h"
+#include "hshd/signin/UnattendedFront.h"
 
 #include <stdexcept>
 #include <string>

@@ -1,15 +1,15 @@
 #pragma once
 
+#include "hshd/Options.h"
 #include "hshd/identity/Accounts.h"
+#include "hshd/services/InteractiveService.h"
 #include "hshd/services/LoginServiceV1.h"
 #include "hshd/services/LoginServiceV2.h"
-#include "hshd/state/LoginState.h"
-#include "hshd/Options.h"
 #include "hshd/services/Registrations.h"
+#include "hshd/services/StatusNotifier.h"
+#include "hshd/state/LoginState.h"
 #include "hshd/state/StateStore.h"
 #include "hshd/state/StateThread.h"
-#include "hshd/services/StatusNotifier.h"
-#include "hshd/services/InteractiveService.h"
 
 #include <agent/spf/transport/Server.h>
 

@@ -8,8 +8,8 @@ namespace agent::spf::core {
 /// that it exported.
 ///
 /// Calls made for a callback must not queue behind a thread that waits for a client's exclusive lock: the
-/// daemon may be holding back an answer until this callback ends, and with it the call which that thread waits
-/// for.
+/// daemon may be holding back an answer until this callback ends, and with it the call which that thread
+/// waits for.
 class CallbackScope {
 public:
     CallbackScope() noexcept;

@@ -46,8 +46,8 @@ private:
 
 /// Wraps a typed function: arguments are taken slot by slot, the result becomes slot 0 (no slot for void).
 /// The wrapped function throws what GenericPayload::take() throws when the daemon sends other arguments, and
-/// what `typed` throws. It runs inside a CallbackScope, opened here: of its code and its variables each library
-/// has a copy, and the exporter's is the one that counts.
+/// what `typed` throws. It runs inside a CallbackScope, opened here: of its code and its variables each
+/// library has a copy, and the exporter's is the one that counts.
 template <class Signature, class Callable>
 ExportedFunction::Uniform genericPayloadWrapper(Callable typed) {
     return [typed = std::move(typed)](const foundation::concurrent::threadpool::stop_token&,

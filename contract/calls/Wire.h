@@ -1,9 +1,9 @@
 #pragma once
 
+#include "contract/calls/TypeKey.h"
 #include "contract/records/LoginData.h"
 #include "contract/records/LoginInfo.h"
 #include "contract/records/Negotiation.h"
-#include "contract/calls/TypeKey.h"
 
 #include <boost/optional/optional_fwd.hpp>
 #include <boost/uuid/uuid.hpp>

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "contract/calls/ExportedCallback.h"
 #include "contract/records/LoginInfo.h"
 #include "contract/vocabulary/RemoteMethod.h"
-#include "contract/calls/ExportedCallback.h"
 
 #include <string>
 

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "contract/calls/ExportedCallback.h"
 #include "contract/records/AccessToken.h"
 #include "contract/records/LoginData.h"
 #include "contract/records/LoginInfo.h"
 #include "contract/records/Negotiation.h"
 #include "contract/vocabulary/RemoteMethod.h"
-#include "contract/calls/ExportedCallback.h"
 
 #include <boost/optional/optional.hpp>
 #include <boost/uuid/uuid.hpp>

@@ -7,7 +7,8 @@
 
 #include <string>
 
-/// The daemon's service for programs at which a person can be asked, whole. @see contract/vocabulary/LoginV2.h
+/// The daemon's service for programs at which a person can be asked, whole. @see
+/// contract/vocabulary/LoginV2.h
 namespace login::spf::prompts::remote {
 
 using agent::spf::core::ExportedCallback;

@@ -1,7 +1,7 @@
 #include "host/commands/InteractiveWait.h"
 
-#include "host/NoAnswer.h"
 #include "contract/calls/Errors.h"
+#include "host/NoAnswer.h"
 
 #include <algorithm>
 #include <chrono>

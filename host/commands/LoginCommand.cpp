@@ -1,8 +1,8 @@
 #include "host/commands/LoginCommand.h"
 
+#include "contract/records/Utf.h"
 #include "host/commands/InteractiveWait.h"
 #include "host/commands/PrintableText.h"
-#include "contract/records/Utf.h"
 
 #include <login/interactive/ZelkorLogin.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "host/Interruption.h"
 #include "contract/records/LoginInfo.h"
+#include "host/Interruption.h"
 
 #include <foundation/thread_annotations.h>
 

@@ -1,7 +1,7 @@
 #include "host/commands/Refusal.h"
 
-#include "host/commands/PrintableText.h"
 #include "contract/records/Utf.h"
+#include "host/commands/PrintableText.h"
 
 namespace zelkor::host {
 
@@ -25,8 +25,8 @@ std::string asText(const char* who, const std::vector<std::u16string>& messages)
 } // namespace
 
 Result refusal(const login::detail::NegotiationsResult& result, const std::string& note) {
-    auto list = shortened(asText("objects", result.objections) +
-                          asText("wants you to be asked", result.questions));
+    auto list =
+        shortened(asText("objects", result.objections) + asText("wants you to be asked", result.questions));
     if (!list.empty() && !list.ends_with('\n'))
         list += '\n'; // it was cut
     return {.code = ExitCode::Refused,

@@ -1,7 +1,7 @@
 #include "host/commands/StatusCommand.h"
 
-#include "host/commands/PrintableText.h"
 #include "contract/records/Utf.h"
+#include "host/commands/PrintableText.h"
 
 #include <login/ZelkorLogin.h>
 #include <login/detail/ZelkorLogin.h>
@@ -55,10 +55,11 @@ std::string asText(const Status& status, login::LoginInfo::Level asked) {
                       inWords(status.info.getLevel()) + ".\n") +
            "  session     " + orNone(status.session) + "\n  endpoint    " + orNone(status.endpoint) +
            "\n  source      " + orNone(status.source) + "\n  daemon      release " +
-           printable(status.release) + ", generation " + printable(status.connection.generation) + "\n  its login   " +
-           inWords(status.daemonInfo) + "\n  socket      " + status.connection.socketPath.string() +
-           "\n  round trip  " + threeDigits(status.roundTrip.count()) + " ms\n  component   " +
-           status.component + "\n" + (status.problem.empty() ? "" : "  problem     " + status.problem + "\n");
+           printable(status.release) + ", generation " + printable(status.connection.generation) +
+           "\n  its login   " + inWords(status.daemonInfo) + "\n  socket      " +
+           status.connection.socketPath.string() + "\n  round trip  " +
+           threeDigits(status.roundTrip.count()) + " ms\n  component   " + status.component + "\n" +
+           (status.problem.empty() ? "" : "  problem     " + status.problem + "\n");
 }
 
 foundation::json::object asJson(const Status& status) {

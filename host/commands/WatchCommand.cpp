@@ -1,8 +1,8 @@
 #include "host/commands/WatchCommand.h"
 
+#include "contract/records/Utf.h"
 #include "host/commands/LoginEvents.h"
 #include "host/commands/PrintableText.h"
-#include "contract/records/Utf.h"
 
 #include <login/ZelkorLogin.h>
 

@@ -1,9 +1,9 @@
 #include "host/prompt/PromptOffer.h"
 
-#include "host/commands/PrintableText.h"
 #include "contract/calls/ExportedFunction.h"
 #include "contract/calls/ServiceProperties.h"
 #include "contract/vocabulary/SignInPrompts.h"
+#include "host/commands/PrintableText.h"
 
 #include <foundation/json.h>
 

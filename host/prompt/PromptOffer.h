@@ -1,8 +1,8 @@
 #pragma once
 
-#include "host/prompt/Terminal.h"
 #include "contract/calls/CallbackManager.h"
 #include "contract/calls/Invokable.h"
+#include "host/prompt/Terminal.h"
 
 #include <cppmicroservices/BundleContext.h>
 

@@ -1,7 +1,7 @@
 #include "host/session/InProcessLogin.h"
 
-#include "host/session/LocalNegotiation.h"
 #include "contract/records/NotifierUuid.h"
+#include "host/session/LocalNegotiation.h"
 
 #include <foundation/log/diagnostic_logger.h>
 
@@ -158,7 +158,8 @@ void InProcessLogin::setSignedIn(std::optional<SignedIn> next) {
 
 void InProcessLogin::refuseWhenVetoed() const {
     if (vetoed_)
-        throw std::runtime_error("sign-in is vetoed in this session; lift the veto with vetoSignIn(false) first");
+        throw std::runtime_error(
+            "sign-in is vetoed in this session; lift the veto with vetoSignIn(false) first");
 }
 
 // --- what belongs to the session

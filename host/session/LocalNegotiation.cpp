@@ -62,10 +62,10 @@ NegotiatorResponse askOne(const Negotiator& negotiator, const login::Negotiation
 
 } // namespace
 
-login::detail::NegotiationsResult
-negotiate(const std::vector<std::shared_ptr<const Negotiator>>& negotiators,
-          const login::NegotiationTerms& terms, std::chrono::milliseconds limit,
-          foundation::concurrent::threadpool::Executor& executor) {
+login::detail::NegotiationsResult negotiate(const std::vector<std::shared_ptr<const Negotiator>>& negotiators,
+                                            const login::NegotiationTerms& terms,
+                                            std::chrono::milliseconds limit,
+                                            foundation::concurrent::threadpool::Executor& executor) {
     const auto answers = std::make_shared<Answers>(negotiators.size());
     for (std::size_t i = 0; i < negotiators.size(); ++i)
         if (!executor.post([answers, i, negotiator = negotiators[i], terms] {
@@ -75,8 +75,8 @@ negotiate(const std::vector<std::shared_ptr<const Negotiator>>& negotiators,
     login::detail::NegotiationsResult result;
     auto settled = answers->waitFor(limit);
     for (std::size_t i = 0; i < settled.size(); ++i) {
-        auto answer = settled[i] ? std::move(*settled[i])
-                                 : objectionFor(*negotiators[i], "did not answer in time");
+        auto answer =
+            settled[i] ? std::move(*settled[i]) : objectionFor(*negotiators[i], "did not answer in time");
         if (answer.decision == Negotiator::Position::Accept)
             continue;
         auto& list = answer.decision == Negotiator::Position::Object ? result.objections : result.questions;

@@ -1,8 +1,8 @@
 #include "hshd/identity/Accounts.h"
 
+#include "contract/records/Utf.h"
 #include "hshd/JsonObject.h"
 #include "hshd/identity/PasswordHash.h"
-#include "contract/records/Utf.h"
 
 #include <foundation/json.h>
 

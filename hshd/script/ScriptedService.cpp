@@ -1,11 +1,11 @@
 #include "hshd/script/ScriptedService.h"
 
-#include "hshd/Log.h"
-#include "hshd/script/ScriptedCall.h"
-#include "contract/records/LoginInfo.h"
-#include "contract/records/Negotiation.h"
 #include "contract/calls/ExportedCallback.h"
 #include "contract/calls/SignatureDescriptor.h"
+#include "contract/records/LoginInfo.h"
+#include "contract/records/Negotiation.h"
+#include "hshd/Log.h"
+#include "hshd/script/ScriptedCall.h"
 
 #include <csignal>
 #include <optional>

@@ -51,10 +51,9 @@ const ServedMethod* Dispatch::find(IncomingCall& call) const {
         return nullptr;
     }
     if (row->second.descriptor != call.descriptor()) {
-        call.fail(ErrorKind::Refused, "`" + call.method() + "` of " + name_ +
-                                          " has another signature; expected descriptor: " +
-                                          row->second.descriptor +
-                                          ", received descriptor: " + excerpt(call.descriptor()));
+        call.fail(ErrorKind::Refused,
+                  "`" + call.method() + "` of " + name_ + " has another signature; expected descriptor: " +
+                      row->second.descriptor + ", received descriptor: " + excerpt(call.descriptor()));
         return nullptr;
     }
     return row->second.method;

@@ -1,12 +1,12 @@
 #include "hshd/services/InteractiveService.h"
 
+#include "contract/calls/Errors.h"
+#include "contract/records/InteractiveOptions.h"
+#include "contract/vocabulary/InteractiveV2.h"
+#include "hshd/Log.h"
 #include "hshd/services/CallbackSignature.h"
 #include "hshd/services/FailureText.h"
-#include "hshd/Log.h"
 #include "hshd/signin/SignOutRequest.h"
-#include "contract/records/InteractiveOptions.h"
-#include "contract/calls/Errors.h"
-#include "contract/vocabulary/InteractiveV2.h"
 
 #include <foundation/json.h>
 

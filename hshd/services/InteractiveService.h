@@ -1,9 +1,9 @@
 #pragma once
 
+#include "contract/calls/ExportedCallback.h"
 #include "hshd/services/Dispatch.h"
 #include "hshd/signin/InteractiveRequest.h"
 #include "hshd/signin/SignInRequest.h"
-#include "contract/calls/ExportedCallback.h"
 
 #include <foundation/thread_annotations.h>
 

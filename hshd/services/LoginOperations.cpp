@@ -1,10 +1,10 @@
 #include "hshd/services/LoginOperations.h"
 
 #include "contract/vocabulary/LoginV2.h"
-#include "hshd/services/CallbackSignature.h"
 #include "hshd/Log.h"
-#include "hshd/services/Negotiation.h"
 #include "hshd/Release.h"
+#include "hshd/services/CallbackSignature.h"
+#include "hshd/services/Negotiation.h"
 
 #include <utility>
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "hshd/state/LoginState.h"
+#include "contract/calls/ExportedCallback.h"
 #include "hshd/services/Registrations.h"
 #include "hshd/services/ServedMethod.h"
+#include "hshd/state/LoginState.h"
 #include "hshd/state/StateThread.h"
-#include "contract/calls/ExportedCallback.h"
 
 #include <chrono>
 #include <string>

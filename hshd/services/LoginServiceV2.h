@@ -1,7 +1,7 @@
 #pragma once
 
-#include "hshd/services/LoginOperations.h"
 #include "hshd/services/Dispatch.h"
+#include "hshd/services/LoginOperations.h"
 
 #include <span>
 

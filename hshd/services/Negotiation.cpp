@@ -105,9 +105,8 @@ void Negotiation::failed(std::size_t party, const std::exception_ptr& error) {
 void Negotiation::settle(std::size_t party, Answer answer, Severity severity, const std::string& outcome) {
     const auto took =
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started_);
-    logger().log(severity,
-                 "Logout negotiator " + parties_[party].describe() + " " + outcome + " (after " +
-                     std::to_string(took.count()) + " ms)");
+    logger().log(severity, "Logout negotiator " + parties_[party].describe() + " " + outcome + " (after " +
+                               std::to_string(took.count()) + " ms)");
     {
         const foundation::MutexLock lock(mutex_);
         answers_[party] = std::move(answer);

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "contract/records/Negotiation.h"
 #include "hshd/Log.h"
 #include "hshd/services/Registrations.h"
-#include "contract/records/Negotiation.h"
 
 #include <foundation/thread_annotations.h>
 

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "contract/calls/ExportedCallback.h"
 #include "hshd/services/Dispatch.h"
 #include "hshd/services/Registrations.h"
-#include "contract/calls/ExportedCallback.h"
 
 #include <span>
 

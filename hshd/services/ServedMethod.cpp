@@ -1,7 +1,7 @@
 #include "hshd/services/ServedMethod.h"
 
-#include "hshd/Log.h"
 #include "contract/calls/Errors.h"
+#include "hshd/Log.h"
 
 #include <exception>
 #include <typeinfo>

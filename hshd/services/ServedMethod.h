@@ -121,14 +121,12 @@ private:
 template <class Service>
 struct MethodsOf {
     template <auto Handler, class Signature>
-        requires detail::Binding<Handler, Signature>::fits
-    static constexpr ServedMethod
+    requires detail::Binding<Handler, Signature>::fits static constexpr ServedMethod
     atOnce(const agent::spf::cppmsclientutils::RemoteMethod<Signature>& method) {
         return row<Handler>(method, AnsweredOn::IoThread);
     }
     template <auto Handler, class Signature>
-        requires detail::Binding<Handler, Signature>::fits
-    static constexpr ServedMethod
+    requires detail::Binding<Handler, Signature>::fits static constexpr ServedMethod
     whenSaved(const agent::spf::cppmsclientutils::RemoteMethod<Signature>& method) {
         return row<Handler>(method, AnsweredOn::StateThread);
     }

@@ -1,8 +1,8 @@
 #include "hshd/services/StatusNotifier.h"
 
 #include "contract/calls/Errors.h"
-#include "hshd/services/FailureText.h"
 #include "hshd/Log.h"
+#include "hshd/services/FailureText.h"
 
 #include <boost/optional/optional.hpp>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "hshd/state/LoginState.h"
-#include "hshd/services/Registrations.h"
 #include "hshd/Timers.h"
+#include "hshd/services/Registrations.h"
+#include "hshd/state/LoginState.h"
 
 #include <foundation/thread_annotations.h>
 
@@ -44,8 +44,7 @@ private:
         int failures = 0;       ///< one after the other
     };
 
-    void tell(const Listener& listener, const StatusChange& change, Kind kind, int failures)
-        REQUIRES(order_);
+    void tell(const Listener& listener, const StatusChange& change, Kind kind, int failures) REQUIRES(order_);
     void tellAgain(const boost::uuids::uuid& listener, std::uint64_t failed);
     void told(const boost::uuids::uuid& listener, std::uint64_t number);
     void failed(const Listener& listener, std::uint64_t number, Kind kind, const std::exception_ptr& error);

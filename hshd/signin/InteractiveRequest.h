@@ -1,12 +1,12 @@
 #pragma once
 
-#include "hshd/identity/Accounts.h"
-#include "hshd/state/LoginState.h"
-#include "hshd/services/Registrations.h"
-#include "hshd/state/StateThread.h"
 #include "hshd/Timers.h"
+#include "hshd/identity/Accounts.h"
+#include "hshd/services/Registrations.h"
 #include "hshd/signin/SignInFront.h"
 #include "hshd/signin/SignInThrottle.h"
+#include "hshd/state/LoginState.h"
+#include "hshd/state/StateThread.h"
 
 #include <chrono>
 #include <string>

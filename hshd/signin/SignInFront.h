@@ -1,7 +1,7 @@
 #pragma once
 
-#include "hshd/services/Client.h"
 #include "hshd/identity/Secret.h"
+#include "hshd/services/Client.h"
 
 #include <functional>
 #include <string>

@@ -1,8 +1,8 @@
 #include "hshd/signin/SignInRequest.h"
 
+#include "contract/calls/Errors.h"
 #include "hshd/Log.h"
 #include "hshd/identity/PasswordHash.h"
-#include "contract/calls/Errors.h"
 
 #include <utility>
 
@@ -60,23 +60,23 @@ void SignInRequest::answered(PersonsAnswer answer) {
 void SignInRequest::check(PersonsAnswer answer, Try turn) {
     if (ended_)
         return;
-    const bool posted = checking_.hashing.post([self = shared_from_this(), answer = std::move(answer),
-                                                turn = std::move(turn)]() mutable {
-        const Account* account = self->parts_.accounts.find(answer.account);
-        bool right = false;
-        try {
-            // An unknown name takes as long as a known one.
-            right = password::matches(account && !account->passwordHash.empty() ? account->passwordHash
-                                                                                : password::unmatchable(),
-                                      answer.password.text());
-        } catch (const std::exception& error) {
-            self->finish(std::string("The password could not be checked: ") + error.what() + ".");
-            return;
-        }
-        right ? turn->succeeded() : turn->failed();
-        turn.reset(); // before the next one is asked for
-        self->checked(right ? account : nullptr);
-    });
+    const bool posted = checking_.hashing.post(
+        [self = shared_from_this(), answer = std::move(answer), turn = std::move(turn)]() mutable {
+            const Account* account = self->parts_.accounts.find(answer.account);
+            bool right = false;
+            try {
+                // An unknown name takes as long as a known one.
+                right = password::matches(account && !account->passwordHash.empty() ? account->passwordHash
+                                                                                    : password::unmatchable(),
+                                          answer.password.text());
+            } catch (const std::exception& error) {
+                self->finish(std::string("The password could not be checked: ") + error.what() + ".");
+                return;
+            }
+            right ? turn->succeeded() : turn->failed();
+            turn.reset(); // before the next one is asked for
+            self->checked(right ? account : nullptr);
+        });
     if (!posted)
         finish("The daemon is shutting down.");
 }

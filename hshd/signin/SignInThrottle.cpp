@@ -23,7 +23,8 @@ std::shared_ptr<SignInThrottle::Try> SignInThrottle::next(const std::string& acc
     const auto now = now_();
     auto turn = now;
     if (const int before = queue.wrong + queue.underWay; before >= 3)
-        turn = std::max(now, queue.last) + std::min<std::chrono::seconds>(1s * (1 << std::min(before - 3, 5)), 30s);
+        turn = std::max(now, queue.last) +
+               std::min<std::chrono::seconds>(1s * (1 << std::min(before - 3, 5)), 30s);
     if (turn - now > longestWait)
         return nullptr;
     queue.last = turn;

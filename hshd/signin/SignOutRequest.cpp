@@ -1,8 +1,8 @@
 #include "hshd/signin/SignOutRequest.h"
 
-#include "hshd/services/Negotiation.h"
-#include "contract/records/Utf.h"
 #include "contract/calls/Errors.h"
+#include "contract/records/Utf.h"
+#include "hshd/services/Negotiation.h"
 
 #include <utility>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "hshd/signin/InteractiveRequest.h"
 #include "contract/records/InteractiveOptions.h"
 #include "contract/records/Negotiation.h"
+#include "hshd/signin/InteractiveRequest.h"
 
 #include <atomic>
 #include <functional>

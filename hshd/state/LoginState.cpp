@@ -1,8 +1,8 @@
 #include "hshd/state/LoginState.h"
 
-#include "hshd/Log.h"
-#include "contract/records/NotifierUuid.h"
 #include "contract/calls/Errors.h"
+#include "contract/records/NotifierUuid.h"
+#include "hshd/Log.h"
 
 #include <algorithm>
 #include <sstream>

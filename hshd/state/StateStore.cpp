@@ -1,9 +1,9 @@
 #include "hshd/state/StateStore.h"
 
+#include "contract/records/NotifierUuid.h"
 #include "hshd/Log.h"
 #include "hshd/state/sqlite/Statement.h"
 #include "hshd/state/sqlite/Transaction.h"
-#include "contract/records/NotifierUuid.h"
 
 #include <sqlite3.h>
 

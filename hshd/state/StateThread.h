@@ -51,7 +51,7 @@ private:
     void runNext();
 
     const Limits limits_;
-    foundation::Mutex mutex_; // a leaf: no work runs and none is destroyed under it
+    foundation::Mutex mutex_;                    // a leaf: no work runs and none is destroyed under it
     std::list<Queue> queues_ GUARDED_BY(mutex_); // none of them empty; the first has the next turn
     std::size_t bytes_ GUARDED_BY(mutex_) = 0;
     foundation::concurrent::threadpool::Executor executor_; // last: ends first

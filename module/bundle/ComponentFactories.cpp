@@ -2,11 +2,11 @@
 // pair for each. The build fails when a pair is missing, and exports nothing else.
 
 #include "module/runtime/ModuleContext.h"
+#include "module/v1/ZelkorLoginImpl.h"
 #include "module/v2/LoginVetoerClient.h"
 #include "module/v2/ZelkorLogin.h"
 #include "module/v2/interactive/desktop/ZelkorLogin.h"
 #include "module/v2/session/ZelkorLogin.h"
-#include "module/v1/ZelkorLoginImpl.h"
 
 #include <cppmicroservices/GlobalConfig.h>
 #include <cppmicroservices/servicecomponent/detail/ComponentInstanceImpl.hpp>
@@ -95,8 +95,8 @@ ComponentInstance* newInstance(References<Injected...> injected, References<Awai
         const auto further = awaited.template binders<Class>();
         binders.insert(binders.end(), further.begin(), further.end());
         return new Instance(
-            std::make_unique<ComponentInstanceImpl<Class, Interfaces, std::shared_ptr<Injected>...>>(names,
-                                                                                                    binders));
+            std::make_unique<ComponentInstanceImpl<Class, Interfaces, std::shared_ptr<Injected>...>>(
+                names, binders));
     } catch (const std::bad_alloc&) {
         return nullptr;
     }

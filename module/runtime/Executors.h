@@ -4,8 +4,9 @@
 
 namespace agent::spf::cppmsclientutils {
 
-/// Where a client's work runs: two pools, so that functions of the application that block, however many, never
-/// keep the client from noticing its daemon. Both outlive the client and the calls that are on their way.
+/// Where a client's work runs: two pools, so that functions of the application that block, however many,
+/// never keep the client from noticing its daemon. Both outlive the client and the calls that are on their
+/// way.
 struct Executors {
     using Executor = foundation::concurrent::threadpool::Executor;
 

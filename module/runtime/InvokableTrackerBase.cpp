@@ -1,10 +1,10 @@
 #include "module/runtime/InvokableTrackerBase.h"
 
-#include "contract/records/NotifierUuid.h"
-#include "module/runtime/WaitDeadline.h"
 #include "contract/calls/CallbackScope.h"
 #include "contract/calls/Errors.h"
 #include "contract/calls/ServiceProperties.h"
+#include "contract/records/NotifierUuid.h"
+#include "module/runtime/WaitDeadline.h"
 
 #include <cppmicroservices/Any.h>
 #include <cppmicroservices/LDAPProp.h>
@@ -26,8 +26,9 @@ constexpr std::chrono::milliseconds sendGrace{100};
 
 InvokableTrackerBase::InvokableTrackerBase(TrackedServiceInfo info, ServiceProps props, Logger& logger,
                                            Executors executors)
-    : info_(std::move(info)), logger_(logger), executors_(executors), exclusiveQueue_(login::detail::createUuid()),
-      deliveryQueue_(login::detail::createUuid()), props_(std::move(props)) {}
+    : info_(std::move(info)), logger_(logger), executors_(executors),
+      exclusiveQueue_(login::detail::createUuid()), deliveryQueue_(login::detail::createUuid()),
+      props_(std::move(props)) {}
 
 InvokableTrackerBase::~InvokableTrackerBase() = default;
 

@@ -57,8 +57,8 @@ public:
     /// nothing.
     void updateTimeouts(const cppmicroservices::AnyMap& properties);
 
-    /// Run under the exclusive lock when an Invokable is found, before calls may use it. Set before the start,
-    /// as are the two after it; none of them may need the client's object.
+    /// Run under the exclusive lock when an Invokable is found, before calls may use it. Set before the
+    /// start, as are the two after it; none of them may need the client's object.
     void onFindingInvokable(std::function<void(ExclusiveAccess&)> callback);
     /// Run outside the state lock after an Invokable was found.
     void onFoundInvokable(std::function<void()> callback);
@@ -71,14 +71,15 @@ public:
 
     /// When exclusive work runs: before exclusively() returns, or after it.
     enum class Turn { AtOnce, Later };
-    /// Runs `work` under the exclusive lock: at once, or soon and on an executor, unless this is closed before,
-    /// when it would have to wait for the lock in the way of an exported callback: inside one, or for more than
-    /// a moment while one runs. The lock's holder may be a call that the daemon answers when that has ended.
+    /// Runs `work` under the exclusive lock: at once, or soon and on an executor, unless this is closed
+    /// before, when it would have to wait for the lock in the way of an exported callback: inside one, or for
+    /// more than a moment while one runs. The lock's holder may be a call that the daemon answers when that
+    /// has ended.
     void exclusively(std::function<void(ExclusiveAccess&, Turn)> work);
     /// As above, but inside an exported callback never at once: the callback does not wait for the daemon.
     void exclusivelyUnlessInCallback(std::function<void(ExclusiveAccess&, Turn)> work);
-    /// Runs `work` with exclusive access, or, where exclusively() would leave it for later, with shared access.
-    /// At once.
+    /// Runs `work` with exclusive access, or, where exclusively() would leave it for later, with shared
+    /// access. At once.
     template <class Work>
     void exclusivelyOrShared(const Work& work);
     /// Runs `work`, in the order delivered, on an executor and outside the state lock, unless this is closed

@@ -30,8 +30,8 @@ protected:
     using Attempted = std::optional<std::conditional_t<std::is_void_v<R>, std::monostate, R>>;
 
     InvokableTrackingService(TrackedServiceInfo info, Logger& logger, Executors executors)
-        : tracker_(
-              std::make_shared<Tracker>(std::move(info), ServiceProps{Props::CLIENT_ID}, logger, executors)) {}
+        : tracker_(std::make_shared<Tracker>(std::move(info), ServiceProps{Props::CLIENT_ID}, logger,
+                                             executors)) {}
 
     /// Shared with all that may go on after this object's end.
     const std::shared_ptr<Tracker>& tracker() const noexcept { return tracker_; }

@@ -34,9 +34,8 @@ public:
         if (delivered_)
             return;
         try {
-            executor_.post([withdrawal = std::make_shared<Withdrawal>(std::move(handler_))] {
-                withdrawal->tell();
-            });
+            executor_.post(
+                [withdrawal = std::make_shared<Withdrawal>(std::move(handler_))] { withdrawal->tell(); });
         } catch (...) {
             // Out of memory.
         }

@@ -25,8 +25,7 @@ bool Registration::active() const {
 RegistrationTable::OnItsWay RegistrationTable::tell(ExclusiveAccess& access, const Item& item) {
     const auto callback = tracker_->exportCallback(access, item->exported(item), std::nullopt);
     try {
-        return {item, callback.getCallbackID(),
-                item->announce(ExclusiveCaller(*tracker_, access), callback)};
+        return {item, callback.getCallbackID(), item->announce(ExclusiveCaller(*tracker_, access), callback)};
     } catch (...) {
         tracker_->removeCallback(access, callback.getCallbackID());
         throw;
@@ -54,14 +53,14 @@ void RegistrationTable::settle(ExclusiveAccess& access, OnItsWay& onItsWay) {
 uuid RegistrationTable::add(const Item& item) {
     const auto self = shared_from_this();
     try {
-        const auto id = std::make_shared<uuid>(login::detail::createUuid()); // shared: the work may come later
+        const auto id =
+            std::make_shared<uuid>(login::detail::createUuid()); // shared: the work may come later
         {
             const foundation::MutexLock lock(mutex_);
             items_.emplace(*id, item);
         }
-        tracker_->exclusively([self, item, id](ExclusiveAccess& access, Turn turn) {
-            self->enter(access, item, turn, *id);
-        });
+        tracker_->exclusively(
+            [self, item, id](ExclusiveAccess& access, Turn turn) { self->enter(access, item, turn, *id); });
         return *id;
     } catch (...) {
         tracker_->logException(std::current_exception());
@@ -85,8 +84,8 @@ void RegistrationTable::enter(ExclusiveAccess& access, const Item& item, Turn tu
             tracker_->logException(std::current_exception());
         }
     }
-    // Not before: the wait for a daemon lets the lock go, and a replay that came in then would make it known a
-    // second time.
+    // Not before: the wait for a daemon lets the lock go, and a replay that came in then would make it known
+    // a second time.
     item->remote_(access).replayed = true;
     if (!item->active()) // removed meanwhile
         forget(access, *item, turn);
@@ -167,8 +166,9 @@ void RegistrationTable::takeBack(ExclusiveAccess& access, const std::vector<Know
             if ((held && daemon == held) || awaited)
                 answers.push_back(call.begin(rules_.remoteRemove, one.id));
             else if (daemon)
-                static_cast<void>(daemon->invokeAsync<bool>(tracker_->callTimeout(rules_.remoteRemove.timeout),
-                                                            std::string(rules_.remoteRemove.name), one.id));
+                static_cast<void>(
+                    daemon->invokeAsync<bool>(tracker_->callTimeout(rules_.remoteRemove.timeout),
+                                              std::string(rules_.remoteRemove.name), one.id));
         } catch (...) {
             tracker_->logException(std::current_exception());
         }

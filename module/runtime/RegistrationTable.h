@@ -61,8 +61,8 @@ private:
 /// The registrations of one kind, by the callers' ids, and what the daemons know of them.
 ///
 /// Held by std::shared_ptr: an operation goes on, and ends as its daemon lets it, when the client is gone.
-/// Which ids there are is guarded by a lock of its own, so that a removal never waits to learn whether there is
-/// something to remove; what the daemons know is guarded by the tracker's state lock.
+/// Which ids there are is guarded by a lock of its own, so that a removal never waits to learn whether there
+/// is something to remove; what the daemons know is guarded by the tracker's state lock.
 class RegistrationTable : public std::enable_shared_from_this<RegistrationTable> {
 public:
     /// Whose id a caller gets.

@@ -20,7 +20,8 @@ public:
                 core::StartedCall<R> started)
         : tracker_(&tracker), method_(method), invokable_(&invokable), started_(std::move(started)) {}
 
-    /// Waits for the answer. Once. An exclusive hold is lent meanwhile. @throws whatever the call failed with.
+    /// Waits for the answer. Once. An exclusive hold is lent meanwhile. @throws whatever the call failed
+    /// with.
     R get(ExclusiveAccess& access) {
         const Lending lending(access);
         return get();

@@ -36,8 +36,8 @@ public:
     const Value value;
 };
 
-/// The function of an item in the form that a kind exports: `call(value, arguments...)` as long as the item is
-/// active, and WithdrawnError, which has the daemon drop it, afterwards.
+/// The function of an item in the form that a kind exports: `call(value, arguments...)` as long as the item
+/// is active, and WithdrawnError, which has the daemon drop it, afterwards.
 template <class Signature, class Value, class Call>
 core::ExportedFunction calling(std::shared_ptr<const Registered<Value>> item, Call call) {
     return core::exportAs<Signature>([item = std::move(item), call](auto&&... arguments) {

@@ -12,13 +12,13 @@
 
 namespace agent::spf::cppmsclientutils {
 
-/// A kind of requests whose outcome comes later, by a function that the daemon calls once: with a result and an
-/// error text, which is empty for success.
+/// A kind of requests whose outcome comes later, by a function that the daemon calls once: with a result and
+/// an error text, which is empty for success.
 template <class... Result>
 struct RequestKind {
-    std::string_view method;                          ///< as the log names it
+    std::string_view method;                           ///< as the log names it
     foundation::log::logging_event_types failureLevel; ///< of the daemon's error text
-    bool exclusive;                                   ///< the request excludes the client's other calls
+    bool exclusive;                                    ///< the request excludes the client's other calls
     /// The log line of a success; none when empty.
     std::string (*success)(const Result&...) = nullptr;
 };

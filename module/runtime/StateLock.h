@@ -17,23 +17,27 @@ namespace agent::spf::cppmsclientutils {
 
 /// A tracker's state lock: a std::shared_mutex with an entrance that decides who comes next.
 ///
-/// Neither side starves the other. Threads that come to share the lock while somebody waits for it exclusively
-/// stand back until one exclusive holder has been in; then all of those go before the next exclusive one.
+/// Neither side starves the other. Threads that come to share the lock while somebody waits for it
+/// exclusively stand back until one exclusive holder has been in; then all of those go before the next
+/// exclusive one.
 ///
 /// Nobody waits for himself by way of the daemon. It may hold back the answer to a call, whose caller has the
 /// lock, until an exported callback of this process has ended:
-///  - A thread inside a callback never stands back. Any other thread stands back for a short time only while a
+///  - A thread inside a callback never stands back. Any other thread stands back for a short time only while
+///  a
 ///    callback has been running for as long, for it may ask on that callback's behalf. After ten seconds of
-///    this that time grows with each use, so that calls that take long do not keep an exclusive waiter out for
-///    ever.
-///  - An exclusive holder that waits for the daemon lends the lock (Lending). While a callback runs somewhere,
+///    this that time grows with each use, so that calls that take long do not keep an exclusive waiter out
+///    for ever.
+///  - An exclusive holder that waits for the daemon lends the lock (Lending). While a callback runs
+///  somewhere,
 ///    everybody may share it then, as a guest, and the holder goes on when the last guest has left.
 ///  - Who wants the lock exclusively, and could do so later, does not wait behind a callback either.
 class CAPABILITY("shared_mutex") StateLock {
 public:
     void lock() ACQUIRE();
     /// Does not wait inside a callback, and gives up after a short time if one has been running for as long:
-    /// whoever has the lock may be waiting for it, and it for the caller. @return whether the caller holds it.
+    /// whoever has the lock may be waiting for it, and it for the caller. @return whether the caller holds
+    /// it.
     bool lockUnlessInACallbacksWay() TRY_ACQUIRE(true);
     void unlock() RELEASE();
 
@@ -61,8 +65,8 @@ private:
 
     std::shared_mutex mutex_; // locked by those who have been let in, so nobody waits for it
 
-    // Sharers who come while no exclusive holder is in or waits pass without the gate: they raise the one, then
-    // look at the other; an exclusive holder does it the other way round.
+    // Sharers who come while no exclusive holder is in or waits pass without the gate: they raise the one,
+    // then look at the other; an exclusive holder does it the other way round.
     std::atomic<unsigned> sharers_{0};
     std::atomic<unsigned> exclusives_{0}; // in or waiting
 
@@ -71,11 +75,11 @@ private:
     bool in_ GUARDED_BY(gate_) = false; // an exclusive holder
     bool lent_ GUARDED_BY(gate_) = false;
     unsigned guests_ GUARDED_BY(gate_) = 0;
-    unsigned waiting_ GUARDED_BY(gate_) = 0;       // to hold it exclusively
-    unsigned standingBack_ GUARDED_BY(gate_) = 0;  // to share it
-    unsigned owed_ GUARDED_BY(gate_) = 0;          // of those, who go before the next exclusive holder
-    std::uint64_t phase_ GUARDED_BY(gate_) = 0;    // counts exclusive holders that have left
-    std::uint64_t door_ GUARDED_BY(gate_) = 0;     // counts how often those who stood back were let by
+    unsigned waiting_ GUARDED_BY(gate_) = 0;      // to hold it exclusively
+    unsigned standingBack_ GUARDED_BY(gate_) = 0; // to share it
+    unsigned owed_ GUARDED_BY(gate_) = 0;         // of those, who go before the next exclusive holder
+    std::uint64_t phase_ GUARDED_BY(gate_) = 0;   // counts exclusive holders that have left
+    std::uint64_t door_ GUARDED_BY(gate_) = 0;    // counts how often those who stood back were let by
     std::chrono::milliseconds patience_ GUARDED_BY(gate_) = firstPatience;
     std::optional<Clock::time_point> firstLetBy_ GUARDED_BY(gate_); // since an exclusive holder was in
     static constexpr std::chrono::milliseconds firstPatience{20};
@@ -178,8 +182,8 @@ private:
     T value_;
 };
 
-/// Lends an exclusive hold, while its holder waits for the daemon, to those whom the daemon may be waiting for.
-/// At its end it waits until they have left. The holder touches nothing that the lock guards meanwhile.
+/// Lends an exclusive hold, while its holder waits for the daemon, to those whom the daemon may be waiting
+/// for. At its end it waits until they have left. The holder touches nothing that the lock guards meanwhile.
 class Lending {
 public:
     explicit Lending(ExclusiveAccess& access) : state_(access.state_) { state_.lend(); }

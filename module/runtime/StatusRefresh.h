@@ -24,11 +24,11 @@ StatusAudience audience(const RemoteRegistrations<Id, Value>& listeners, Tell te
             }};
 }
 
-/// A found callback: asks the new daemon who is logged in, and has every listener told, each guarded by itself.
+/// A found callback: asks the new daemon who is logged in, and has every listener told, each guarded by
+/// itself.
 /// @param getLoginInfo a constant.
-std::function<void()>
-refreshing(const std::shared_ptr<InvokableTrackerBase>& tracker,
-           const RemoteMethod<login::LoginInfo(std::string, int)>& getLoginInfo,
-           std::vector<StatusAudience> audiences);
+std::function<void()> refreshing(const std::shared_ptr<InvokableTrackerBase>& tracker,
+                                 const RemoteMethod<login::LoginInfo(std::string, int)>& getLoginInfo,
+                                 std::vector<StatusAudience> audiences);
 
 } // namespace agent::spf::cppmsclientutils

@@ -1,8 +1,8 @@
 #include "module/runtime/TrackedServiceInfo.h"
 
-#include "module/runtime/ServiceProp.h"
 #include "contract/calls/Invokable.h"
 #include "contract/calls/ServiceProperties.h"
+#include "module/runtime/ServiceProp.h"
 
 #include <cppmicroservices/Constants.h>
 #include <cppmicroservices/ServiceInterface.h>

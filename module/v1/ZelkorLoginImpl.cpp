@@ -32,61 +32,68 @@ Logger& logger() {
 // --- what there is to register and to request
 
 constexpr RegistrationTable::Rules registrations(const RemoteMethod<bool(boost::uuids::uuid)>& remove) {
-    return {remove, RegistrationTable::CallersId::TheDaemons, RegistrationTable::ReplayFailure::EndsReplay, 1};
+    return {remove, RegistrationTable::CallersId::TheDaemons, RegistrationTable::ReplayFailure::EndsReplay,
+            1};
 }
 
 const RegistrationKind<ZelkorLogin::StatusListenerId, ZelkorLogin::StatusListener> statusListeners{
-    .wrap = [](const auto& item) {
-        return calling<void(boost::optional<LoginInfo>)>(
-            item, [](const auto& listener, boost::optional<LoginInfo> info) { listener(std::move(info)); });
-    },
-    .announce = [](const ExclusiveCaller& call, const auto&, const ExportedCallback& callback) {
-        return call.begin(remote::addStatusListener, callback);
-    },
+    .wrap =
+        [](const auto& item) {
+            return calling<void(boost::optional<LoginInfo>)>(
+                item,
+                [](const auto& listener, boost::optional<LoginInfo> info) { listener(std::move(info)); });
+        },
+    .announce =
+        [](const ExclusiveCaller& call, const auto&, const ExportedCallback& callback) {
+            return call.begin(remote::addStatusListener, callback);
+        },
     .rules = registrations(remote::removeStatusListener)};
 
 const RegistrationKind<ZelkorLogin::StatusListenerId, ZelkorLogin::StatusListenerV2> statusListenersV2{
-    .wrap = [](const auto& item) {
-        return calling<void(LoginInfo, LoginInfo)>(
-            item, [](const auto& listener, const LoginInfo& first, const LoginInfo& second) {
-                listener(first, second);
-            });
-    },
-    .announce = [](const ExclusiveCaller& call, const auto&, const ExportedCallback& callback) {
-        return call.begin(remote::addStatusListenerV2, callback);
-    },
+    .wrap =
+        [](const auto& item) {
+            return calling<void(LoginInfo, LoginInfo)>(
+                item, [](const auto& listener, const LoginInfo& first, const LoginInfo& second) {
+                    listener(first, second);
+                });
+        },
+    .announce =
+        [](const ExclusiveCaller& call, const auto&, const ExportedCallback& callback) {
+            return call.begin(remote::addStatusListenerV2, callback);
+        },
     .rules = registrations(remote::removeStatusListener)};
 
 const RegistrationKind<ZelkorLogin::LogoutVetoerId, ZelkorLogin::LogoutVetoer> vetoers{
-    .wrap = [](const auto& item) {
-        return calling<bool()>(item, [](const auto& vetoer) { return vetoer(); });
-    },
-    .announce = [](const ExclusiveCaller& call, const auto&, const ExportedCallback& callback) {
-        return call.begin(remote::addLogoutVetoer, callback);
-    },
+    .wrap =
+        [](const auto& item) { return calling<bool()>(item, [](const auto& vetoer) { return vetoer(); }); },
+    .announce =
+        [](const ExclusiveCaller& call, const auto&, const ExportedCallback& callback) {
+            return call.begin(remote::addLogoutVetoer, callback);
+        },
     .rules = registrations(remote::removeLogoutVetoer)};
 
 const RegistrationKind<ZelkorLogin::LogoutNegotiatorId, Negotiator> negotiators{
-    .wrap = [](const auto& item) {
-        return calling<NegotiatorResponse(NegotiationTerms)>(
-            item, [](const Negotiator& negotiator, const NegotiationTerms& terms) {
-                return negotiator.negotiate(terms);
-            });
-    },
-    .announce = [](const ExclusiveCaller& call, const Negotiator& negotiator, const ExportedCallback& callback) {
-        return call.begin(remote::addLogoutNegotiator, negotiator.name, callback);
-    },
+    .wrap =
+        [](const auto& item) {
+            return calling<NegotiatorResponse(NegotiationTerms)>(
+                item, [](const Negotiator& negotiator, const NegotiationTerms& terms) {
+                    return negotiator.negotiate(terms);
+                });
+        },
+    .announce =
+        [](const ExclusiveCaller& call, const Negotiator& negotiator, const ExportedCallback& callback) {
+            return call.begin(remote::addLogoutNegotiator, negotiator.name, callback);
+        },
     .rules = registrations(remote::removeLogoutNegotiator)};
 
-const RequestKind<LoginInfo> loginRequest{
-    .method = remote::requestLoginAsync.name,
-    .failureLevel = logging_event_types::severe,
-    .exclusive = false,
-    .success = [](const LoginInfo& info) {
-        std::ostringstream text;
-        text << "requestLoginAsync successful. LoginInfo is: " << info;
-        return text.str();
-    }};
+const RequestKind<LoginInfo> loginRequest{.method = remote::requestLoginAsync.name,
+                                          .failureLevel = logging_event_types::severe,
+                                          .exclusive = false,
+                                          .success = [](const LoginInfo& info) {
+                                              std::ostringstream text;
+                                              text << "requestLoginAsync successful. LoginInfo is: " << info;
+                                              return text.str();
+                                          }};
 const RequestKind<> logoutRequest{.method = remote::requestLogoutWithOptionsAsync.name,
                                   .failureLevel = logging_event_types::severe,
                                   .exclusive = false};
@@ -104,8 +111,7 @@ ZelkorLoginImpl::ZelkorLoginImpl(
         tracker()->updateServiceProperties(*configuration);
         tracker()->updateTimeouts(*configuration);
     }
-    tracker()->onFindingInvokable(
-        replaying(statusListeners_, statusListenersV2_, vetoers_, negotiators_));
+    tracker()->onFindingInvokable(replaying(statusListeners_, statusListenersV2_, vetoers_, negotiators_));
     tracker()->onFoundInvokable(refreshing(
         tracker(), remote::getLoginInfo,
         {audience(statusListeners_,

@@ -25,28 +25,32 @@ int wire(LoginInfo::Level level) noexcept {
 constexpr std::size_t replayBatch = 128;
 
 const RegistrationKind<ZelkorLogin::StatusListenerId, ZelkorLogin::StatusListenerV2> statusListeners{
-    .wrap = [](const auto& item) {
-        return calling<void(LoginInfo, LoginInfo)>(
-            item, [](const auto& listener, const LoginInfo& first, const LoginInfo& second) {
-                listener(first, second);
-            });
-    },
-    .announce = [](const ExclusiveCaller& call, const auto&, const ExportedCallback& callback) {
-        return call.begin(remote::addStatusListener, callback);
-    },
+    .wrap =
+        [](const auto& item) {
+            return calling<void(LoginInfo, LoginInfo)>(
+                item, [](const auto& listener, const LoginInfo& first, const LoginInfo& second) {
+                    listener(first, second);
+                });
+        },
+    .announce =
+        [](const ExclusiveCaller& call, const auto&, const ExportedCallback& callback) {
+            return call.begin(remote::addStatusListener, callback);
+        },
     .rules = {remote::removeStatusListener, RegistrationTable::CallersId::Ours,
               RegistrationTable::ReplayFailure::IsLogged, replayBatch}};
 
 const RegistrationKind<ZelkorLogin::LogoutNegotiatorId, Negotiator> negotiators{
-    .wrap = [](const auto& item) {
-        return calling<NegotiatorResponse(NegotiationTerms)>(
-            item, [](const Negotiator& negotiator, const NegotiationTerms& terms) {
-                return negotiator.negotiate(terms);
-            });
-    },
-    .announce = [](const ExclusiveCaller& call, const Negotiator& negotiator, const ExportedCallback& callback) {
-        return call.begin(remote::addLogoutNegotiator, negotiator.name, callback);
-    },
+    .wrap =
+        [](const auto& item) {
+            return calling<NegotiatorResponse(NegotiationTerms)>(
+                item, [](const Negotiator& negotiator, const NegotiationTerms& terms) {
+                    return negotiator.negotiate(terms);
+                });
+        },
+    .announce =
+        [](const ExclusiveCaller& call, const Negotiator& negotiator, const ExportedCallback& callback) {
+            return call.begin(remote::addLogoutNegotiator, negotiator.name, callback);
+        },
     .rules = {remote::removeLogoutNegotiator, RegistrationTable::CallersId::Ours,
               RegistrationTable::ReplayFailure::IsLogged, replayBatch}};
 
@@ -54,7 +58,8 @@ const RegistrationKind<ZelkorLogin::LogoutNegotiatorId, Negotiator> negotiators{
 
 ZelkorLogin::ZelkorLogin(
     const std::shared_ptr<cppmicroservices::AnyMap>& configuration,
-    std::shared_ptr<zelkorconnector::serviceprocess::HasDesktopServices> /*desktopServices*/, Executors executors)
+    std::shared_ptr<zelkorconnector::serviceprocess::HasDesktopServices> /*desktopServices*/,
+    Executors executors)
     : InvokableTrackingService(TrackedServiceInfo("ZelkorLogin", 2, 1), logger(), executors),
       statusListeners_(tracker(), statusListeners), negotiators_(tracker(), negotiators) {
     if (configuration) {
@@ -62,10 +67,10 @@ ZelkorLogin::ZelkorLogin(
         tracker()->updateTimeouts(*configuration);
     }
     tracker()->onFindingInvokable(replaying(statusListeners_, negotiators_));
-    tracker()->onFoundInvokable(refreshing(
-        tracker(), remote::getLoginInfo, {audience(statusListeners_, [](const auto& listener, const auto& info) {
-            listener(info, LoginInfo());
-        })}));
+    tracker()->onFoundInvokable(
+        refreshing(tracker(), remote::getLoginInfo,
+                   {audience(statusListeners_,
+                             [](const auto& listener, const auto& info) { listener(info, LoginInfo()); })}));
     tracker()->start(); // last: from here on the handlers may run
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "transport/client/ReaderRole.h"
 #include "contract/calls/CompletionHandler.h"
+#include "transport/client/ReaderRole.h"
 
 #include <chrono>
 #include <cstdint>

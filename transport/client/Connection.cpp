@@ -117,7 +117,8 @@ Connection::Recorded Connection::record(PendingCall& call, std::uint64_t& id,
             if (waitingBytes_ + bytes > limits_.queuedBytesPerConnection)
                 throw core::RefusedError("Too many calls without an answer on this connection (limit " +
                                          std::to_string(limits_.pendingCallsPerConnection) + "), and " +
-                                         std::to_string(waitingBytes_) + " bytes of calls that wait for them");
+                                         std::to_string(waitingBytes_) +
+                                         " bytes of calls that wait for them");
             call.sent = false;
             waiting_.push_back(std::move(waiting));
             waitingBytes_ += bytes;

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "contract/calls/CallbackTable.h"
+#include "contract/calls/SignatureDescriptor.h"
 #include "transport/client/CallTable.h"
 #include "transport/client/Dial.h"
 #include "transport/client/ReaderRole.h"
 #include "transport/client/WakeUp.h"
-#include "contract/calls/CallbackTable.h"
-#include "contract/calls/SignatureDescriptor.h"
 #include "transport/wire/FrameWriter.h"
 
 #include <foundation/concurrent/threadpool/Executor.h>

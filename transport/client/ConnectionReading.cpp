@@ -136,9 +136,9 @@ void Connection::runCallback(wire::Callback::Reader callback) {
     const auto deadline =
         wire::deadlineAfter(Clock::now(), std::chrono::milliseconds(callback.getRemainingMs()));
     // A task that is not run answers as it goes.
-    auto task = std::make_shared<CallbackTask>(
-        weak_from_this(), callbacks_, CallbackTask::Call{id, uuid, std::move(arguments), deadline},
-        executor_.stopToken());
+    auto task = std::make_shared<CallbackTask>(weak_from_this(), callbacks_,
+                                               CallbackTask::Call{id, uuid, std::move(arguments), deadline},
+                                               executor_.stopToken());
     executor_.post(uuid, [task = std::move(task)] { task->run(); });
 }
 

@@ -1,7 +1,7 @@
+#include "contract/calls/ServiceProperties.h"
+#include "contract/records/NotifierUuid.h"
 #include "transport/client/DirectoryWatch.h"
 #include "transport/client/RemoteService.h"
-#include "contract/records/NotifierUuid.h"
-#include "contract/calls/ServiceProperties.h"
 #include "transport/wire/Protocol.h"
 #include "transport/wire/SocketDirectory.h"
 

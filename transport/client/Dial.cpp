@@ -56,8 +56,8 @@ void sendHello(int socket, const std::string& clientId, const Limits& limits) {
     hello.setPid(::getpid());
     hello.setFrameBytes(limits.frameBytes);
     hello.setClientId(clientId);
-    hello.setCallbacks(static_cast<std::uint32_t>(
-        std::min<std::size_t>(limits.pendingCallsPerConnection, UINT32_MAX)));
+    hello.setCallbacks(
+        static_cast<std::uint32_t>(std::min<std::size_t>(limits.pendingCallsPerConnection, UINT32_MAX)));
     std::vector<std::byte> bytes;
     frame.appendTo(bytes);
     // The first bytes on a new socket: they fit. A daemon that has closed it already may have said why.

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "transport/client/Connection.h"
 #include "contract/calls/Invokable.h"
+#include "transport/client/Connection.h"
 
 #include <memory>
 

@@ -26,8 +26,8 @@ public:
     void wake() const noexcept {
         const std::uint64_t one = 1;
         const foundation::MutexLock lock(mutex_);
-        if (fd_)
-            [[maybe_unused]] const auto written = ::write(fd_.get(), &one, sizeof one);
+        if (fd_) [[maybe_unused]]
+            const auto written = ::write(fd_.get(), &one, sizeof one);
     }
     void reset() const noexcept {
         std::uint64_t count = 0;

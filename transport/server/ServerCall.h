@@ -13,7 +13,8 @@ namespace agent::spf::transport {
 class ServerCall final : public IncomingCall {
 public:
     ServerCall(std::shared_ptr<Session> session, std::uint64_t id, std::string method, std::string descriptor,
-               core::GenericPayload arguments, std::size_t bytes, std::chrono::steady_clock::time_point deadline)
+               core::GenericPayload arguments, std::size_t bytes,
+               std::chrono::steady_clock::time_point deadline)
         : session_(session), client_(std::move(session)), id_(id), method_(std::move(method)),
           descriptor_(std::move(descriptor)), arguments_(std::move(arguments)), bytes_(bytes),
           deadline_(deadline) {}

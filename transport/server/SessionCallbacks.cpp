@@ -80,8 +80,8 @@ void Session::endCallback(wire::Reply::Reader reply) {
         return; // overdue
     if (reply.isError()) {
         const auto error = reply.getError();
-        run(*handler,
-            core::makeInvocationError(wire::errorKindOf(error.getKind()), wire::errorTextOf(error.getText())));
+        run(*handler, core::makeInvocationError(wire::errorKindOf(error.getKind()),
+                                                wire::errorTextOf(error.getText())));
         return;
     }
     core::GenericPayload result;

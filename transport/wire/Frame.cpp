@@ -19,7 +19,9 @@ constexpr std::size_t maxErrorBytes = 16 * 1024;
 std::string_view shortened(std::string_view text) {
     if (text.size() <= maxErrorBytes)
         return text;
-    const auto continues = [&](std::size_t at) { return (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80; };
+    const auto continues = [&](std::size_t at) {
+        return (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80;
+    };
     auto end = maxErrorBytes;
     while (end > maxErrorBytes - 3 && continues(end))
         --end;
@@ -103,7 +105,7 @@ std::string errorTextOf(capnp::Text::Reader text) {
 
 core::ErrorKind errorKindOf(std::uint16_t kind) noexcept {
     return kind <= static_cast<std::uint16_t>(core::ErrorKind::Withdrawn) ? static_cast<core::ErrorKind>(kind)
-                                                                        : core::ErrorKind::Remote;
+                                                                          : core::ErrorKind::Remote;
 }
 
 } // namespace agent::spf::transport::wire

@@ -65,7 +65,7 @@ private:
     bool held_ GUARDED_BY(mutex_) = false;
     bool blocked_ GUARDED_BY(mutex_) = false;
     bool sending_ GUARDED_BY(mutex_) = false;
-    std::size_t unsent_ GUARDED_BY(mutex_) = 0; // bytes of out_ not yet sent, as of the last system call
+    std::size_t unsent_ GUARDED_BY(mutex_) = 0;  // bytes of out_ not yet sent, as of the last system call
     std::size_t counted_ GUARDED_BY(mutex_) = 0; // of this writer's in ofAll_
     // These two belong to the thread that set sending_.
     std::vector<std::byte> out_;

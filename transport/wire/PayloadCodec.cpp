@@ -1,11 +1,11 @@
 #include "transport/wire/PayloadCodec.h"
 
+#include "contract/calls/Errors.h"
+#include "contract/calls/ExportedCallback.h"
 #include "contract/records/AccessToken.h"
 #include "contract/records/LoginData.h"
 #include "contract/records/LoginInfo.h"
 #include "contract/records/Negotiation.h"
-#include "contract/calls/Errors.h"
-#include "contract/calls/ExportedCallback.h"
 
 #include <boost/core/demangle.hpp>
 #include <boost/endian/conversion.hpp>

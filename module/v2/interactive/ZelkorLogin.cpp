@@ -25,15 +25,14 @@ Logger& logger() {
     return *instance;
 }
 
-const RequestKind<LoginInfo> loginRequest{
-    .method = remote::requestLoginAsync.name,
-    .failureLevel = logging_event_types::error,
-    .exclusive = true,
-    .success = [](const LoginInfo& info) {
-        std::ostringstream text;
-        text << "requestLoginAsync successful. LoginInfo is: " << info;
-        return text.str();
-    }};
+const RequestKind<LoginInfo> loginRequest{.method = remote::requestLoginAsync.name,
+                                          .failureLevel = logging_event_types::error,
+                                          .exclusive = true,
+                                          .success = [](const LoginInfo& info) {
+                                              std::ostringstream text;
+                                              text << "requestLoginAsync successful. LoginInfo is: " << info;
+                                              return text.str();
+                                          }};
 const RequestKind<> logoutRequest{.method = remote::requestLogoutWithOptionsAsync.name,
                                   .failureLevel = logging_event_types::error,
                                   .exclusive = true};
@@ -102,7 +101,7 @@ void ZelkorLogin::abort() {
     const auto kept = tracker(); // an outcome may end this client
     kept->exclusivelyOrShared([&](auto& access) {
         try {
-            RemoteCaller (*kept, access)(remote::abort);
+            RemoteCaller(*kept, access)(remote::abort);
         } catch (...) {
             // Logged where it failed; what is pending ends here in any case.
         }

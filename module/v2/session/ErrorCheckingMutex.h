@@ -20,8 +20,7 @@ public:
     /// @throws std::system_error, std::errc::resource_deadlock_would_occur when this thread has it already.
     void lock() ACQUIRE() {
         if (const int error = ::pthread_mutex_lock(&mutex_))
-            throw std::system_error(error, std::generic_category(),
-                                    "taking the lock");
+            throw std::system_error(error, std::generic_category(), "taking the lock");
     }
     void unlock() RELEASE() { ::pthread_mutex_unlock(&mutex_); }
 

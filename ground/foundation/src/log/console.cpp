@@ -1,8 +1,9 @@
 #include "log/console.h"
 
+#include <climits>
+
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <poll.h>
 #include <string_view>
 #include <unistd.h>
@@ -39,9 +40,10 @@ bool Console::put(const std::string& line) {
     std::string_view rest = line;
     while (!rest.empty()) {
         // No more at once than a pipe with room takes: a line up to this size stays whole among others.
-        const auto written = hasRoom(stalled_ ? 0 : patienceMs)
-                                 ? ::write(STDERR_FILENO, rest.data(), std::min<std::size_t>(rest.size(), PIPE_BUF))
-                                 : 0;
+        const auto written =
+            hasRoom(stalled_ ? 0 : patienceMs)
+                ? ::write(STDERR_FILENO, rest.data(), std::min<std::size_t>(rest.size(), PIPE_BUF))
+                : 0;
         if (written > 0) {
             rest.remove_prefix(static_cast<std::size_t>(written));
         } else if (written == 0 || errno == EAGAIN) {

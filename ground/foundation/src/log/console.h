@@ -15,9 +15,9 @@ public:
 private:
     bool put(const std::string& line);
 
-    bool stalled_ = false;     ///< the last line found no room
-    bool cut_ = false;         ///< a line was begun and not ended
-    std::size_t leftOut_ = 0;  ///< lines since then
+    bool stalled_ = false;    ///< the last line found no room
+    bool cut_ = false;        ///< a line was begun and not ended
+    std::size_t leftOut_ = 0; ///< lines since then
 };
 
 } // namespace foundation::log::detail

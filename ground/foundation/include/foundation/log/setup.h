@@ -9,8 +9,8 @@
 namespace foundation::log {
 
 struct Options {
-    /// What goes to the standard error stream. While nobody reads that, its lines are left out, and counted in
-    /// a line of their own as soon as somebody does.
+    /// What goes to the standard error stream. While nobody reads that, its lines are left out, and counted
+    /// in a line of their own as soon as somebody does.
     SeverityFilter console = SeverityFilter::off();
     /// Appended to; its folder must exist. No other process may rotate it. Empty: no file.
     std::filesystem::path file;
