@@ -77,7 +77,7 @@ run_suite() {
 # Repeating happens partly inside a process (less time lost in starting it) and partly by new processes (each
 # with its own addresses, and the test's time limit is for some repetitions, not for all of them).
 repeat_concurrency() {
-    local preset=$1 times=$2 inside=25
+    local preset=$1 times=$2 inside=10
     shift 2
     if ((times < inside)); then inside=$times; fi
     GTEST_REPEAT=$inside GTEST_BRIEF=1 run_suite "$preset" -L '^concurrency$' \
