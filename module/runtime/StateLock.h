@@ -70,7 +70,7 @@ private:
     std::atomic<unsigned> sharers_{0};
     std::atomic<unsigned> exclusives_{0}; // in or waiting
 
-    mutable foundation::Mutex gate_; // a leaf
+    mutable foundation::Mutex gate_; // only CallbackScope's lock is taken under it
     std::condition_variable_any changed_;
     bool in_ GUARDED_BY(gate_) = false; // an exclusive holder
     bool lent_ GUARDED_BY(gate_) = false;

@@ -89,7 +89,8 @@ std::uint64_t Connection::call(std::uint32_t service, std::optional<std::chrono:
         }
         if (recorded == Recorded::ToBeSent) {
             call.setId(id);
-            send(frame, id);
+            if (!send(frame, id))
+                sendWaiting();
         }
     } catch (...) {
         if (id == 0)
@@ -113,7 +114,9 @@ Connection::Recorded Connection::record(PendingCall& call, std::uint64_t& id,
         if (calls_.sent() >= limits_.pendingCallsPerConnection || !waiting_.empty()) {
             if (!waiting)
                 return Recorded::HasToWait;
-            const auto bytes = sizeof(WaitingCall) + waiting->frame.bytes();
+            const auto bytes = waiting->bytes();
+            if (waitingBytes_ + bytes > limits_.queuedBytesPerConnection)
+                forgetEndedWaiting();
             if (waitingBytes_ + bytes > limits_.queuedBytesPerConnection)
                 throw core::RefusedError("Too many calls without an answer on this connection (limit " +
                                          std::to_string(limits_.pendingCallsPerConnection) + "), and " +
@@ -138,6 +141,15 @@ Connection::Recorded Connection::record(PendingCall& call, std::uint64_t& id,
     return recorded;
 }
 
+void Connection::forgetEndedWaiting() {
+    std::erase_if(waiting_, [this](const auto& one) REQUIRES(mutex_) {
+        const bool ended = calls_.find(one->id) == nullptr;
+        if (ended)
+            waitingBytes_ -= one->bytes();
+        return ended;
+    });
+}
+
 /// After the end of a call: the next ones take its place.
 void Connection::sendWaiting() noexcept {
     for (;;) {
@@ -148,7 +160,7 @@ void Connection::sendWaiting() noexcept {
                 return;
             next = std::move(waiting_.front());
             waiting_.pop_front();
-            waitingBytes_ -= sizeof(WaitingCall) + next->frame.bytes();
+            waitingBytes_ -= next->bytes();
             auto* call = calls_.find(next->id);
             if (call == nullptr)
                 continue; // has ended
@@ -163,14 +175,17 @@ void Connection::sendWaiting() noexcept {
     }
 }
 
-void Connection::send(wire::FrameBuilder& frame, std::uint64_t call) {
+/// False when the call has ended instead.
+bool Connection::send(wire::FrameBuilder& frame, std::uint64_t call) {
     const auto outcome = writer_.write(frame);
-    if (outcome != Outcome::OverLimit)
+    if (outcome != Outcome::OverLimit) {
         heed(outcome);
-    else
-        end(call, std::make_exception_ptr(core::RefusedError(
-                      "The daemon does not read what it is sent: more than " +
-                      std::to_string(limits_.queuedBytesPerConnection) + " bytes wait for it")));
+        return true;
+    }
+    end(call, std::make_exception_ptr(core::RefusedError(
+                  "The daemon does not read what it is sent: more than " +
+                  std::to_string(limits_.queuedBytesPerConnection) + " bytes wait for it")));
+    return false;
 }
 
 void Connection::heed(Outcome outcome) noexcept {

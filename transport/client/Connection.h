@@ -72,14 +72,17 @@ private:
         wire::Call::Builder call{nullptr}; ///< in it
         Clock::time_point deadline;
         std::uint64_t id = 0;
+
+        std::size_t bytes() { return sizeof(*this) + frame.bytes(); }
     };
 
     enum class Recorded { ToBeSent, Waits, HasToWait };
     /// Enters the call and sets its id; when it has to wait, only together with what waits.
     /// @throws core::InvocationError
     Recorded record(PendingCall& call, std::uint64_t& id, std::unique_ptr<WaitingCall> waiting);
+    void forgetEndedWaiting() REQUIRES(mutex_);
     void sendWaiting() noexcept;
-    void send(wire::FrameBuilder& frame, std::uint64_t call);
+    bool send(wire::FrameBuilder& frame, std::uint64_t call);
     void heed(wire::FrameWriter::Outcome outcome) noexcept;
     void end(std::uint64_t call, std::exception_ptr error) noexcept;
     template <class Run>
