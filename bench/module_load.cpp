@@ -6,6 +6,7 @@
 #include "bench/support/Report.h"
 
 #include <agent/spf/transport/Connector.h>
+#include <cppmicroservices/Framework.h>
 #include <cppmicroservices/FrameworkFactory.h>
 #include <cppmicroservices/cm/ConfigurationAdmin.hpp>
 #include <login/detail/ZelkorLogin.h>

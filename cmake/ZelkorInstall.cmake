@@ -45,11 +45,31 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/zelkorConfigVersion.cmak
 install(FILES "${PROJECT_BINARY_DIR}/zelkorConfig.cmake" "${PROJECT_BINARY_DIR}/zelkorConfigVersion.cmake"
   DESTINATION "${package_dir}")
 
-# Static libraries tell pkg-config nothing about what they need: the list is spelled out. A build for an installed
-# framework has it through CMake only, for that framework knows no pkg-config.
+# Static libraries tell pkg-config nothing about what they need, and an installed framework knows no pkg-config: all of
+# it is spelled out.
+set(pc_libraries ${ZELKOR_HOST_LIBRARIES})
 if(ZELKOR_FRAMEWORK STREQUAL "embedded")
-  list(TRANSFORM ZELKOR_HOST_LIBRARIES PREPEND "-l" OUTPUT_VARIABLE pc_libraries)
-  list(JOIN pc_libraries " " pc_libraries)
-  configure_file("${CMAKE_CURRENT_LIST_DIR}/zelkor.pc.in" "${PROJECT_BINARY_DIR}/zelkor.pc" @ONLY)
-  install(FILES "${PROJECT_BINARY_DIR}/zelkor.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+  set(pc_requires " libzip libelf")
+  set(runtime_bundles "")
+  set(pc_framework_flags "")
+  set(pc_framework_libraries "")
+else()
+  list(REMOVE_ITEM pc_libraries zelkor_cppmicroservices)
+  set(framework_dir "$<TARGET_FILE_DIR:CppMicroServices>")
+  set(runtime_bundles "$<TARGET_FILE:ConfigurationAdmin>;$<TARGET_FILE:DeclarativeServices>")
+  set(pc_framework_flags " -I$<JOIN:$<TARGET_PROPERTY:CppMicroServices,INTERFACE_INCLUDE_DIRECTORIES>, -I>")
+  set(pc_framework_libraries
+    " -L${framework_dir} -lCppMicroServices -lusServiceComponent -Wl,-rpath,${framework_dir} -Wl,--disable-new-dtags")
 endif()
+list(TRANSFORM pc_libraries PREPEND "-l")
+list(JOIN pc_libraries " " pc_libraries)
+file(RELATIVE_PATH prefix_from_pc "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+string(REGEX REPLACE "/$" "" prefix_from_pc "${prefix_from_pc}")
+configure_file("${CMAKE_CURRENT_LIST_DIR}/zelkor.pc.in" "${PROJECT_BINARY_DIR}/zelkor.pc.in" @ONLY)
+file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/zelkor.pc" INPUT "${PROJECT_BINARY_DIR}/zelkor.pc.in")
+install(FILES "${PROJECT_BINARY_DIR}/zelkor.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+
+# A text with quotes does not survive the way from pkg-config through a shell: a header has it.
+file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/runtime_bundles.h" CONTENT
+  "#pragma once\n\n#define ZELKOR_RUNTIME_BUNDLES \"${runtime_bundles}\"\n")
+install(FILES "${PROJECT_BINARY_DIR}/runtime_bundles.h" DESTINATION "${include_dir}/zelkor")

@@ -15,10 +15,11 @@ mkdir -m 700 "$XDG_RUNTIME_DIR"
 "$prefix/bin/hshd" --state-dir "$place/state" --signed-in ada:2 2>"$place/hshd.log" &
 hshd=$!
 
-# The prefix may lie elsewhere than where the build was told.
+# Nothing but the prefix says where things are.
+unset LD_LIBRARY_PATH
 export PKG_CONFIG_PATH
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name zelkor.pc)")
-module=$(pkg-config --define-variable=prefix="$prefix" --variable=module zelkor)
+module=$(pkg-config --variable=module zelkor)
 
 run() { # PROGRAM: says who is logged in
     local output
@@ -30,7 +31,7 @@ cmake -S "$source/examples" -B "$place/by-cmake" -G Ninja -DCMAKE_PREFIX_PATH="$
 cmake --build "$place/by-cmake" >/dev/null
 run "$place/by-cmake/minimal_host"
 
-read -ra flags < <(pkg-config --define-variable=prefix="$prefix" --cflags --libs zelkor)
+read -ra flags < <(pkg-config --cflags --libs zelkor)
 g++ "$source/examples/minimal_host.cpp" -o "$place/by-pkg-config" "${flags[@]}"
 run "$place/by-pkg-config"
 
