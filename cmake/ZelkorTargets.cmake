@@ -1,11 +1,11 @@
 # Small helpers so that each folder's CMakeLists.txt says only what is its own.
 include(GoogleTest OPTIONAL)
 
-# zelkor_library(TARGET ALIAS ns::name SOURCES ... [PUBLIC libs...] [PRIVATE libs...] [INCLUDE dirs...])
+# zelkor_library(TARGET ALIAS ns::name SOURCES ... [PUBLIC libs...] [PRIVATE libs...] [INCLUDE dirs...] [FOR_HOSTS])
 # A static library with a namespaced alias. INCLUDE directories are public,
-# relative to the calling folder.
+# relative to the calling folder. FOR_HOSTS: it is part of libzelkorhost.so as well, which lets others see it.
 function(zelkor_library target)
-  cmake_parse_arguments(arg "" "ALIAS" "SOURCES;PUBLIC;PRIVATE;INCLUDE" ${ARGN})
+  cmake_parse_arguments(arg "FOR_HOSTS" "ALIAS" "SOURCES;PUBLIC;PRIVATE;INCLUDE" ${ARGN})
   if(arg_SOURCES)
     add_library(${target} STATIC ${arg_SOURCES})
     set(scope PUBLIC)
@@ -18,6 +18,12 @@ function(zelkor_library target)
     target_include_directories(${target} ${scope} "$<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/${dir}>")
   endforeach()
   target_compile_features(${target} ${scope} cxx_std_20) # of who includes the headers, too
+  if(arg_FOR_HOSTS AND arg_SOURCES)
+    set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET default VISIBILITY_INLINES_HIDDEN OFF)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU") # clang does so of itself
+      target_compile_options(${target} PRIVATE -fno-semantic-interposition)
+    endif()
+  endif()
   target_link_libraries(${target} ${scope} ${arg_PUBLIC})
   if(arg_PRIVATE)
     target_link_libraries(${target} PRIVATE ${arg_PRIVATE})
