@@ -56,6 +56,10 @@ std::string Bundle::GetSymbolicName() const {
     return Get().Id().symbolicName;
 }
 
+BundleVersion Bundle::GetVersion() const {
+    return Get().Version();
+}
+
 const AnyMap& Bundle::GetHeaders() const {
     return Get().Headers();
 }

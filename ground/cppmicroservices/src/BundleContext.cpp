@@ -6,6 +6,7 @@
 
 #include <cppmicroservices/BundleContext.h>
 
+#include <filesystem>
 #include <stdexcept>
 #include <utility>
 
@@ -89,8 +90,17 @@ std::vector<Bundle> BundleContext::GetBundles(const std::string& location) const
     return bundles;
 }
 
-std::vector<Bundle> BundleContext::InstallBundles(const std::string& location) {
-    return Use(d).core->Install(location);
+std::vector<Bundle> BundleContext::InstallBundles(const std::string& location, const AnyMap& manifests) {
+    return Use(d).core->Install(location, manifests);
+}
+
+std::string BundleContext::GetDataFile(const std::string& filename) const {
+    const auto access = Use(d);
+    const auto directory = access.core->DataDirectory(access.bundle->Id().id);
+    if (directory.empty())
+        return {};
+    std::filesystem::create_directories(directory);
+    return directory / filename;
 }
 
 ServiceRegistrationU BundleContext::RegisterService(const InterfaceMapConstPtr& service,
@@ -136,6 +146,11 @@ std::shared_ptr<void> BundleContext::GetService(const ServiceReferenceBase& refe
 InterfaceMapConstPtr BundleContext::GetService(const ServiceReferenceU& reference) {
     const auto holder = Hold(Use(d), reference);
     return holder ? holder->Objects() : nullptr;
+}
+
+detail::ServiceObjectsBase BundleContext::ObjectsOf(const ServiceReferenceBase& reference) const {
+    Use(d);
+    return {d, reference};
 }
 
 ListenerToken BundleContext::AddServiceListener(const ServiceListener& listener, const std::string& filter) {

@@ -25,6 +25,7 @@ public:
         std::string symbolicName;
     };
 
+    /// \throws std::invalid_argument if the headers' "bundle.version" is none
     BundlePrivate(std::weak_ptr<detail::FrameworkCore> core, Identity identity, AnyMap headers);
     virtual ~BundlePrivate();
     BundlePrivate(const BundlePrivate&) = delete;
@@ -48,6 +49,7 @@ public:
     std::shared_ptr<detail::FrameworkCore> Core() const { return core_.lock(); }
     const Identity& Id() const noexcept { return identity_; }
     const AnyMap& Headers() const noexcept { return headers_; }
+    const BundleVersion& Version() const noexcept { return version_; }
 
     Bundle::State State() const EXCLUDES(mutex_);
     /// Null unless starting, active or stopping.
@@ -62,6 +64,7 @@ private:
     const std::weak_ptr<detail::FrameworkCore> core_;
     const Identity identity_;
     const AnyMap headers_;
+    const BundleVersion version_;
 };
 
 } // namespace cppmicroservices

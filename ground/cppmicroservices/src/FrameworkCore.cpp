@@ -43,7 +43,7 @@ Bundle FrameworkCore::Create(AnyMap properties, std::ostream* logger, Parts part
 
 FrameworkCore::FrameworkCore(AnyMap properties, std::ostream* logger, Parts parts)
     : properties_(std::move(properties)), parts_(std::move(parts)), events_([this](const char* kind) {
-          Report(FrameworkEvent::FRAMEWORK_WARNING, system_,
+          Report(FrameworkEvent::FRAMEWORK_ERROR, system_,
                  std::string("A ") + kind + " listener threw an exception.", std::current_exception());
       }),
       logger_(ActiveLogger(properties_, logger)) {}
@@ -77,8 +77,16 @@ std::vector<std::shared_ptr<BundlePrivate>> FrameworkCore::BundlesFrom(const std
     return bundles;
 }
 
-std::vector<Bundle> FrameworkCore::Install(const std::string& location) {
-    auto manifests = parts_.bundles->Read(location);
+std::filesystem::path FrameworkCore::DataDirectory(long bundle) const {
+    const auto found = properties_.find(Constants::FRAMEWORK_STORAGE);
+    const auto* storage = found == properties_.end() ? nullptr : any_cast<std::string>(&found->second);
+    if (bundle == 0 || !storage || storage->empty())
+        return {};
+    return std::filesystem::absolute(*storage) / "data" / std::to_string(bundle);
+}
+
+std::vector<Bundle> FrameworkCore::Install(const std::string& location, const AnyMap& given) {
+    auto manifests = parts_.bundles->Read(location, given);
     std::vector<std::shared_ptr<BundlePrivate>> bundles;
     bool installed = false;
     {

@@ -13,6 +13,7 @@
 #include <foundation/thread_annotations.h>
 
 #include <exception>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
@@ -67,8 +68,11 @@ public:
     std::shared_ptr<BundlePrivate> FindBundle(long id) const EXCLUDES(mutex_);
 
     /// The bundles in the file at \p location, now installed, or as they were installed from there before.
+    /// \param given headers by symbolic name in place of the file's own, or empty
     /// \throws std::runtime_error if the file cannot be read, or a bundle of that name comes from elsewhere.
-    std::vector<Bundle> Install(const std::string& location) EXCLUDES(mutex_);
+    std::vector<Bundle> Install(const std::string& location, const AnyMap& given) EXCLUDES(mutex_);
+    /// Where the bundle may keep files; empty for the framework itself. Nothing is made there yet.
+    std::filesystem::path DataDirectory(long bundle) const;
     void Forget(long id) EXCLUDES(mutex_);
     void Fire(BundleEvent::Type type, const std::shared_ptr<BundlePrivate>& bundle);
     /// Calls \p what for every extension; what one throws is reported with \p bundle as the source.

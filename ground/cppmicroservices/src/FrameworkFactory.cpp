@@ -16,6 +16,7 @@ Framework FrameworkFactory::NewFramework(const FrameworkConfiguration& configura
         properties[key] = value;
     properties.emplace(Constants::FRAMEWORK_THREADING_SUPPORT, Constants::FRAMEWORK_THREADING_MULTI);
     properties.emplace(Constants::FRAMEWORK_LOG, false);
+    properties.emplace(Constants::FRAMEWORK_STORAGE, std::string("fwdir"));
     detail::FrameworkCore::Parts parts;
     parts.bundles = std::make_unique<detail::FileSource>();
     parts.extensions.push_back(detail::MakeComponentRuntime());

@@ -22,8 +22,8 @@ PropertyTable::PropertyTable(const ServiceProperties& properties, const std::vec
         if (same == entries_.size())
             entries_.emplace_back(key, value);
         else if (same >= reserved)
-            throw std::invalid_argument("The service properties '" + entries_[same].first + "' and '" + key +
-                                        "' differ in case only; keep one of them.");
+            throw std::runtime_error("The service properties '" + entries_[same].first + "' and '" + key +
+                                     "' differ in case only; keep one of them.");
     }
     if (const auto* ranking = Find(Constants::SERVICE_RANKING)) {
         const auto* value = any_cast<int>(ranking);

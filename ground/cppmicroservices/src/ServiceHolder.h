@@ -17,9 +17,13 @@ public:
     static std::shared_ptr<ServiceHolder> Get(std::shared_ptr<ServiceRecord> record,
                                               std::shared_ptr<BundlePrivate> user);
 
+    /// As Get(), but of a service of prototype scope an object of its own.
+    static std::shared_ptr<ServiceHolder> GetAnother(std::shared_ptr<ServiceRecord> record,
+                                                     std::shared_ptr<BundlePrivate> user);
+
     /// \param services has been acquired for \p user
     ServiceHolder(std::shared_ptr<ServiceRecord> record, std::shared_ptr<BundlePrivate> user,
-                  InterfaceMapConstPtr services);
+                  InterfaceMapConstPtr services, bool another);
     ~ServiceHolder();
     ServiceHolder(const ServiceHolder&) = delete;
     ServiceHolder& operator=(const ServiceHolder&) = delete;
@@ -31,6 +35,7 @@ private:
     const std::shared_ptr<ServiceRecord> record_;
     const std::shared_ptr<BundlePrivate> user_;
     const InterfaceMapConstPtr services_;
+    const bool another_;
 };
 
 } // namespace cppmicroservices::detail

@@ -4,6 +4,7 @@
 #include "ServiceAccess.h"
 
 #include <cppmicroservices/Constants.h>
+#include <cppmicroservices/PrototypeServiceFactory.h>
 #include <cppmicroservices/ServiceException.h>
 #include <cppmicroservices/ServiceFactory.h>
 
@@ -32,13 +33,20 @@ bool ProvidesAll(const InterfaceMap& made, const std::vector<std::string>& inter
     });
 }
 
+const std::string& ScopeOf(const InterfaceMapConstPtr& services) {
+    const auto factory = ExtractFactory(services);
+    if (!factory)
+        return Constants::SCOPE_SINGLETON;
+    return std::dynamic_pointer_cast<PrototypeServiceFactory>(factory) ? Constants::SCOPE_PROTOTYPE
+                                                                       : Constants::SCOPE_BUNDLE;
+}
+
 } // namespace
 
 ServiceRecord::ServiceRecord(Registrant registrant, long id, InterfaceMapConstPtr services,
                              const ServiceProperties& properties)
     : registrant_(std::move(registrant)), id_(id), interfaces_(InterfaceNames(*services)),
-      scope_(ExtractFactory(services) ? Constants::SCOPE_BUNDLE : Constants::SCOPE_SINGLETON),
-      properties_(MakeProperties(properties)), services_(std::move(services)),
+      scope_(ScopeOf(services)), properties_(MakeProperties(properties)), services_(std::move(services)),
       factory_(ExtractFactory(services_)) {}
 
 const std::string* ServiceRecord::FindInterface(const std::string& interfaceId) const noexcept {
@@ -95,6 +103,9 @@ void ServiceRecord::EndUnregister() {
             if (use.made)
                 made.emplace_back(user, std::move(use.made));
         }
+        for (const auto& [objects, user] : others_)
+            made.emplace_back(user, objects);
+        others_.clear();
     }
     for (const auto& [user, objects] : made)
         TakeBack(user, *factory, objects);
@@ -163,6 +174,45 @@ void ServiceRecord::Release(const std::shared_ptr<BundlePrivate>& user) {
     }
     if (made)
         TakeBack(user, *factory, made);
+}
+
+bool ServiceRecord::IsPrototype() const noexcept {
+    return scope_ == Constants::SCOPE_PROTOTYPE;
+}
+
+InterfaceMapConstPtr ServiceRecord::AcquireAnother(const std::shared_ptr<BundlePrivate>& user) {
+    std::shared_ptr<ServiceFactory> factory;
+    {
+        const foundation::MutexLock lock(mutex_);
+        factory = factory_;
+    }
+    auto made = factory ? Make(user, *factory) : nullptr;
+    if (!made)
+        return nullptr;
+    {
+        const foundation::MutexLock lock(mutex_);
+        if (state_ != State::Gone) {
+            others_.emplace(made, user);
+            return made;
+        }
+    }
+    TakeBack(user, *factory, made);
+    return nullptr;
+}
+
+void ServiceRecord::ReleaseAnother(const InterfaceMapConstPtr& services) {
+    std::shared_ptr<BundlePrivate> user;
+    std::shared_ptr<ServiceFactory> factory;
+    {
+        const foundation::MutexLock lock(mutex_);
+        const auto found = others_.find(services);
+        if (found == others_.end())
+            return; // taken back by the unregistration
+        user = found->second;
+        factory = factory_;
+        others_.erase(found);
+    }
+    TakeBack(user, *factory, services);
 }
 
 std::vector<std::shared_ptr<BundlePrivate>> ServiceRecord::Users() const {

@@ -65,6 +65,11 @@ public:
     /// while another thread makes the factory create them for the same user.
     InterfaceMapConstPtr Acquire(const std::shared_ptr<BundlePrivate>& user) EXCLUDES(mutex_);
     void Release(const std::shared_ptr<BundlePrivate>& user) EXCLUDES(mutex_);
+    /// Whether each call of AcquireAnother() gives an object of its own.
+    bool IsPrototype() const noexcept;
+    /// Made for this call alone, and used until ReleaseAnother(); null if there is none.
+    InterfaceMapConstPtr AcquireAnother(const std::shared_ptr<BundlePrivate>& user) EXCLUDES(mutex_);
+    void ReleaseAnother(const InterfaceMapConstPtr& services) EXCLUDES(mutex_);
     std::vector<std::shared_ptr<BundlePrivate>> Users() const EXCLUDES(mutex_);
 
 private:
@@ -94,6 +99,8 @@ private:
     InterfaceMapConstPtr services_ GUARDED_BY(mutex_);
     std::shared_ptr<ServiceFactory> factory_ GUARDED_BY(mutex_);
     Uses uses_ GUARDED_BY(mutex_);
+    std::multimap<InterfaceMapConstPtr, std::shared_ptr<BundlePrivate>>
+        others_ GUARDED_BY(mutex_); ///< AcquireAnother()
 };
 
 } // namespace detail

@@ -185,8 +185,8 @@ TEST_F(Components, EveryObjectMadeUnderLoadIsDeletedOnce) {
     EXPECT_EQ(Counts::Now().objects, 0);
 }
 
-#ifdef ZELKOR_EMBEDDED_FRAMEWORK
 TEST_F(Components, FaultsAreReportedWithBundleAndComponent) {
+    EMBEDDED_ONLY();
     std::vector<std::string> faults;
     context.AddFrameworkListener([&](const FrameworkEvent& event) {
         std::string text = event.GetMessage();
@@ -223,6 +223,7 @@ TEST_F(Components, FaultsAreReportedWithBundleAndComponent) {
 }
 
 TEST_F(Components, MayAskForThemselvesAndStopTheirBundleWhileConstructed) {
+    EMBEDDED_ONLY();
     Configure("test.thrower", {{"text", std::string("ask")}});
     bundle.Start();
     EXPECT_EQ(Greeting("test::Thrower"), "ask") << "it must not have found itself, nor hung";
@@ -233,6 +234,5 @@ TEST_F(Components, MayAskForThemselvesAndStopTheirBundleWhileConstructed) {
     EXPECT_EQ(bundle.GetState(), Bundle::STATE_RESOLVED);
     EXPECT_EQ(Counts::Now().created, Counts::Now().deleted);
 }
-#endif
 
 } // namespace

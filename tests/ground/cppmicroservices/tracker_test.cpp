@@ -1,7 +1,5 @@
 #include "FrameworkTest.h"
 
-#include <cppmicroservices/Constants.h>
-#include <cppmicroservices/LDAPProp.h>
 #include <cppmicroservices/ServiceTracker.h>
 
 #include <functional>
@@ -21,7 +19,7 @@ public:
         log.push_back("+" + name);
         if (onAdding)
             onAdding();
-        return decline ? nullptr : std::make_shared<std::string>(name);
+        return std::make_shared<std::string>(name);
     }
     void ModifiedService(const ServiceReference<Greeter>& reference,
                          const std::shared_ptr<std::string>& object) override {
@@ -40,7 +38,6 @@ public:
     }
 
     std::vector<std::string> log;
-    bool decline = false;
     std::function<void()> onAdding, onModified, onRemoved;
 };
 
@@ -53,76 +50,6 @@ struct Tracker : FrameworkTest {
     Recorder recorder;
     ServiceTracker<Greeter, std::string> tracker{context, &recorder};
 };
-
-TEST_F(Tracker, FollowsServicesFromOpenToClose) {
-    auto early = Register(Name("a"));
-    EXPECT_EQ(tracker.GetTrackingCount(), -1);
-    EXPECT_EQ(tracker.GetService(), nullptr);
-    tracker.Open();
-    tracker.Open(); // no effect
-    auto late = Register({{"n", Any(std::string("b"))}, {Constants::SERVICE_RANKING, Any(1)}});
-    EXPECT_EQ(tracker.Size(), 2);
-    EXPECT_EQ(*tracker.GetService(), "b") << "the best one";
-    EXPECT_EQ(tracker.GetServiceReference(), late.GetReference());
-    EXPECT_EQ(*tracker.GetService(early.GetReference()), "a");
-    ServiceTracker<Greeter, std::string>::TrackingMap tracked;
-    tracker.GetTracked(tracked);
-    EXPECT_EQ(*tracked.at(early.GetReference()), "a");
-
-    const int before = tracker.GetTrackingCount();
-    early.SetProperties(Name("c"));
-    EXPECT_GT(tracker.GetTrackingCount(), before);
-    late.Unregister();
-    tracker.Remove(early.GetReference());
-    EXPECT_TRUE(tracker.IsEmpty());
-    early.SetProperties(Name("d")); // offered again
-    tracker.Close();
-    tracker.Close();
-    early.SetProperties(Name("e"));
-    EXPECT_EQ(recorder.log, (Log{"+a", "+b", "~ac", "-b", "-a", "+d", "-d"}));
-    EXPECT_TRUE(tracker.GetServices().empty());
-
-    recorder.log.clear();
-    tracker.Open();
-    tracker.Close();
-    EXPECT_EQ(recorder.log, (Log{"+e", "-e"})) << "a tracker opens again";
-}
-
-TEST_F(Tracker, FollowsWhetherTheFilterMatches) {
-    ServiceTracker<Greeter, std::string> filtered(context, LDAPFilter(LDAPProp("n") >= "m"), &recorder);
-    filtered.Open();
-    auto registration = Register(Name("a"));
-    context.RegisterService<Counter>(std::make_shared<GreeterImpl>(), Name("z")); // not the interface tracked
-    for (const auto* name : {"n", "o", "b", "c", "p"})
-        registration.SetProperties(Name(name));
-    EXPECT_EQ(recorder.log, (Log{"+n", "~no", "-n", "+p"}));
-}
-
-TEST_F(Tracker, OffersADeclinedServiceAgainWhenItChanges) {
-    recorder.decline = true;
-    auto registration = Register(Name("a"));
-    tracker.Open();
-    EXPECT_TRUE(tracker.IsEmpty());
-    recorder.decline = false;
-    registration.SetProperties(Name("b"));
-    EXPECT_EQ(tracker.Size(), 1);
-    recorder.decline = true;
-    Register(Name("c")).Unregister();
-    EXPECT_EQ(recorder.log, (Log{"+a", "+b", "+c"})) << "a declined service is not removed";
-}
-
-TEST_F(Tracker, OverridesTakeThePlaceOfACustomizer) {
-    struct Shouting : ServiceTracker<Greeter> {
-        using ServiceTracker::ServiceTracker;
-        std::shared_ptr<Greeter> AddingService(const ServiceReference<Greeter>&) override {
-            return std::make_shared<GreeterImpl>("HELLO");
-        }
-    };
-    auto registration = Register();
-    Shouting shouting(context);
-    shouting.Open();
-    EXPECT_EQ(shouting.GetService()->Greet(), "HELLO");
-}
 
 TEST_F(Tracker, CallbacksMayChangeTheServiceAndTheTracker) {
     EMBEDDED_ONLY();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cppmicroservices/AnyMap.h>
+#include <cppmicroservices/BundleVersion.h>
 #include <cppmicroservices/FrameworkExport.h>
 #include <cppmicroservices/ServiceReference.h>
 
@@ -61,6 +62,8 @@ public:
     long GetBundleId() const;
     std::string GetLocation() const;
     std::string GetSymbolicName() const;
+    /// The manifest's "bundle.version"; 0.0.0 without.
+    BundleVersion GetVersion() const;
 
     /// The bundle's manifest; for the framework, its properties.
     const AnyMap& GetHeaders() const;
@@ -72,19 +75,20 @@ public:
     std::vector<ServiceReferenceU> GetRegisteredServices() const;
     std::vector<ServiceReferenceU> GetServicesInUse() const;
 
-    /// Makes the bundle's components available. The library is loaded when the first of them is constructed.
-    /// \throws std::runtime_error if the framework is not running, std::logic_error if the bundle has been
-    ///         uninstalled.
+    /// Starts the bundle's activator, if its manifest asks for one, and makes its components available.
+    /// Without an activator the library is loaded when the first component is constructed. \throws
+    /// std::runtime_error if the framework is not running, the library cannot be loaded, or the
+    ///         activator is missing or throws; std::logic_error if the bundle has been uninstalled.
     void Start();
     void Start(std::uint32_t options);
     /// Waits for a constructor or configuration change of a component that is running, not for calls of its
-    /// services.
+    /// services. \throws std::runtime_error if the activator throws; the bundle has stopped all the same.
     /// For the framework: begins the stop on a thread of its own and returns; WaitForStop waits for the end.
     void Stop();
     void Stop(std::uint32_t options);
 
     /// Stops the bundle and takes it out of the framework. Its library stays loaded: objects that somebody
-    /// holds live on.
+    /// holds live on. \throws std::logic_error if it has been uninstalled already.
     void Uninstall();
 
 protected:

@@ -9,6 +9,7 @@
 #include <cppmicroservices/ListenerToken.h>
 #include <cppmicroservices/ServiceEvent.h>
 #include <cppmicroservices/ServiceInterface.h>
+#include <cppmicroservices/ServiceObjects.h>
 #include <cppmicroservices/ServiceProperties.h>
 #include <cppmicroservices/ServiceReference.h>
 #include <cppmicroservices/ServiceRegistration.h>
@@ -62,12 +63,20 @@ public:
     ///        needed
     /// \throws std::runtime_error if the file cannot be read, is no bundle, its manifest is malformed, or a
     ///         bundle of the same name is installed from elsewhere; the text names the file and the fault.
-    std::vector<Bundle> InstallBundles(const std::string& location);
+    /// \param manifests what stands for the file's own manifests, by symbolic name: an AnyMap of headers
+    /// each. Of
+    ///        a file that is installed already they count for nothing.
+    std::vector<Bundle> InstallBundles(const std::string& location, const AnyMap& manifests = {});
+
+    /// The path of a file in a directory that belongs to this bundle as long as it is installed: "data" and
+    /// the bundle's id under the framework property org.cppmicroservices.framework.storage (a path, "fwdir"
+    /// unless set). Makes the directory. Empty for the framework itself and without a storage. \throws
+    /// std::filesystem::filesystem_error if the directory cannot be made.
+    std::string GetDataFile(const std::string& filename) const;
 
     /// Registers a service under each name in the map, then calls the listeners on this thread.
-    /// \throws std::invalid_argument if the map is empty or holds a null object, if two keys of \p properties
-    /// differ
-    ///         in case only, or if service.ranking is not an int.
+    /// \throws std::invalid_argument if the map is empty or holds a null object, or if service.ranking is not
+    ///         an int; std::runtime_error if two keys of \p properties differ in case only.
     ServiceRegistrationU RegisterService(const InterfaceMapConstPtr& service,
                                          const ServiceProperties& properties = {});
 
@@ -122,6 +131,13 @@ public:
         return std::static_pointer_cast<S>(GetService(static_cast<const ServiceReferenceBase&>(reference)));
     }
 
+    /// The way to several objects of a service of prototype scope.
+    /// \throws std::invalid_argument if \p reference is null or its service unregistered.
+    template <class S>
+    ServiceObjects<S> GetServiceObjects(const ServiceReference<S>& reference) {
+        return ServiceObjects<S>(ObjectsOf(reference));
+    }
+
     /// Calls \p listener on every change of a service that matches \p filter, on the thread that makes the
     /// change. Listeners are removed when the bundle stops. What a listener throws becomes a framework event.
     /// \throws std::invalid_argument if \p filter is neither empty nor a filter.
@@ -148,6 +164,7 @@ public:
 
 private:
     explicit BundleContext(std::shared_ptr<BundleContextPrivate> context) noexcept;
+    detail::ServiceObjectsBase ObjectsOf(const ServiceReferenceBase& reference) const;
     ListenerToken Added(detail::EventHub& events, std::uint64_t id) const;
     static std::logic_error ServiceInterfaceUnnamed();
 

@@ -30,7 +30,7 @@ public:
 
     /// Replaces the properties, then tells listeners on this thread: SERVICE_MODIFIED if their filter matches
     /// now, SERVICE_MODIFIED_ENDMATCH if it only did before. \throws std::logic_error if the service is
-    /// unregistered. \throws std::invalid_argument as RegisterService does; the old properties stay.
+    /// unregistered. \throws as RegisterService does; the old properties stay.
     void SetProperties(const ServiceProperties& properties);
     void SetProperties(ServiceProperties&& properties);
 

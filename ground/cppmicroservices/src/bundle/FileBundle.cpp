@@ -4,7 +4,9 @@
 #include "../FrameworkCore.h"
 #include "../SystemBundle.h"
 
+#include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/BundleEvent.h>
+#include <cppmicroservices/Constants.h>
 #include <cppmicroservices/GlobalConfig.h>
 
 #include <exception>
@@ -74,9 +76,66 @@ void FileBundle::Start(std::uint32_t) {
         context_ = std::make_shared<BundleContextPrivate>(core, self);
     }
     core->Fire(BundleEvent::BUNDLE_STARTING, self);
+    try {
+        activator_ = nullptr; // of a start that failed
+        activator_ = MakeActivator();
+        if (activator_)
+            activator_->Start(MakeBundleContext(Context()));
+    } catch (...) {
+        const auto error = Failure("started");
+        StartFailed(core);
+        std::rethrow_exception(error);
+    }
     SetState(Bundle::STATE_ACTIVE);
     core->Tell(self, [&](FrameworkExtension& extension) { extension.BundleStarted(self); });
     core->Fire(BundleEvent::BUNDLE_STARTED, self);
+}
+
+/// Of the exception that is being handled.
+std::exception_ptr FileBundle::Failure(const char* purpose) const {
+    const auto text =
+        "The bundle '" + Id().symbolicName + "' (" + Id().location + ") was not " + purpose + ": ";
+    try {
+        throw;
+    } catch (const std::exception& error) {
+        return std::make_exception_ptr(std::runtime_error(text + error.what()));
+    } catch (...) {
+        return std::make_exception_ptr(std::runtime_error(text + "its activator threw no std::exception"));
+    }
+}
+
+FileBundle::Activator FileBundle::MakeActivator() {
+    Activator none(nullptr, nullptr);
+    const auto found = Headers().find(Constants::BUNDLE_ACTIVATOR);
+    if (found == Headers().end())
+        return none;
+    const auto* wanted = any_cast<bool>(&found->second);
+    if (!wanted) {
+        Core()->Report(FrameworkEvent::FRAMEWORK_WARNING, shared_from_this(),
+                       "'bundle.activator' of the bundle '" + Id().symbolicName +
+                           "' is neither true nor false; its activator is not used.");
+        return none;
+    }
+    if (!*wanted)
+        return none;
+    const auto symbol = [&](const std::string& name) {
+        auto* const address = Symbol(name);
+        if (!address)
+            throw std::runtime_error("its manifest asks for an activator, and its library exports no '" +
+                                     name + "'; use CPPMICROSERVICES_EXPORT_BUNDLE_ACTIVATOR");
+        return address;
+    };
+    const auto create = reinterpret_cast<BundleActivator* (*)()>(
+        symbol(US_STR(US_CREATE_ACTIVATOR_PREFIX) + Id().symbolicName));
+    const auto destroy = reinterpret_cast<void (*)(BundleActivator*)>(
+        symbol(US_STR(US_DESTROY_ACTIVATOR_PREFIX) + Id().symbolicName));
+    return {create(), destroy};
+}
+
+void FileBundle::StartFailed(const std::shared_ptr<FrameworkCore>& core) {
+    SetState(Bundle::STATE_STOPPING);
+    core->Fire(BundleEvent::BUNDLE_STOPPING, shared_from_this());
+    EndStop(core);
 }
 
 void FileBundle::Stop(std::uint32_t) {
@@ -84,7 +143,8 @@ void FileBundle::Stop(std::uint32_t) {
     if (!core || IsStoppingHere())
         return;
     const Turn turn(*this, "stopped");
-    StopNow(core);
+    if (const auto error = StopNow(core))
+        std::rethrow_exception(error);
 }
 
 bool FileBundle::IsStoppingHere() const {
@@ -92,20 +152,33 @@ bool FileBundle::IsStoppingHere() const {
     return state_ == Bundle::STATE_STOPPING && turn_ == std::this_thread::get_id();
 }
 
-void FileBundle::StopNow(const std::shared_ptr<FrameworkCore>& core) {
+std::exception_ptr FileBundle::StopNow(const std::shared_ptr<FrameworkCore>& core) {
     if (State() != Bundle::STATE_ACTIVE)
-        return;
+        return nullptr;
     const auto self = shared_from_this();
     SetState(Bundle::STATE_STOPPING);
     core->Fire(BundleEvent::BUNDLE_STOPPING, self);
     core->Tell(self, [&](FrameworkExtension& extension) { extension.BundleStopping(self); });
+    std::exception_ptr error;
+    try {
+        if (activator_)
+            activator_->Stop(MakeBundleContext(Context()));
+    } catch (...) {
+        error = Failure("stopped cleanly");
+    }
+    activator_ = nullptr;
+    EndStop(core);
+    return error;
+}
+
+void FileBundle::EndStop(const std::shared_ptr<FrameworkCore>& core) {
     core->EndContext(*Context());
     {
         const foundation::MutexLock lock(mutex_);
         state_ = Bundle::STATE_RESOLVED;
         context_ = nullptr;
     }
-    core->Fire(BundleEvent::BUNDLE_STOPPED, self);
+    core->Fire(BundleEvent::BUNDLE_STOPPED, shared_from_this());
 }
 
 void FileBundle::Uninstall() {
@@ -113,12 +186,15 @@ void FileBundle::Uninstall() {
     if (!core)
         return;
     const Turn turn(*this, "uninstalled");
-    StopNow(core);
-    {
-        const foundation::MutexLock lock(mutex_);
-        if (std::exchange(state_, Bundle::STATE_UNINSTALLED) == Bundle::STATE_UNINSTALLED)
-            return;
-    }
+    if (State() == Bundle::STATE_UNINSTALLED)
+        throw std::logic_error("The bundle '" + Id().symbolicName + "' has been uninstalled already.");
+    if (const auto error = StopNow(core))
+        core->Report(FrameworkEvent::FRAMEWORK_ERROR, shared_from_this(),
+                     "A bundle that is uninstalled failed.", error);
+    SetState(Bundle::STATE_INSTALLED);
+    core->Fire(BundleEvent::BUNDLE_UNRESOLVED, shared_from_this());
+    activator_ = nullptr;
+    SetState(Bundle::STATE_UNINSTALLED);
     core->Forget(Id().id);
     core->Fire(BundleEvent::BUNDLE_UNINSTALLED, shared_from_this());
 }

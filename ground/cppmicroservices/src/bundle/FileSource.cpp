@@ -4,14 +4,22 @@
 #include "FileBundle.h"
 #include "Manifest.h"
 
+#include <filesystem>
 #include <stdexcept>
 #include <utility>
 
 namespace cppmicroservices::detail {
 
-std::vector<AnyMap> FileSource::Read(const std::string& location) {
+std::vector<AnyMap> FileSource::Read(const std::string& location, const AnyMap& given) {
     try {
         std::vector<AnyMap> headers;
+        if (!given.empty()) {
+            if (!std::filesystem::exists(location))
+                throw std::runtime_error("there is no such file");
+            for (const auto& [name, one] : given)
+                headers.push_back(GivenHeaders(name, one));
+            return headers;
+        }
         for (const auto& manifest : ReadManifests(location))
             headers.push_back(ParseManifest(manifest));
         return headers;

@@ -1,5 +1,6 @@
 #include "Manifest.h"
 
+#include <cppmicroservices/BundleVersion.h>
 #include <cppmicroservices/Constants.h>
 #include <foundation/json.h>
 
@@ -68,23 +69,49 @@ AnyMap Parse(const std::string& text) {
     return FromObject(document.get_object());
 }
 
+void Check(const std::string& symbolicName, const AnyMap& headers) {
+    const auto found = headers.find(Constants::BUNDLE_SYMBOLICNAME);
+    const auto* name = found == headers.end() ? nullptr : any_cast<std::string>(&found->second);
+    if (!name)
+        throw std::runtime_error("'bundle.symbolic_name' is missing or no text; set it to '" + symbolicName +
+                                 "'");
+    if (*name != symbolicName)
+        throw std::runtime_error("its 'bundle.symbolic_name' is '" + *name + "'; it must be '" +
+                                 symbolicName + "'");
+    const auto version = headers.find(Constants::BUNDLE_VERSION);
+    if (version == headers.end())
+        return;
+    const auto* text = any_cast<std::string>(&version->second);
+    if (!text)
+        throw std::runtime_error("its 'bundle.version' must be a text, like \"1.0.0\"");
+    BundleVersion check(*text);
+}
+
 } // namespace
 
 AnyMap ParseManifest(const ArchivedManifest& manifest) {
-    const auto file = manifest.symbolicName + "/manifest.json";
     try {
         auto headers = Parse(manifest.text);
-        const auto found = headers.find(Constants::BUNDLE_SYMBOLICNAME);
-        const auto* name = found == headers.end() ? nullptr : any_cast<std::string>(&found->second);
-        if (!name)
-            throw std::runtime_error("'bundle.symbolic_name' is missing or no text; set it to '" +
-                                     manifest.symbolicName + "'");
-        if (*name != manifest.symbolicName)
-            throw std::runtime_error("its 'bundle.symbolic_name' is '" + *name +
-                                     "'; it must be named like its directory");
+        Check(manifest.symbolicName, headers);
         return headers;
     } catch (const std::exception& error) {
-        throw std::runtime_error("'" + file + "' in its archive: " + error.what());
+        throw std::runtime_error("'" + manifest.symbolicName +
+                                 "/manifest.json' in its archive: " + error.what());
+    }
+}
+
+AnyMap GivenHeaders(const std::string& symbolicName, const Any& given) {
+    try {
+        const auto* map = any_cast<AnyMap>(&given);
+        if (!map)
+            throw std::runtime_error("it must be an AnyMap of headers");
+        AnyMap headers(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+        for (const auto& [key, value] : *map)
+            headers.emplace(key, value);
+        Check(symbolicName, headers);
+        return headers;
+    } catch (const std::exception& error) {
+        throw std::runtime_error("the manifest given for '" + symbolicName + "': " + error.what());
     }
 }
 
