@@ -13,6 +13,14 @@
 #include <login/interactive/ZelkorLogin.h>
 #include <zelkorconnector/serviceprocess/HasDesktopServices.h>
 
+#ifndef ZELKOR_EMBEDDED_FRAMEWORK
+#include <cppmicroservices/asyncworkservice/AsyncWorkService.hpp>
+#include <foundation/concurrent/threadpool/Executor.h>
+
+#include <boost/uuid/random_generator.hpp>
+
+#include <future>
+#endif
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -25,10 +33,26 @@ using zelkorconnector::serviceprocess::HasDesktopServices;
 inline const std::string fullPid = "hv.HalvorinServiceHost.ZelkorLogin~test";
 inline const std::string detailPid = "hv.HalvorinServiceHost.ZelkorLoginDetail~test";
 
+#ifndef ZELKOR_EMBEDDED_FRAMEWORK
+/// The original's own pool of threads, used where nobody offers one, never ends when its last owner happens to
+/// be its own work.
+struct WorkService : cppmicroservices::async::AsyncWorkService {
+    void post(std::packaged_task<void()>&& task) override {
+        auto shared = std::make_shared<std::packaged_task<void()>>(std::move(task));
+        foundation::concurrent::threadpool::Executor::instance().post(queue, [shared] { (*shared)(); });
+    }
+    std::shared_ptr<AsyncWorkService> createStrand() override { return std::make_shared<WorkService>(); }
+    const boost::uuids::uuid queue = boost::uuids::random_generator()();
+};
+#endif
+
 /// An application's process with the module started in it, and a daemon to which the module's calls go.
 class ModuleHost : public ::testing::Test {
 protected:
     ModuleHost() {
+#ifndef ZELKOR_EMBEDDED_FRAMEWORK
+        context.RegisterService<cppmicroservices::async::AsyncWorkService>(std::make_shared<WorkService>());
+#endif
         std::istringstream paths(ZELKOR_RUNTIME_BUNDLES);
         for (std::string path; std::getline(paths, path, ';');)
             start(path);

@@ -24,7 +24,7 @@ struct Usage {
 #ifdef ZELKOR_EMBEDDED_FRAMEWORK
 constexpr std::size_t heapARound = 1024;
 #else
-constexpr std::size_t heapARound = 8 * 1024; // the original keeps some 3 KiB of each framework
+constexpr std::size_t heapARound = 2048; // the original keeps some 1.3 KiB of each framework
 #endif
 
 /// The first rounds fill caches and pools.
