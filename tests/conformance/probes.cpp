@@ -1,8 +1,10 @@
+#include "Say.h"
 #include "Services.h"
 
 #include <cppmicroservices/BundleInitialization.h>
 #include <cppmicroservices/servicecomponent/detail/ComponentInstanceImpl.hpp>
 
+#include <set>
 #include <stdexcept>
 
 using namespace cppmicroservices;
@@ -38,6 +40,39 @@ struct Configured : Probe {
     int modified = 0;
 };
 
+/// Prints what is bound to it and taken back.
+struct Bound : Probe {
+    Bound() : number(++count) { Say("  object ", number, " made"); }
+    ~Bound() override { Say("  object ", number, " destroyed"); }
+    void Activate(const std::shared_ptr<ComponentContext>& context) {
+        std::string located;
+        for (const auto& one : context->LocateServices<Named>("named"))
+            located += one->Name();
+        const auto best = context->LocateService<Named>("named");
+        Say("  activated, located '", located, "', first ", best ? best->Name() : "none", ", for ",
+            context->GetUsingBundle() ? context->GetUsingBundle().GetSymbolicName() : "nobody");
+    }
+    void Deactivate(const std::shared_ptr<ComponentContext>&) { Say("  deactivated"); }
+    void Bind(const std::shared_ptr<Named>& one) {
+        if (!one || names.insert(one->Name()).second)
+            Say("  bind ", one ? one->Name() : "nothing");
+    }
+    void Unbind(const std::shared_ptr<Named>& one) {
+        Say("  unbind ", one ? one->Name() : "nothing");
+        if (one)
+            names.erase(one->Name());
+    }
+    std::string Tell() const override {
+        std::string text = "object " + std::to_string(number) + " has";
+        for (const auto& name : names)
+            text += ' ' + name;
+        return text;
+    }
+    static inline int count = 0;
+    const int number;
+    std::set<std::string> names;
+};
+
 } // namespace probe
 
 extern "C" US_ABI_EXPORT ComponentInstance* NewInstance_probe_Waits() {
@@ -54,6 +89,11 @@ extern "C" US_ABI_EXPORT ComponentInstance* NewInstance_probe_Throws() {
 extern "C" US_ABI_EXPORT ComponentInstance* NewInstance_probe_Configured() {
     return new ComponentInstanceImpl<probe::Configured, std::tuple<Probe>>();
 }
+extern "C" US_ABI_EXPORT ComponentInstance* NewInstance_probe_Bound() {
+    const auto binder = std::make_shared<DynamicBinder<probe::Bound, Named>>("named", &probe::Bound::Bind,
+                                                                             &probe::Bound::Unbind);
+    return new ComponentInstanceImpl<probe::Bound, std::tuple<Probe>>({}, {binder});
+}
 #define DELETE(name)                                                                                         \
     extern "C" US_ABI_EXPORT void DeleteInstance_probe_##name(ComponentInstance* instance) {                 \
         delete instance;                                                                                     \
@@ -61,3 +101,4 @@ extern "C" US_ABI_EXPORT ComponentInstance* NewInstance_probe_Configured() {
 DELETE(Waits)
 DELETE(Throws)
 DELETE(Configured)
+DELETE(Bound)

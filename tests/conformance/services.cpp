@@ -57,7 +57,8 @@ void Order(BundleContext& context) {
 }
 
 void Described(BundleContext& context) {
-    auto registration = context.RegisterService<Named, Probe>(std::make_shared<Thing>(), {{"Version", 2}});
+    auto registration = context.RegisterService<Named, Probe>(
+        std::make_shared<Thing>(), {{"Version", 2}, {Constants::SERVICE_SCOPE, std::string("forged")}});
     const auto reference = registration.GetReference<Probe>();
     Say(reference.GetInterfaceId(), ' ', us_service_interface_iid<conformance::Versioned>());
     for (auto keys = reference.GetPropertyKeys(); auto& key : (std::sort(keys.begin(), keys.end()), keys))

@@ -21,6 +21,8 @@ PropertyTable::PropertyTable(const ServiceProperties& properties, const std::vec
             ++same;
         if (same == entries_.size())
             entries_.emplace_back(key, value);
+        else if (entries_[same].first == Constants::SERVICE_SCOPE)
+            entries_[same].second = value; // the registrant knows better, as with a component's one object
         else if (same >= reserved)
             throw std::runtime_error("The service properties '" + entries_[same].first + "' and '" + key +
                                      "' differ in case only; keep one of them.");

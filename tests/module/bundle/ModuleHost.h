@@ -34,8 +34,8 @@ inline const std::string fullPid = "hv.HalvorinServiceHost.ZelkorLogin~test";
 inline const std::string detailPid = "hv.HalvorinServiceHost.ZelkorLoginDetail~test";
 
 #ifndef ZELKOR_EMBEDDED_FRAMEWORK
-/// The original's own pool of threads, used where nobody offers one, never ends when its last owner happens to
-/// be its own work.
+/// The original's own pool of threads, used where nobody offers one, never ends when its last owner happens
+/// to be its own work.
 struct WorkService : cppmicroservices::async::AsyncWorkService {
     void post(std::packaged_task<void()>&& task) override {
         auto shared = std::make_shared<std::packaged_task<void()>>(std::move(task));
@@ -61,7 +61,9 @@ protected:
         admin = context.GetService(context.GetServiceReference<ConfigurationAdmin>());
         daemon.answer("getRelease", std::string("1.2"));
     }
-    ~ModuleHost() override { stopFramework(); }
+    ~ModuleHost() override {
+        stopFramework();
+    }
 
     cppmicroservices::Bundle start(const std::string& path) {
         auto installed = context.InstallBundles(path).at(0);

@@ -14,39 +14,50 @@
 
 namespace cppmicroservices::detail {
 
-/// The services that satisfy a component's references: for each the best of those present when that reference
-/// was first satisfied, kept for as long as it matches.
+/// The services that a component's references are bound to, best first for each reference.
 ///
-/// The service objects are got when first asked for, and held until Release.
+/// What a reference is bound to follows from what it was bound to before, and from the services that there
+/// are: a reluctant reference keeps what still matches, a greedy one takes the best; a static one changes
+/// only with a new object of the component.
+///
+/// The service objects are got when first asked for, and held until Release or as long as they are bound.
 class BoundServices {
 public:
-    /// By the reference's name.
-    using Bindings = std::map<std::string, ServiceReferenceU>;
+    using Bound = std::vector<ServiceReferenceU>;
+    /// By the reference's name; none for a reference that waits for a service.
+    using Bindings = std::map<std::string, Bound>;
 
-    /// Keeps what still matches in \p bound, and binds each other reference to the best service there is.
-    /// \return null if a reference has none. \throws std::runtime_error if the bundle has stopped.
-    static std::shared_ptr<BoundServices>
-    Bind(const BundleContext& context, const std::vector<ReferenceDescription>& references, Bindings& bound);
+    /// What the references are to be bound to.
+    /// \param before what they are bound to, or were before the component had to wait
+    /// \throws std::runtime_error if the bundle has stopped.
+    static Bindings Next(const BundleContext& context, const std::vector<ReferenceDescription>& references,
+                         const Bindings& before);
 
     BoundServices(BundleContext context, Bindings bound);
 
-    /// Whether every bound service is still registered and matches its target.
-    bool StillMatch(const std::vector<ReferenceDescription>& references) const;
+    Bindings Now() const EXCLUDES(mutex_);
+    void Rebind(const std::string& reference, Bound bound) EXCLUDES(mutex_);
 
-    /// The service bound to that reference, seen as \p interfaceId; null if there is none or its factory
+    /// The best service bound to that reference, seen as \p interfaceId; null if there is none or its factory
     /// fails.
     std::shared_ptr<void> Get(const std::string& reference, const std::string& interfaceId) EXCLUDES(mutex_);
-    bool IsBound(const std::string& reference, const ServiceReferenceBase& service) const;
+    /// One of those bound to it; null as well if it is not.
+    std::shared_ptr<void> Get(const std::string& reference, const ServiceReferenceBase& service,
+                              const std::string& interfaceId) EXCLUDES(mutex_);
+    std::vector<std::shared_ptr<void>> GetAll(const std::string& reference, const std::string& interfaceId)
+        EXCLUDES(mutex_);
 
     /// Lets the service objects go; Get answers null from now on.
     void Release() EXCLUDES(mutex_);
 
 private:
+    Bound BoundTo(const std::string& reference) const EXCLUDES(mutex_);
+
     BundleContext context_;
-    const Bindings bound_;
-    foundation::Mutex mutex_; ///< a leaf
+    mutable foundation::Mutex mutex_; ///< a leaf
     bool released_ GUARDED_BY(mutex_) = false;
-    std::map<std::string, InterfaceMapConstPtr> objects_ GUARDED_BY(mutex_);
+    Bindings bound_ GUARDED_BY(mutex_);
+    std::map<ServiceReferenceU, InterfaceMapConstPtr> objects_ GUARDED_BY(mutex_);
 };
 
 } // namespace cppmicroservices::detail

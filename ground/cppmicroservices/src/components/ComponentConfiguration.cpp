@@ -1,7 +1,10 @@
 #include "ComponentConfiguration.h"
 
+#include <cppmicroservices/Constants.h>
+#include <cppmicroservices/PrototypeServiceFactory.h>
 #include <cppmicroservices/ServiceProperties.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -9,9 +12,33 @@ namespace cppmicroservices::detail {
 
 namespace {
 
-ServiceProperties ForService(const AnyMap& properties) {
-    return {properties.begin(), properties.end()};
+/// Of its service, which the registry knows by a factory, whatever the scope.
+ServiceProperties ForService(const AnyMap& properties, ServiceScope scope) {
+    ServiceProperties all(properties.begin(), properties.end());
+    if (scope == ServiceScope::Singleton)
+        all[Constants::SERVICE_SCOPE] = Constants::SCOPE_SINGLETON;
+    return all;
 }
+
+/// What the registry asks for a component's objects.
+/// \tparam Base decides whether each call of ServiceObjects gives an object of its own
+template <class Base>
+class Factory final : public Base {
+public:
+    explicit Factory(std::shared_ptr<ComponentConfiguration> component) : component_(std::move(component)) {}
+
+    InterfaceMapConstPtr GetService(const Bundle& user,
+                                    const ServiceRegistrationBase& registration) override {
+        return component_->Obtain(registration.GetReference(), user);
+    }
+    void UngetService(const Bundle&, const ServiceRegistrationBase&,
+                      const InterfaceMapConstPtr& interfaces) override {
+        component_->Release(interfaces);
+    }
+
+private:
+    const std::shared_ptr<ComponentConfiguration> component_;
+};
 
 } // namespace
 
@@ -82,7 +109,7 @@ void ComponentConfiguration::Step() {
         wanted = wanted_;
         disposed = disposed_;
     }
-    if (run && (disposed || !StillMatches(*run))) {
+    if (run && (disposed || !MayGoOn(*run))) {
         End(run);
         run = nullptr;
     }
@@ -94,9 +121,14 @@ void ComponentConfiguration::Step() {
         Change(run, wanted);
 }
 
-bool ComponentConfiguration::StillMatches(const Run& run) const {
+bool ComponentConfiguration::MayGoOn(const Run& run) {
     try {
-        return run.services->StillMatch(description_->references);
+        const auto now = run.services->Now();
+        bindings_ = BoundServices::Next(environment_.context, description_->references, now);
+        return std::ranges::all_of(description_->references, [&](const ReferenceDescription& reference) {
+            const auto next = bindings_.find(reference.name);
+            return next != bindings_.end() && (reference.dynamic || next->second == now.at(reference.name));
+        });
     } catch (const std::runtime_error&) {
         return false; // the bundle has stopped
     }
@@ -106,11 +138,12 @@ void ComponentConfiguration::Begin(const PropertiesPtr& properties) {
     auto context = environment_.context;
     if (!context)
         return;
-    const auto run = std::make_shared<Run>();
-    run->services = BoundServices::Bind(context, description_->references, bindings_);
-    run->published = run->properties = properties;
-    if (!run->services)
+    bindings_ = BoundServices::Next(context, description_->references, bindings_);
+    if (bindings_.size() < description_->references.size())
         return;
+    const auto run = std::make_shared<Run>();
+    run->services = std::make_shared<BoundServices>(context, bindings_);
+    run->published = run->properties = properties;
     {
         const foundation::MutexLock lock(mutex_);
         run_ = run;
@@ -119,54 +152,103 @@ void ComponentConfiguration::Begin(const PropertiesPtr& properties) {
         const auto services = std::make_shared<InterfaceMap>();
         for (const auto& interfaceId : description_->interfaces)
             services->emplace(interfaceId, nullptr);
-        services->emplace(kServiceFactoryKey, std::static_pointer_cast<ServiceFactory>(shared_from_this()));
+        services->emplace(kServiceFactoryKey, FactoryOfThis());
         try {
-            run->registration = context.RegisterService(services, ForService(*properties));
+            run->registration =
+                context.RegisterService(services, ForService(*properties, description_->scope));
         } catch (...) {
             const foundation::MutexLock lock(mutex_);
             run_ = nullptr;
             throw;
         }
     }
-    if (description_->immediate) {
+    if (description_->immediate && description_->scope == ServiceScope::Singleton) {
         try {
-            Obtain(run->registration ? run->registration.GetReference() : ServiceReferenceU());
+            Obtain(run->registration ? run->registration.GetReference() : ServiceReferenceU(), Bundle());
         } catch (...) {
             // Reported; the service, if it has one, is there, and constructs when it is got.
         }
     }
 }
 
+std::shared_ptr<ServiceFactory> ComponentConfiguration::FactoryOfThis() {
+    if (description_->scope == ServiceScope::Prototype)
+        return std::make_shared<Factory<PrototypeServiceFactory>>(shared_from_this());
+    return std::make_shared<Factory<ServiceFactory>>(shared_from_this());
+}
+
 void ComponentConfiguration::Change(const RunPtr& run, const PropertiesPtr& properties) {
-    std::shared_ptr<ComponentInstanceHandle> instance;
+    Instances instances;
     bool changed = false;
     {
         const foundation::MutexLock lock(mutex_);
         // A constructor that runs has the old properties; its thread comes here again at its end.
         if (maker_ != std::thread::id())
             return;
-        instance = instance_;
+        instances = instances_;
         changed = run->properties != properties;
-        if (!instance || instance->TakesModifications())
+        if (instances.empty()) {
+            for (const auto& [reference, bound] : bindings_)
+                run->services->Rebind(reference, bound);
+        }
+        if (instances.empty() || instances.front()->TakesModifications())
             run->properties = properties;
     }
-    if (!instance)
+    if (instances.empty())
         return; // the service keeps its properties until there is an object that has the new ones
-    if (changed && !instance->TakesModifications()) {
-        instance = nullptr;
+    Rebind(run);
+    if (changed && !instances.front()->TakesModifications()) {
+        instances.clear();
         End(run);
         Begin(properties);
         return;
     }
     if (changed) {
-        try {
-            instance->Modify(properties);
-        } catch (...) {
-            environment_.onFault("its Modified threw an exception", std::current_exception());
+        for (const auto& instance : instances) {
+            try {
+                instance->Modify(properties);
+            } catch (...) {
+                environment_.onFault("its Modified threw an exception", std::current_exception());
+            }
         }
     }
     if (std::exchange(run->published, properties) != properties && run->registration)
-        run->registration.SetProperties(ForService(*properties));
+        run->registration.SetProperties(ForService(*properties, description_->scope));
+}
+
+void ComponentConfiguration::Rebind(const RunPtr& run) {
+    const auto now = run->services->Now();
+    for (const auto& reference : description_->references) {
+        const auto& before = now.at(reference.name);
+        const auto& next = bindings_.at(reference.name);
+        if (next == before)
+            continue;
+        std::vector<std::shared_ptr<void>> added, taken;
+        for (const auto& one : before) {
+            if (std::ranges::find(next, one) == next.end())
+                taken.push_back(run->services->Get(reference.name, one, reference.interfaceId));
+        }
+        run->services->Rebind(reference.name, next);
+        for (const auto& one : next) {
+            if (std::ranges::find(before, one) == before.end())
+                added.push_back(run->services->Get(reference.name, one, reference.interfaceId));
+        }
+        Instances instances;
+        {
+            const foundation::MutexLock lock(mutex_);
+            instances = instances_;
+        }
+        for (const auto& instance : instances) {
+            for (const auto& service : added) {
+                if (service)
+                    instance->Bind(reference.name, service);
+            }
+            for (const auto& service : taken) {
+                if (service)
+                    instance->Unbind(reference.name, service);
+            }
+        }
+    }
 }
 
 void ComponentConfiguration::End(const RunPtr& run) {
@@ -177,23 +259,34 @@ void ComponentConfiguration::End(const RunPtr& run) {
             // The bundle's end came first.
         }
     }
-    std::shared_ptr<ComponentInstanceHandle> instance;
+    Instances instances;
     {
         const foundation::MutexLock lock(mutex_);
         run_ = nullptr;
-        instance.swap(instance_);
+        instances.swap(instances_);
     }
-    if (instance)
+    for (const auto& instance : instances)
         instance->Deactivate();
+    instances.clear();
     run->services->Release();
 }
 
-InterfaceMapConstPtr ComponentConfiguration::GetService(const Bundle&,
-                                                        const ServiceRegistrationBase& registration) {
-    return Obtain(registration.GetReference());
+void ComponentConfiguration::Release(const InterfaceMapConstPtr& interfaces) {
+    if (description_->scope == ServiceScope::Singleton)
+        return; // kept for the next one
+    std::shared_ptr<ComponentInstanceHandle> released;
+    {
+        const foundation::MutexLock lock(mutex_);
+        const auto found = std::ranges::find(instances_, interfaces, &ComponentInstanceHandle::Interfaces);
+        if (found == instances_.end())
+            return;
+        released = std::move(*found);
+        instances_.erase(found);
+    }
+    released->Deactivate();
 }
 
-InterfaceMapConstPtr ComponentConfiguration::Obtain(const ServiceReferenceBase& service) {
+InterfaceMapConstPtr ComponentConfiguration::Obtain(const ServiceReferenceBase& service, const Bundle& user) {
     RunPtr run;
     PropertiesPtr properties;
     {
@@ -205,8 +298,8 @@ InterfaceMapConstPtr ComponentConfiguration::Obtain(const ServiceReferenceBase& 
             idle_.wait(lock);
         if (!run_)
             throw std::runtime_error("The component '" + description_->name + "' has just been deactivated.");
-        if (instance_)
-            return instance_->Interfaces();
+        if (!instances_.empty() && description_->scope == ServiceScope::Singleton)
+            return instances_.front()->Interfaces();
         maker_ = std::this_thread::get_id();
         run = run_;
         properties = run->properties;
@@ -214,7 +307,7 @@ InterfaceMapConstPtr ComponentConfiguration::Obtain(const ServiceReferenceBase& 
     std::shared_ptr<ComponentInstanceHandle> made;
     std::exception_ptr failure;
     try {
-        made = Construct(*run, properties, service);
+        made = Construct(*run, properties, service, user);
     } catch (...) {
         failure = std::current_exception();
     }
@@ -228,14 +321,16 @@ InterfaceMapConstPtr ComponentConfiguration::Obtain(const ServiceReferenceBase& 
 
 std::shared_ptr<ComponentInstanceHandle>
 ComponentConfiguration::Construct(const Run& run, PropertiesPtr properties,
-                                  const ServiceReferenceBase& service) {
+                                  const ServiceReferenceBase& service, const Bundle& user) {
     for (const auto& reference : description_->references) {
-        if (!run.services->Get(reference.name, reference.interfaceId))
+        if (!reference.optional && !run.services->Get(reference.name, reference.interfaceId))
             throw std::runtime_error("The service for its reference '" + reference.name + "' (" +
                                      reference.interfaceId + ") is there, but cannot be got.");
     }
+    // The object of a singleton serves everybody.
+    const auto forWhom = description_->scope == ServiceScope::Singleton ? Bundle() : user;
     const auto context = std::make_shared<ComponentInstanceContext>(
-        environment_.context, run.services, std::move(properties), service, environment_.enable);
+        environment_.context, run.services, std::move(properties), service, forWhom, environment_.enable);
     return ComponentInstanceHandle::Make(*environment_.bundle, description_->name, context,
                                          environment_.onFault);
 }
@@ -248,7 +343,7 @@ InterfaceMapConstPtr ComponentConfiguration::EndConstruction(const RunPtr& run,
         const foundation::MutexLock lock(mutex_);
         if (made && run_ == run) {
             interfaces = made->Interfaces();
-            instance_ = std::move(made);
+            instances_.push_back(std::move(made));
         }
     }
     // It was deactivated meanwhile, and the object came too late for that.

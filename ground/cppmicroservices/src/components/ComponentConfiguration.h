@@ -14,6 +14,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace cppmicroservices::detail {
 
@@ -31,8 +32,7 @@ struct ComponentEnvironment {
 /// Whoever changes something that matters calls Settle. One thread at a time works; others leave it a note
 /// and go on, so no thread ever waits for a transition here, only for the constructor of the object it asks
 /// for, or in WaitUntilIdle. Constructors, Modified, listeners and destructors run without the lock.
-class ComponentConfiguration final : public ServiceFactory,
-                                     public std::enable_shared_from_this<ComponentConfiguration> {
+class ComponentConfiguration final : public std::enable_shared_from_this<ComponentConfiguration> {
 public:
     ComponentConfiguration(std::shared_ptr<const ComponentDescription> description,
                            ComponentEnvironment environment);
@@ -48,11 +48,14 @@ public:
     void WaitUntilIdle() EXCLUDES(mutex_);
     bool IsSatisfied() const EXCLUDES(mutex_);
 
-    InterfaceMapConstPtr GetService(const Bundle& bundle,
-                                    const ServiceRegistrationBase& registration) override;
-    void UngetService(const Bundle&, const ServiceRegistrationBase&, const InterfaceMapConstPtr&) override {}
+    /// The service's objects for \p user: those of the one object, or with another scope those of a new one,
+    /// until it is released.
+    InterfaceMapConstPtr Obtain(const ServiceReferenceBase& service, const Bundle& user) EXCLUDES(mutex_);
+    void Release(const InterfaceMapConstPtr& interfaces) EXCLUDES(mutex_);
 
 private:
+    using Instances = std::vector<std::shared_ptr<ComponentInstanceHandle>>;
+
     /// From satisfied to unsatisfied.
     struct Run {
         std::shared_ptr<BoundServices> services;
@@ -66,17 +69,21 @@ private:
     void Begin(const PropertiesPtr& properties) EXCLUDES(mutex_);
     void Change(const RunPtr& run, const PropertiesPtr& properties) EXCLUDES(mutex_);
     void End(const RunPtr& run) EXCLUDES(mutex_);
-    bool StillMatches(const Run& run) const;
+    /// Whether what the run is bound to may go on with other services of its dynamic references.
+    bool MayGoOn(const Run& run);
+    /// Gives the objects the services that their dynamic references are bound to now.
+    void Rebind(const RunPtr& run) EXCLUDES(mutex_);
+    std::shared_ptr<ServiceFactory> FactoryOfThis();
     std::shared_ptr<ComponentInstanceHandle> Construct(const Run& run, PropertiesPtr properties,
-                                                       const ServiceReferenceBase& service);
-    InterfaceMapConstPtr Obtain(const ServiceReferenceBase& service) EXCLUDES(mutex_);
+                                                       const ServiceReferenceBase& service,
+                                                       const Bundle& user);
     InterfaceMapConstPtr EndConstruction(const RunPtr& run, std::shared_ptr<ComponentInstanceHandle> made)
         EXCLUDES(mutex_);
 
     const std::shared_ptr<const ComponentDescription> description_;
     const ComponentEnvironment environment_;
 
-    /// Outlives a Run, so that a reference keeps its service while another one waits. The worker's.
+    /// Outlives a Run, so that a reference keeps its services while another one waits. The worker's.
     BoundServices::Bindings bindings_;
 
     mutable foundation::Mutex mutex_; ///< a leaf
@@ -87,8 +94,8 @@ private:
     bool disposed_ GUARDED_BY(mutex_) = false;
     PropertiesPtr wanted_ GUARDED_BY(mutex_);
     RunPtr run_ GUARDED_BY(mutex_);
-    /// Put in by the maker, taken out by the worker only.
-    std::shared_ptr<ComponentInstanceHandle> instance_ GUARDED_BY(mutex_);
+    /// Put in by the maker, taken out by the worker, or by who releases one. One at most of scope singleton.
+    Instances instances_ GUARDED_BY(mutex_);
 };
 
 } // namespace cppmicroservices::detail

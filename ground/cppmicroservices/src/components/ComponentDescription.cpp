@@ -3,7 +3,10 @@
 #include <cppmicroservices/Constants.h>
 #include <cppmicroservices/LDAPFilter.h>
 
-#include <map>
+#include <boost/algorithm/string/join.hpp>
+
+#include <algorithm>
+#include <cstddef>
 #include <set>
 #include <stdexcept>
 #include <utility>
@@ -60,12 +63,14 @@ public:
         const auto* items = Find<std::vector<Any>>(key, "an array of objects");
         return items ? *items : std::vector<Any>();
     }
-    /// \p key may have this value only, which is what it has when it is left out.
-    void Only(const std::string& key, const std::string& value) const {
-        const auto found = Text(key, value);
-        if (found != value)
-            throw std::runtime_error("'" + key + "' is '" + found + "'; only '" + value +
-                                     "' is supported here");
+    /// The place among \p values, of which the first is meant when the key is left out.
+    std::size_t OneOf(const std::string& key, const std::vector<std::string>& values) const {
+        const auto text = Text(key, values.front());
+        const auto found = std::ranges::find(values, text);
+        if (found == values.end())
+            throw std::runtime_error("'" + key + "' is '" + text + "'; it must be one of '" +
+                                     boost::algorithm::join(values, "', '") + "'");
+        return static_cast<std::size_t>(found - values.begin());
     }
 
 private:
@@ -80,26 +85,23 @@ const AnyMap& AsObject(const Any& item, const std::string& what) {
 }
 
 ConfigurationPolicy ReadPolicy(const Object& component) {
-    static const std::map<std::string, ConfigurationPolicy> policies{
-        {"ignore", ConfigurationPolicy::Ignore},
-        {"optional", ConfigurationPolicy::Optional},
-        {"require", ConfigurationPolicy::Require}};
-    const auto text = component.Text("configuration-policy", "ignore");
-    const auto found = policies.find(text);
-    if (found == policies.end())
-        throw std::runtime_error("'configuration-policy' is '" + text +
-                                 "'; it must be 'ignore', 'optional' or 'require'");
+    const auto policy = static_cast<ConfigurationPolicy>(
+        component.OneOf("configuration-policy", {"ignore", "optional", "require"}));
     // One without the other says nothing.
-    return component.Has("configuration-pid") ? found->second : ConfigurationPolicy::Ignore;
+    return component.Has("configuration-pid") ? policy : ConfigurationPolicy::Ignore;
 }
 
 ReferenceDescription ReadReference(const Any& item) {
     const Object reference(AsObject(item, "each of 'references'"));
-    reference.Only("cardinality", "1..1");
-    reference.Only("policy", "static");
-    reference.Only("policy-option", "reluctant");
-    ReferenceDescription description{reference.RequiredText("name"), reference.RequiredText("interface"),
-                                     reference.Text("target")};
+    const auto cardinality = reference.OneOf("cardinality", {"1..1", "1..n", "0..1", "0..n"});
+    ReferenceDescription description{.name = reference.RequiredText("name"),
+                                     .interfaceId = reference.RequiredText("interface"),
+                                     .target = reference.Text("target"),
+                                     .optional = cardinality >= 2,
+                                     .multiple = cardinality % 2 == 1,
+                                     .dynamic = reference.OneOf("policy", {"static", "dynamic"}) == 1,
+                                     .greedy =
+                                         reference.OneOf("policy-option", {"reluctant", "greedy"}) == 1};
     try {
         if (!description.target.empty())
             LDAPFilter{description.target};
@@ -114,7 +116,8 @@ void ReadService(const Object& component, ComponentDescription& description) {
     if (!map)
         return;
     const Object service(*map);
-    service.Only("scope", Constants::SCOPE_SINGLETON);
+    description.scope = static_cast<ServiceScope>(service.OneOf(
+        "scope", {Constants::SCOPE_SINGLETON, Constants::SCOPE_BUNDLE, Constants::SCOPE_PROTOTYPE}));
     description.interfaces = service.Texts("interfaces");
     if (description.interfaces.empty())
         throw std::runtime_error("'interfaces' of 'service' is missing; it must be an array of texts");

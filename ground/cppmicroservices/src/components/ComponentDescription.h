@@ -10,12 +10,19 @@ namespace cppmicroservices::detail {
 
 enum class ConfigurationPolicy { Ignore, Optional, Require };
 
-/// A service that a component cannot be without.
+/// Services that a component uses.
 struct ReferenceDescription {
     std::string name;
     std::string interfaceId;
-    std::string target; ///< a filter, or empty
+    std::string target;    ///< a filter, or empty
+    bool optional = false; ///< the component can be without: cardinality 0..1 or 0..n
+    bool multiple = false; ///< takes all: cardinality 0..n or 1..n
+    bool dynamic = false;  ///< changes without a new object of the component
+    bool greedy = false;   ///< changes to a better service
 };
+
+/// For whom an object of a component is made.
+enum class ServiceScope { Singleton, Bundle, Prototype };
 
 /// One component, as its bundle's manifest declares it.
 struct ComponentDescription {
@@ -26,6 +33,7 @@ struct ComponentDescription {
     ConfigurationPolicy policy = ConfigurationPolicy::Ignore;
     std::vector<std::string> pids;
     std::vector<std::string> interfaces;
+    ServiceScope scope = ServiceScope::Singleton;
     std::vector<ReferenceDescription> references;
     AnyMap properties{AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS};
 };

@@ -7,9 +7,9 @@ namespace cppmicroservices::detail {
 ComponentInstanceContext::ComponentInstanceContext(BundleContext context,
                                                    std::shared_ptr<BoundServices> services,
                                                    PropertiesPtr properties, ServiceReferenceBase service,
-                                                   Switch enable)
+                                                   Bundle user, Switch enable)
     : context_(std::move(context)), services_(std::move(services)), service_(std::move(service)),
-      enable_(std::move(enable)), properties_(std::move(properties)) {}
+      user_(std::move(user)), enable_(std::move(enable)), properties_(std::move(properties)) {}
 
 void ComponentInstanceContext::SetProperties(PropertiesPtr properties) {
     const foundation::MutexLock lock(mutex_);
@@ -25,10 +25,6 @@ std::unordered_map<std::string, Any> ComponentInstanceContext::GetProperties() c
     return {properties->begin(), properties->end()};
 }
 
-Bundle ComponentInstanceContext::GetUsingBundle() const {
-    return service_ && context_ ? context_.GetBundle() : Bundle();
-}
-
 std::shared_ptr<void> ComponentInstanceContext::LocateService(const std::string& name,
                                                               const std::string& interfaceId) const {
     return services_->Get(name, interfaceId);
@@ -36,15 +32,12 @@ std::shared_ptr<void> ComponentInstanceContext::LocateService(const std::string&
 
 std::shared_ptr<void> ComponentInstanceContext::LocateService(const std::string& name,
                                                               const ServiceReferenceBase& reference) const {
-    return services_->IsBound(name, reference) ? services_->Get(name, reference.GetInterfaceId()) : nullptr;
+    return services_->Get(name, reference, reference.GetInterfaceId());
 }
 
 std::vector<std::shared_ptr<void>>
 ComponentInstanceContext::LocateServices(const std::string& name, const std::string& interfaceId) const {
-    std::vector<std::shared_ptr<void>> services;
-    if (auto service = services_->Get(name, interfaceId))
-        services.push_back(std::move(service));
-    return services;
+    return services_->GetAll(name, interfaceId);
 }
 
 } // namespace cppmicroservices::detail

@@ -19,14 +19,16 @@ public:
     /// Enables or disables a component of the bundle by its name, or all by an empty one.
     using Switch = std::function<void(const std::string& name, bool enabled)>;
 
+    /// \param user for whom the object is made; invalid if it is for nobody's call
     ComponentInstanceContext(BundleContext context, std::shared_ptr<BoundServices> services,
-                             PropertiesPtr properties, ServiceReferenceBase service, Switch enable);
+                             PropertiesPtr properties, ServiceReferenceBase service, Bundle user,
+                             Switch enable);
 
     void SetProperties(PropertiesPtr properties) EXCLUDES(mutex_);
 
     std::unordered_map<std::string, Any> GetProperties() const override EXCLUDES(mutex_);
     BundleContext GetBundleContext() const override { return context_; }
-    Bundle GetUsingBundle() const override;
+    Bundle GetUsingBundle() const override { return user_; }
     void EnableComponent(const std::string& name) override { enable_(name, true); }
     void DisableComponent(const std::string& name) override { enable_(name, false); }
     ServiceReferenceBase GetServiceReference() const override { return service_; }
@@ -43,6 +45,7 @@ private:
     const BundleContext context_;
     const std::shared_ptr<BoundServices> services_;
     const ServiceReferenceBase service_;
+    const Bundle user_;
     const Switch enable_;
     mutable foundation::Mutex mutex_; ///< a leaf
     PropertiesPtr properties_ GUARDED_BY(mutex_);

@@ -59,6 +59,14 @@ void ComponentInstanceHandle::Modify(PropertiesPtr properties) {
     instance_->Modified();
 }
 
+void ComponentInstanceHandle::Bind(const std::string& reference, std::shared_ptr<void> service) {
+    Guarded("bound to a service", [&] { instance_->InvokeBindMethod(reference, std::move(service)); });
+}
+
+void ComponentInstanceHandle::Unbind(const std::string& reference, std::shared_ptr<void> service) {
+    Guarded("unbound from a service", [&] { instance_->InvokeUnbindMethod(reference, std::move(service)); });
+}
+
 void ComponentInstanceHandle::Deactivate() {
     if (!std::exchange(active_, false))
         return;

@@ -33,6 +33,9 @@ public:
     bool TakesModifications() const;
     /// Gives the object its new properties. What its Modified throws passes through.
     void Modify(PropertiesPtr properties);
+    /// Gives the object a service that its reference is bound to from now on, or takes one back.
+    void Bind(const std::string& reference, std::shared_ptr<void> service);
+    void Unbind(const std::string& reference, std::shared_ptr<void> service);
     /// Deactivates the object and unbinds its references; once, before the end.
     void Deactivate();
 

@@ -41,7 +41,8 @@ private:
             return;
         path_.push_back(component);
         for (const auto& reference : component->Description().references) {
-            if (!context_.GetServiceReferences(reference.interfaceId, reference.target).empty())
+            if (reference.optional ||
+                !context_.GetServiceReferences(reference.interfaceId, reference.target).empty())
                 continue;
             for (const auto& other : waiting_) {
                 if (Provides(other->Description(), reference))

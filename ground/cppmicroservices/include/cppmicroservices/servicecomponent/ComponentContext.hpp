@@ -26,7 +26,7 @@ public:
     /// The context of the component's bundle.
     virtual BundleContext GetBundleContext() const = 0;
 
-    /// For a service: the component's own bundle, since one instance serves all; null without a service.
+    /// The bundle that the object was made for; null for an object of scope singleton, which serves all.
     virtual Bundle GetUsingBundle() const = 0;
 
     virtual void EnableComponent(const std::string& name) = 0;
