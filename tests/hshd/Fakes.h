@@ -183,6 +183,15 @@ struct Peer {
                     GenericPayload::of(NegotiationTerms{terms}), timeLeft);
     }
     bool remove(const char* method, const uuid& id) { return ask<bool>(method, id); }
+    Outcome requestLogin(int level = 2, const std::string& options = "{}") {
+        return call<void(std::string, ExportedCallback, int, std::string)>(
+            "requestLoginAsync", std::string("test"), exported<void(LoginInfo, std::string)>(), level,
+            options);
+    }
+    Outcome requestLogout(const std::string& options = "{}") {
+        return call<void(ExportedCallback, std::string)>("requestLogoutWithOptionsAsync",
+                                                         exported<void(std::string)>(), options);
+    }
 };
 
 inline LoginInfo person(std::u16string name, Level level = Level::SignedIn) {
@@ -191,6 +200,14 @@ inline LoginInfo person(std::u16string name, Level level = Level::SignedIn) {
     info.displayName = name + u" Example";
     info.level = level;
     return info;
+}
+
+inline LoginData dataOf(const LoginInfo& info) {
+    LoginData data;
+    data.refreshToken = "refresh";
+    data.info = info;
+    data.rememberMe = true;
+    return data;
 }
 
 } // namespace hshd::test

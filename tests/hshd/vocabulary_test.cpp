@@ -73,9 +73,7 @@ TEST_F(Vocabulary, WhatDoesNotFitIsRefusedWithAReason) {
 TEST_F(Vocabulary, QueriesAnswerFromTheState) {
     const std::string app = "app";
     EXPECT_EQ(peer.ask<RequestAccessTokenResponse>("getAccessToken").status, 401);
-    LoginData data;
-    data.info = person(u"ada");
-    data.deviceId = "device";
+    const LoginData data = dataOf(person(u"ada"));
     peer.call<void(LoginData)>("persistIdentity", data);
     EXPECT_EQ(peer.ask<RequestAccessTokenResponse>("getAccessToken"), parts.state.accessToken(Level(2)));
     EXPECT_EQ(peer.ask<std::string>("getEndpoint"), "https://configured.example");
