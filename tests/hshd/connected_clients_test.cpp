@@ -2,7 +2,6 @@
 
 #include "hshd/Daemon.h"
 #include "tests/hshd/Remote.h"
-#include "tests/support/Recorded.h"
 
 using namespace hshd::test;
 
@@ -55,20 +54,4 @@ TEST_F(ConnectedClients, AnObjectorIsHeardByManyNegotiationsAtOnce) {
     for (auto& negotiation : negotiations)
         ASSERT_FALSE(negotiation.get().accepted);
     EXPECT_EQ(two.negotiation().get(), (NegotiationsResult{false, {u"unsaved work"}, {}}));
-}
-
-TEST_F(ConnectedClients, AListenerIsToldLaterOfWhatWasTooLarge) {
-    Exporting client(options);
-    Recorded<std::u16string> told;
-    client.listen([&](auto& now, auto&) { told.add(now.userId.substr(0, 3)); });
-    const auto large = std::u16string(300'000, u'x'); // 600 kB: two of them are more than a frame holds
-    for (const auto& user : {u"ada" + large, u"eve" + large, std::u16string(u"bob")}) {
-        LoginInfo info;
-        info.userId = user;
-        info.level = Level::SignedIn;
-        const auto number = told.all().size();
-        client.call("impersonate", std::string("token"), info);
-        EXPECT_EQ(told.at(number), user.substr(0, 3));
-    }
-    EXPECT_EQ(log.mentions("not told of a change"), 1U);
 }

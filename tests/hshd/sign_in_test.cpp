@@ -3,6 +3,7 @@
 #include "hshd/identity/PasswordHash.h"
 #include "hshd/services/InteractiveService.h"
 #include "hshd/signin/UnattendedFront.h"
+#include "hshd/state/sqlite/Database.h"
 #include "tests/hshd/Fakes.h"
 #include "tests/support/Recorded.h"
 
@@ -116,7 +117,7 @@ TEST_F(SignIn, WhateverEndsItEndsItOnce) {
     EXPECT_EQ(peer.requestLogin(2, R"({"rememberMe": 1})").error, ErrorKind::Malformed);
     service.stop();
     EXPECT_EQ(outcomes.all().size(), 4u);
-    EXPECT_EQ(parts.state.loginInfo(LoginInfo::Level::SignedIn), LoginInfo());
+    EXPECT_EQ(parts.state.loginInfo(Level::SignedIn), LoginInfo());
 }
 
 TEST_F(SignIn, ASignOutIsNegotiatedAndThenThePersonsToDecide) {
@@ -136,13 +137,26 @@ TEST_F(SignIn, ASignOutIsNegotiatedAndThenThePersonsToDecide) {
     EXPECT_EQ(front.question(0), "|consent: unsaved");
     front.answer(0, {"", "", {}, false});
     EXPECT_EQ(told(1), "The person chose to stay signed in.");
-    EXPECT_EQ(parts.state.loginInfo(LoginInfo::Level::SignedIn), person(u"eve"));
+    EXPECT_EQ(parts.state.loginInfo(Level::SignedIn), person(u"eve"));
     peer.requestLogout();
     object(2);
     front.answer(1, {"", "", {}, true});
     EXPECT_EQ(told(2), "");
-    EXPECT_EQ(parts.state.loginInfo(LoginInfo::Level::SignedIn), LoginInfo());
+    EXPECT_EQ(parts.state.loginInfo(Level::SignedIn), LoginInfo());
     EXPECT_TRUE((peer.call<bool()>("supportsWebRedirect").as<bool>()));
+}
+
+TEST_F(SignIn, ASignOutThatCannotBeSavedWholeChangesNothing) {
+    LoginData data = dataOf(person(u"ada"));
+    data.endpoint = "https://adas.example";
+    parts.state.persistIdentity(data);
+    hshd::sqlite::Database saboteur(parts.directory / hshd::StateStore::fileName);
+    saboteur.execute("CREATE TRIGGER no BEFORE INSERT ON setting WHEN NEW.name = 'endpoint' AND "
+                     "length(NEW.value) = 0 BEGIN SELECT raise(FAIL, 'disk on fire'); END");
+    peer.requestLogout(R"({"forgetAccount": true})");
+    EXPECT_THAT(told(0), HasSubstr("nothing was changed"));
+    EXPECT_EQ(parts.state.loginInfo(Level::SignedIn), person(u"ada"));
+    EXPECT_EQ(parts.state.persistedLoginData(), data);
 }
 
 TEST_F(SignIn, ANameThatIsTooLongIsNoneAndGuessersStandInOneQueue) {

@@ -2,9 +2,7 @@
 
 #include "hshd/services/LoginServiceV1.h"
 #include "hshd/signin/PromptFront.h"
-#include "hshd/state/sqlite/Database.h"
 #include "tests/hshd/Fakes.h"
-#include "tests/support/Recorded.h"
 
 #include <boost/optional/optional.hpp>
 
@@ -58,19 +56,4 @@ TEST_F(Version1, TellsAndAsksInItsOwnForms) {
     service.onDisconnected(peer.client);
     EXPECT_EQ(asked.at(4).arguments.get<std::string>(1), "The program that asked is gone.");
     EXPECT_TRUE(parts.listeners.all().empty());
-}
-
-TEST_F(Version1, ASignOutThatCannotBeSavedWholeChangesNothing) {
-    LoginData data = dataOf(person(u"ada"));
-    data.endpoint = "https://adas.example";
-    parts.state.persistIdentity(data);
-    hshd::sqlite::Database saboteur(parts.directory / hshd::StateStore::fileName);
-    saboteur.execute("CREATE TRIGGER no BEFORE INSERT ON setting WHEN NEW.name = 'endpoint' AND "
-                     "length(NEW.value) = 0 BEGIN SELECT raise(FAIL, 'disk on fire'); END");
-    Recorded<std::string> outcomes;
-    peer.client->onAsked = [&](auto& asked) { outcomes.add(asked.arguments.template get<std::string>(0)); };
-    peer.requestLogout(R"({"forgetAccount": true})");
-    EXPECT_THAT(outcomes.at(0), HasSubstr("nothing was changed"));
-    EXPECT_EQ(parts.state.loginInfo(Level::SignedIn), person(u"ada"));
-    EXPECT_EQ(parts.state.persistedLoginData(), data);
 }
