@@ -4,6 +4,7 @@
 #include "hshd/Release.h"
 #include "hshd/services/LoginServiceV2.h"
 #include "hshd/services/StatusNotifier.h"
+#include "tests/support/People.h"
 #include "tests/support/Testing.h"
 
 #include <agent/spf/transport/Server.h>
@@ -193,21 +194,5 @@ struct Peer {
                                                          exported<void(std::string)>(), options);
     }
 };
-
-inline LoginInfo person(std::u16string name, Level level = Level::SignedIn) {
-    LoginInfo info;
-    info.userId = name;
-    info.displayName = name + u" Example";
-    info.level = level;
-    return info;
-}
-
-inline LoginData dataOf(const LoginInfo& info) {
-    LoginData data;
-    data.refreshToken = "refresh";
-    data.info = info;
-    data.rememberMe = true;
-    return data;
-}
 
 } // namespace hshd::test
