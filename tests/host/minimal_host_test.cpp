@@ -12,9 +12,7 @@ TEST_F(MinimalHost, IsTheOneOfThePageAndAsksTheDaemon) {
     const auto shown = "```cpp\n" + contentOf(folder + "/examples/minimal_host.cpp") + "```\n";
     EXPECT_NE(page.find(shown), page.npos) << "docs/integrating.md has to show examples/minimal_host.cpp";
     daemon.start();
-    const auto ended = run(MINIMAL_HOST_PROGRAM " " MODULE_FILE);
-    EXPECT_EQ(ended.code, 0) << ended.err;
-    EXPECT_THAT(ended.out, HasSubstr("\"ada\""));
+    EXPECT_THAT(run(MINIMAL_HOST_PROGRAM " " MODULE_FILE), FieldsAre(0, HasSubstr("\"ada\""), _));
 }
 
 } // namespace

@@ -1,7 +1,5 @@
-#include "contract/calls/CallbackManager.h"
 #include "hshd/process/DaemonProcess.h"
-#include "tests/hshd/Fakes.h"
-#include "tests/support/ConnectedClient.h"
+#include "tests/hshd/Remote.h"
 
 #include <csignal>
 
@@ -31,27 +29,6 @@ struct HshdProcess : Test {
     }
 };
 
-const std::string loginService = "(&(spf.service.name=ZelkorLogin)(spf.service.version=2))";
-
-/// A daemon's service as a client sees it, and what is exported to it.
-struct Remote {
-    Invokables service;
-    core::CallbackManager callbacks{service->callbacks()};
-
-    template <class R = void, class... Args>
-    R call(const std::string& method, Args... args) {
-        return callAndHelp<R>(*service, method, std::move(args)...);
-    }
-    template <class Function>
-    ExportedCallback exported(std::function<Function> function) {
-        return callbacks.makeExportedCallback(core::exportFunction(std::move(function)), std::nullopt,
-                                              std::nullopt, false);
-    }
-    NegotiationsResult negotiate() {
-        return call<NegotiationsResult>("negotiateLogout", NegotiationTerms{1});
-    }
-};
-
 } // namespace
 
 TEST_F(HshdProcess, ServesClientsAndKeepsItsStateThroughAKill) {
@@ -63,27 +40,14 @@ TEST_F(HshdProcess, ServesClientsAndKeepsItsStateThroughAKill) {
     EXPECT_EQ(remote.call<LoginInfo>("getLoginInfo", std::string("test"), 3).displayName, u"ada");
     EXPECT_EQ(remote.call<std::string>("getEndpoint"), "https://e.example");
 
-    using Listen = void(const LoginInfo&, const LoginInfo&);
-    using Negotiate = NegotiatorResponse(const NegotiationTerms&);
-    std::promise<LoginInfo> told;
-    const auto listener = remote.exported<Listen>([&](auto& now, auto&) { told.set_value(now); });
-    const NegotiatorResponse objection{login::Negotiator::Position::Object, u"unsaved work"};
-    const auto objecting = remote.exported<Negotiate>([=](auto&) { return objection; });
     std::promise<void> release;
-    const auto slow = remote.exported<Negotiate>([released = release.get_future().share()](auto&) {
+    remote.addNegotiator("sleeper", [released = release.get_future().share()](auto&) {
         released.wait();
         return NegotiatorResponse();
     });
-    const auto registered = remote.call<uuid>("addStatusListener", listener);
-    remote.call<uuid>("addLogoutNegotiator", std::string("editor"), objecting);
-    remote.call<uuid>("addLogoutNegotiator", std::string("sleeper"), slow);
     remote.call("impersonate", std::string("eves token"), person(u"eve"));
-    auto change = told.get_future();
-    ASSERT_TRUE(comes(change));
-    EXPECT_EQ(change.get(), person(u"eve"));
-    EXPECT_TRUE(remote.call<bool>("removeStatusListener", registered));
-    EXPECT_EQ(remote.negotiate(),
-              (NegotiationsResult{false, {u"unsaved work", u"sleeper did not answer in time"}, {}}));
+    EXPECT_EQ(remote.negotiation().get(),
+              (NegotiationsResult{false, {u"sleeper did not answer in time"}, {}}));
     release.set_value();
     EXPECT_THAT(errors(), HasSubstr("did not answer in time"));
     const auto session = remote.call<std::string>("getCurrentSessionId");
@@ -97,8 +61,6 @@ TEST_F(HshdProcess, ServesClientsAndKeepsItsStateThroughAKill) {
     Remote again{client.found(remote.service)};
     EXPECT_EQ(again.call<LoginInfo>("getLoginInfo", std::string("test"), 2), person(u"eve"));
     EXPECT_EQ(again.call<std::string>("getCurrentSessionId"), session);
-    EXPECT_TRUE(again.negotiate().accepted) << "registrations end with the daemon";
-    again.call("completeLogout");
     EXPECT_EQ(next.stop(), 0) << errors();
     EXPECT_THAT(errors(), Not(HasSubstr("eves token")));
 }
@@ -186,9 +148,7 @@ TEST_F(HshdProcess, AScriptMakesItMisbehave) {
     EXPECT_THROW(never.result.get(), core::TimeoutError);
 
     std::atomic<int> called{0};
-    const auto listener =
-        remote.exported<void(const LoginInfo&, const LoginInfo&)>([&](auto&, auto&) { ++called; });
-    remote.call<uuid>("addStatusListener", listener);
+    remote.listen([&](auto&, auto&) { ++called; });
     EXPECT_EQ(called, 1) << "before the reply";
 
     EXPECT_THROW(remote.call<std::string>("getSourceId"), core::DisconnectedError);
@@ -196,23 +156,4 @@ TEST_F(HshdProcess, AScriptMakesItMisbehave) {
     Remote again{client.found()};
     EXPECT_THROW(again.call<std::string>("getSourceId"), core::DisconnectedError);
     EXPECT_EQ(scripted.stop(), 7) << errors();
-}
-
-TEST_F(HshdProcess, AFunctionThatItsClientNoLongerHasIsForgotten) {
-    auto process = daemon();
-    process.start();
-    ConnectedClient client(here, {}, loginService);
-    Remote remote{client.found()};
-    const auto gone = remote.exported<NegotiatorResponse(const NegotiationTerms&)>(
-        [](auto&) { return NegotiatorResponse(); });
-    const auto throwing = remote.exported<NegotiatorResponse(const NegotiationTerms&)>(
-        [](auto&) -> NegotiatorResponse { throw core::RefusedError("its own"); });
-    remote.call<uuid>("addLogoutNegotiator", std::string("gone"), gone);
-    remote.call<uuid>("addLogoutNegotiator", std::string("throwing"), throwing);
-    static_cast<void>(remote.callbacks.removeCallback(gone.getCallbackID()));
-    EXPECT_EQ(remote.negotiate(), (NegotiationsResult{false, {u"throwing failed"}, {}}));
-    EXPECT_EQ(remote.negotiate(), (NegotiationsResult{false, {u"throwing failed"}, {}}));
-    process.stop();
-    EXPECT_THAT(errors(), HasSubstr("A registration is dropped: `gone` of client test-client"));
-    EXPECT_THAT(errors(), AllOf(HasSubstr("asked 2, not accepted"), HasSubstr("asked 1, not accepted")));
 }

@@ -55,9 +55,7 @@ TEST_F(Restart, SixtyFourThreadsCallWithoutPauseWhileTheDaemonIsKilledAHundredTi
 TEST_F(Restart, WhatTheDaemonAnsweredForSurvivesItsViolentEnd) {
     start();
     const auto client = makeClient(10, 60);
-    detail::LoginData data;
-    data.info = someone();
-    data.rememberMe = true;
+    auto data = dataOf(someone());
     for (int round = 0; round < 10; ++round) {
         data.deviceId = std::to_string(round);
         client->persistIdentity(data); // answered: it must be there from now on

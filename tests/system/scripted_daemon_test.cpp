@@ -69,8 +69,7 @@ TEST_F(ScriptedDaemon, AConnectionThatBreaksWhileRegistrationsAreMadeLosesNone) 
 TEST_F(ScriptedDaemon, ABetterOfferAndADoubleOneLeaveOneOfEachRegistration) {
     play(R"({'announce': [{'service': 'ZelkorLogin', 'ranking': 10}, {'service': 'ZelkorLogin'}]})");
     const auto client = makeClient(10, 60);
-    auto another = someone();
-    another.userId = u"another";
+    const auto another = person(u"another");
     const auto told = listen(*client, 10, another);
     for (int restart = 0; restart < 5; ++restart) {
         // While the offers come, a listener may miss a change and be told of the state instead. A double

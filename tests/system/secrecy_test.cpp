@@ -23,10 +23,8 @@ TEST_F(Secrecy, NoSecretIsInAnyLogLineOrExceptionText) {
     RecordingLog log; // every component, every level
     start();
     const std::string canary = "CaNaRy-4711";
-    detail::LoginData data;
+    auto data = dataOf(someone());
     data.refreshToken = data.deviceId = data.accountHint = data.endpoint = data.sourceId = canary;
-    data.info = someone();
-    data.rememberMe = true;
     std::string errors;
     const auto walk = [&](auto& client) {
         const auto level = LoginInfo::Level::SignedIn;

@@ -34,24 +34,6 @@ struct Callback : Connection {
 
 } // namespace
 
-TEST_F(Callback, RunsOffTheReadingThreadBeforeTheReply) {
-    meet();
-    // The daemon holds the reply back until the callback has called it in turn.
-    const auto id = exported([&](auto given) {
-        return payload(callAndHelp<int>(*invokable, "inner", given.template get<int>(0) + 1));
-    });
-    service->call = [&](SharedIncoming call) {
-        if (call->method() == "inner")
-            call->reply(std::move(call->arguments()));
-        else
-            call->client()->callBack(id, payload(4), 30s,
-                                     {[call](auto value) { call->reply(std::move(value)); },
-                                      [call](auto) { call->fail(ErrorKind::Remote, "callback failed"); }});
-    };
-    EXPECT_EQ(callAndHelp<int>(*invokable, "outer"), 5);
-    EXPECT_EQ(invokable->invokeAsync<int>(30s, "outer").get(), 5);
-}
-
 TEST_F(Callback, EveryWayOfFailingReachesTheDaemon) {
     meet();
     const struct {
