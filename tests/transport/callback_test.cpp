@@ -1,5 +1,6 @@
 #include "Fixture.h"
 #include "RawPeer.h"
+#include "contract/calls/CallbackManager.h"
 #include "contract/records/NotifierUuid.h"
 #include "tests/support/OneThread.h"
 
@@ -59,6 +60,7 @@ TEST_F(Callback, EveryWayOfFailingReachesTheDaemon) {
     EXPECT_EQ(errorOf(callBack(echo, payload(1.5))).first, ErrorKind::Refused);
     EXPECT_EQ(errorOf(callBack(echo, payload(std::string(2'000'000, 'x')))).first, ErrorKind::Refused);
     EXPECT_EQ(errorOf(callBack(echo, {}, 0ms)).first, ErrorKind::Timeout);
+    EXPECT_TRUE(core::CallbackManager(invokable->callbacks()).removeCallback(echo).empty()) << "another's";
     EXPECT_EQ(callBack(echo, payload(7)).get().get<int>(0), 7);
 }
 
