@@ -126,17 +126,18 @@ TEST_F(Finding, ARefusalIsToldAndTriedAgain) {
 }
 
 TEST_F(Finding, ADaemonThatWelcomesAndClosesIsDialledLessAndLess) {
-    RawDaemon daemon(directory.path());
+    std::optional<RawDaemon> daemon(directory.path());
     Client client(directory.path());
     std::atomic<int> dials{0};
     {
         const auto welcoming = startThreads(1, [&](std::stop_token stop, int) {
             for (; !stop.stop_requested(); ++dials)
-                daemon.welcome().close();
+                daemon->welcome().close();
         });
         // 50, 100, 200, 400 and 800 ms lie between them; with the first pause each time there would be 20.
         EXPECT_FALSE(eventually([&] { return dials > 10; }, 1s)) << dials;
     }
+    daemon.reset();
     // Another one in its place is found at once.
     const auto server = startServer(directory.path());
     client.found();
