@@ -9,11 +9,8 @@ using namespace login;
 using namespace zelkor::test;
 using agent::spf::cppmsclientutils::Executors;
 
-class Crossing : public TestWithParam<Subject> {
+class Crossing : public SubjectTest {
 protected:
-    CallingDaemon makeDaemon(std::optional<int> ranking = {}) {
-        return {framework.context(), GetParam(), ranking};
-    }
     void make(int call, int service) { client.emplace(GetParam().make(call, service, std::nullopt)); }
     void appear(CallingDaemon& which) {
         const auto before = log.count(16, found);
@@ -31,14 +28,7 @@ protected:
     void callBack(const std::string& method) {
         CallingDaemon::callBack(*daemon.callbacks(), daemon.last(method).value());
     }
-    std::string addMethod() const {
-        return GetParam().name == "V1" ? "addStatusListenerV2" : "addStatusListener";
-    }
 
-    const std::string found = "Found an invokable for " + GetParam().identity.text();
-    const std::string removed = "Invokable for " + GetParam().identity.text() + " was removed";
-    RecordingLog log{GetParam().component};
-    TestFramework framework;
     CallingDaemon daemon{framework.context(), GetParam()};
     std::optional<AnyClient> client;
 };
@@ -173,7 +163,17 @@ TEST_P(Crossing, ARegistrationInsideACallbackWaitsForNoDaemon) {
     EXPECT_TRUE(daemon.waitForCalls(addMethod()));
 }
 
-TEST_P(Crossing, ANegotiatorGetsItsAnswerByAnotherThreadWhileARegistrationWaits) {
+TEST_P(Crossing, ARegistrationThatWaitsForADaemonIsMadeOnce) {
+    make(10, 3600);
+    std::jthread registering(
+        [&] { EXPECT_FALSE(client->login->addStatusListenerV2([](auto&, auto&) {}).isEmpty()); });
+    ASSERT_TRUE(eventually([&] { return log.mentions("Waiting for up to 3600s...") != 0; }));
+    appear(daemon);
+    registering.join();
+    EXPECT_EQ(daemon.added(), 1);
+}
+
+TEST_P(Crossing, ANegotiatorGetsItsAnswersByAnyThreadWhileARegistrationWaits) {
     make(10, 10);
     appear(daemon);
     daemon.hold("negotiateLogout");
@@ -181,15 +181,14 @@ TEST_P(Crossing, ANegotiatorGetsItsAnswerByAnotherThreadWhileARegistrationWaits)
     ASSERT_TRUE(daemon.waitForHeld(1));
     std::jthread registering(
         [&] { static_cast<void>(client->login->addStatusListenerV2([](auto&, auto&) {})); });
-    std::atomic<int> answers{0};
+    const auto ask = [&] { EXPECT_EQ(client->detail->getRelease(), "r"); };
     auto asked = std::async(std::launch::async, [&] {
         const agent::spf::core::CallbackScope scope; // the negotiator
+        ask();
         for (int i = 0; i < 3; ++i)
-            answers +=
-                std::async(std::launch::async, [&] { return client->detail->getRelease(); }).get() == "r";
+            std::jthread(ask).join();
     });
     ASSERT_TRUE(comes(asked));
-    EXPECT_EQ(answers, 3);
     daemon.release(GenericPayload::of(detail::NegotiationsResult{true, {}, {}}));
 }
 
@@ -207,47 +206,8 @@ TEST_P(Crossing, TheEndDoesNotWaitForAReplayThatHangsAndSendsNothingMore) {
     EXPECT_FALSE(eventually([&] { return daemon.count(addMethod()) != sent; }, 50ms));
 }
 
-TEST_P(Crossing, ADaemonThatIsHeldAgainKnowsEachRegistrationOnce) {
-    make(10, 10);
-    const auto live = [this](const CallingDaemon& which) {
-        return which.count(addMethod()) - which.count("removeStatusListener");
-    };
-    appear(daemon);
-    const auto id = client->login->addStatusListenerV2([](auto&, auto&) {});
-    for (int i = 0; i < 3; ++i) {
-        auto better = makeDaemon(10);
-        appear(better);
-        ASSERT_TRUE(eventually([&] { return live(better) == 1; }));
-        ASSERT_TRUE(eventually([&] { return live(daemon) == 0; })); // it is told to forget
-        const auto before = log.count(16, found);
-        better.disappear();
-        ASSERT_TRUE(log.waitFor(16, found, before + 1));
-        ASSERT_TRUE(eventually([&] { return live(daemon) == 1; }));
-    }
-    EXPECT_TRUE(client->login->removeStatusListener(id));
-    EXPECT_EQ(live(daemon), 0u);
-}
-
-TEST_P(Crossing, ReplaysThatThrowLeaveNothingBehindAtTheDaemon) {
-    make(10, 10);
-    appear(daemon);
-    for (int i = 0; i < 4; ++i)
-        static_cast<void>(client->login->addStatusListenerV2([](auto&, auto&) {}));
-    daemon.on(addMethod(), [adds = std::make_shared<int>(0)](const auto& call) {
-        if (++*adds % 4 == 2)
-            call.fail("not now");
-        else
-            call.answer(GenericPayload::of(detail::createUuid()));
-    });
-    auto worse = makeDaemon(-10); // has the held one found once more
-    const auto before = log.count(16, found);
-    worse.appear();
-    ASSERT_TRUE(log.waitFor(16, found, before + 1));
-    EXPECT_TRUE(daemon.waitForCalls("removeStatusListener", 4)); // all that it knew before
-}
-
 TEST_P(Crossing, ARequestInsideACallbackDoesNotWaitForTheCallThatWaitsForIt) {
-    if (GetParam().name != "V1")
+    if (!version1())
         GTEST_SKIP() << "one object serves all interfaces in version 1 only";
     make(10, 10);
     appear(daemon);
@@ -267,8 +227,7 @@ TEST_P(Crossing, ARequestInsideACallbackDoesNotWaitForTheCallThatWaitsForIt) {
     daemon.release(GenericPayload::of(detail::NegotiationsResult{true, {}, {}}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Versions, Crossing, Values(Subject::version2(), Subject::version1()),
-                         [](const auto& subject) { return subject.param.name; });
+INSTANTIATE_TEST_SUITE_P(Versions, Crossing, bothVersions, subjectName);
 
 class InteractiveCrossing : public Test {
 protected:

@@ -9,14 +9,13 @@ using namespace login;
 using namespace zelkor::test;
 using Position = Negotiator::Position;
 
-class RegistrationValues : public TestWithParam<Subject> {
+class RegistrationValues : public SubjectTest {
 protected:
     void SetUp() override {
         daemon.appear();
-        ASSERT_TRUE(log.waitFor(16, "Found an invokable for " + GetParam().identity.text()));
+        ASSERT_TRUE(log.waitFor(16, found));
         ASSERT_TRUE(daemon.waitForCalls("getLoginInfo")); // the lock is free
     }
-    bool first() const { return GetParam().name == "V1"; }
     /// As the daemon calls what was exported by the last call of the method.
     template <class... Values>
     GenericPayload call(const std::string& method, Values... values) {
@@ -29,8 +28,6 @@ protected:
         other.userId = u"before";
         return other;
     }();
-    RecordingLog log{GetParam().component};
-    TestFramework framework;
     CallingDaemon daemon{framework.context(), GetParam()};
     AnyClient client = GetParam().make(10, 10, std::nullopt);
 };
@@ -43,14 +40,14 @@ TEST_P(RegistrationValues, ListenersGetTheDaemonsRecordsInTheirOrder) {
         seen.push_back(now);
         seen.push_back(before);
     }));
-    call(first() ? "addStatusListenerV2" : "addStatusListener", someone(), was);
+    call(addMethod(), someone(), was);
     EXPECT_THAT(seen, ElementsAre(someone(), was));
     boost::optional<LoginInfo> now;
     static_cast<void>(client.login->addStatusListener([&](auto info) {
         if (info == was) // else the new daemon's state
             now = info;
     }));
-    if (first())
+    if (version1())
         call("addStatusListener", boost::optional<LoginInfo>(was));
     else
         call("addStatusListener", was, someone());
@@ -76,7 +73,7 @@ TEST_P(RegistrationValues, NegotiatorsGetTheTermsAndTheDaemonTheirAnswer) {
     static_cast<void>(client.login->addLogoutVetoer([&] { return veto; }));
     for (const bool now : {true, false}) {
         veto = now;
-        if (first()) {
+        if (version1()) {
             EXPECT_EQ(call("addLogoutVetoer").get<bool>(0), now);
         } else {
             EXPECT_EQ(daemon.last("addLogoutNegotiator")->arguments.get<std::string>(0), "vetoer");
@@ -92,7 +89,7 @@ TEST_P(RegistrationValues, AReplayKeepsTheOrderOfTheKinds) {
     static_cast<void>(client.login->addLogoutVetoer([] { return false; }));
     static_cast<void>(client.login->addStatusListenerV2([](auto&, auto&) {}));
     static_cast<void>(client.login->addStatusListener([](auto) {}));
-    CallingDaemon next(framework.context(), GetParam(), 5);
+    auto next = makeDaemon(5);
     next.appear();
     ASSERT_TRUE(next.waitForCalls("getLoginInfo"));
     std::vector<std::string> added;
@@ -100,7 +97,7 @@ TEST_P(RegistrationValues, AReplayKeepsTheOrderOfTheKinds) {
         if (call.method.starts_with("add"))
             added.push_back(call.method);
     }
-    if (first())
+    if (version1())
         EXPECT_THAT(added, ElementsAre("addStatusListener", "addStatusListenerV2", "addLogoutVetoer",
                                        "addLogoutNegotiator"));
     else
@@ -109,7 +106,7 @@ TEST_P(RegistrationValues, AReplayKeepsTheOrderOfTheKinds) {
 }
 
 TEST_P(RegistrationValues, OverTheDaemonsLimitARegistrationWaitsForOneWithRoom) {
-    CallingDaemon small(framework.context(), GetParam(), 5);
+    auto small = makeDaemon(5);
     small.limitCallbacks(2);
     small.appear();
     ASSERT_TRUE(small.waitForCalls("getLoginInfo"));
@@ -118,14 +115,12 @@ TEST_P(RegistrationValues, OverTheDaemonsLimitARegistrationWaitsForOneWithRoom) 
         ids.push_back(client.login->addStatusListenerV2([](auto&, auto&) {}));
     EXPECT_FALSE(ids[2].isEmpty());
     EXPECT_EQ(log.mentions("Too many exported callbacks on this connection (limit 2)"), 1u);
-    const std::string method = first() ? "addStatusListenerV2" : "addStatusListener";
-    EXPECT_EQ(small.count(method), 2u);
+    EXPECT_EQ(small.count(addMethod()), 2u);
     small.disappear(); // the other takes over
-    EXPECT_TRUE(daemon.waitForCalls(method, 3));
+    EXPECT_TRUE(daemon.waitForCalls(addMethod(), 3));
 }
 
-INSTANTIATE_TEST_SUITE_P(Versions, RegistrationValues, Values(Subject::version2(), Subject::version1()),
-                         [](const auto& subject) { return subject.param.name; });
+INSTANTIATE_TEST_SUITE_P(Versions, RegistrationValues, bothVersions, subjectName);
 
 TEST(DesktopClient, EndsItsTrackingBeforeItLetsGoOfTheDesktop) {
     RecordingLog log("login.spf.interactive.ZelkorLogin");
