@@ -104,8 +104,8 @@ inline GenericPayload argumentsFor(const FakeDaemon::Call& call) {
     return GenericPayload::of(someone(), login::LoginInfo());
 }
 
-/// A daemon that takes every request, keeps the registrations made with it, and calls what was exported when it
-/// is told to.
+/// A daemon that takes every request, keeps the registrations made with it, and calls what was exported when
+/// it is told to.
 class CallingDaemon : public FakeDaemon {
 public:
     CallingDaemon(cppmicroservices::BundleContext context, const Subject& subject,

@@ -30,31 +30,27 @@ public:
             ++*called;
             body();
         };
-        switch (kind) {
-        case 0:
-            made.remove = [&client, id = client.addStatusListener([run](const auto&) { run(); })] {
-                return client.removeStatusListener(id);
-            };
-            break;
-        case 1:
-            made.remove = [&client, id = client.addStatusListenerV2([run](auto&, auto&) { run(); })] {
-                return client.removeStatusListener(id);
-            };
-            break;
-        case 2:
-            made.remove =
-                [&client, id = client.addLogoutNegotiator(
-                              {"negotiator", [run](const auto&) {
-                                   run();
-                                   return login::NegotiatorResponse{login::Negotiator::Position::Accept, u""};
-                               }})] { return client.removeLogoutNegotiator(id); };
-            break;
-        default:
-            made.remove = [&client, id = client.addLogoutVetoer([run] {
+        const auto removedBy = [&](auto remove, auto id) {
+            made.remove = [&client, remove, id] { return (client.*remove)(id); };
+        };
+        using Client = login::ZelkorLogin;
+        if (kind == 0)
+            removedBy(&Client::removeStatusListener, client.addStatusListener([run](auto) { run(); }));
+        else if (kind == 1)
+            removedBy(&Client::removeStatusListener,
+                      client.addStatusListenerV2([run](auto&, auto&) { run(); }));
+        else if (kind == 2)
+            removedBy(
+                &Client::removeLogoutNegotiator,
+                client.addLogoutNegotiator({"negotiator", [run](auto&) {
+                                                run();
+                                                return NegotiatorResponse{Negotiator::Position::Accept, u""};
+                                            }}));
+        else
+            removedBy(&Client::removeLogoutVetoer, client.addLogoutVetoer([run] {
                 run();
                 return false;
-            })] { return client.removeLogoutVetoer(id); };
-        }
+            }));
         return made;
     }
 
@@ -102,9 +98,9 @@ protected:
 
 TEST_P(Registrations, EachOfAThousandDaemonsHasEachRegistrationOnce) {
     auto registered = make(100); // while there is no daemon
-    EXPECT_EQ(log.count(4, "CallbackManager in `" + service +
-                               "` is not yet available. Waiting for up to 0s..."),
-              registered.size());
+    EXPECT_EQ(
+        log.count(4, "CallbackManager in `" + service + "` is not yet available. Waiting for up to 0s..."),
+        registered.size());
     EXPECT_EQ(log.count(256, service + " didn't appear."), registered.size());
     EXPECT_EQ(log.linesAt(16).size(), registered.size()); // caught
     std::vector<Registered> former;

@@ -49,6 +49,27 @@ TEST(StateLock, NeitherSideStarvesTheOther) {
         SharedHold hold(state);
 }
 
+TEST(StateLock, ACallbackGoesByThoseWhoStandBackForAWaiter) {
+    StateLock state;
+    std::atomic<bool> wasIn{false}, onItsWay{false};
+    std::jthread exclusive, latecomer;
+    SharedHold first(state);
+    exclusive = std::jthread([&] {
+        ExclusiveHold hold(state);
+        wasIn = true;
+    });
+    ASSERT_TRUE(eventually([&] { return state.exclusiveWaiters() == 1; }));
+    latecomer = std::jthread([&] {
+        onItsWay = true;
+        SharedHold hold(state);
+        EXPECT_TRUE(wasIn);
+    });
+    ASSERT_TRUE(eventually([&] { return onItsWay.load(); }));
+    const agent::spf::core::CallbackScope scope;
+    SharedHold callback(state); // cannot wait for the first, which may be waiting for it
+    EXPECT_FALSE(wasIn);
+}
+
 TEST(StateLock, AnExclusiveWaiterOfAConditionComesBackInAgainstSharersThatNeverPause) {
     StateLock state;
     std::condition_variable_any condition;
