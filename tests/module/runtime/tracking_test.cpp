@@ -76,6 +76,9 @@ TEST_F(Tracking, OnlyAMatchingServiceIsTaken) {
     newer.appear();
     settle();
     EXPECT_EQ(events, "Ff");
+    newer.disappear();
+    settle();
+    EXPECT_EQ(events, "Ffl");
 }
 
 TEST_F(Tracking, PendingWorkRunsInOrderAndSurvivesWhatThrows) {
