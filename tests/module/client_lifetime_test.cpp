@@ -12,10 +12,10 @@ class ClientLifetime : public ClientFixture {};
 TEST_F(ClientLifetime, MayEndInsideItsOwnListenerAtAFind) {
     auto client = makeClient(10, 0);
     std::promise<void> ended;
-    static_cast<void>(client->addStatusListenerV2([&](const auto&, const auto&) {
+    client->addStatusListenerV2([&](const auto&, const auto&) {
         client.reset();
         ended.set_value();
-    }));
+    });
     appear();
     ASSERT_TRUE(comes(ended.get_future()));
 }
@@ -24,10 +24,10 @@ TEST_F(ClientLifetime, WaitsForAListenerThatIsBeingTold) {
     auto client = makeClient(10, 0);
     std::promise<void> told;
     std::atomic<bool> endedMeanwhile{false};
-    static_cast<void>(client->addStatusListenerV2([&](const auto&, const auto&) {
+    client->addStatusListenerV2([&](const auto&, const auto&) {
         told.set_value();
         endedMeanwhile = eventually([&] { return log.mentions("Destroyed tracker") != 0; }, 200ms);
-    }));
+    });
     daemon.answer("getLoginInfo", LoginInfo());
     daemon.appear();
     ASSERT_TRUE(comes(told.get_future()));

@@ -11,6 +11,9 @@ using agent::spf::cppmsclientutils::Executors;
 
 class Crossing : public SubjectTest {
 protected:
+    ZelkorLogin::StatusListenerId listen() {
+        return client->login->addStatusListenerV2([](auto&, auto&) {});
+    }
     void make(int call, int service) { client.emplace(GetParam().make(call, service, std::nullopt)); }
     void appear(CallingDaemon& which) {
         const auto before = log.count(16, found);
@@ -37,13 +40,13 @@ TEST_P(Crossing, WhatAListenerRegistersIsMadeByTheNextDaemonWhenThisOneDiesMeanw
     make(10, 3600);
     appear(daemon);
     for (const bool removes : {false, true}) {
-        const auto id = client->login->addStatusListenerV2([](auto&, auto&) {});
-        static_cast<void>(client->login->addStatusListenerV2([this, id, removes](auto&, auto&) {
+        const auto id = listen();
+        client->login->addStatusListenerV2([this, id, removes](auto&, auto&) {
             if (removes)
                 client->login->removeStatusListener(id);
             else
-                static_cast<void>(client->login->addStatusListenerV2([](auto&, auto&) {}));
-        }));
+                static_cast<void>(listen());
+        });
         daemon.hold("getRelease");
         std::jthread calling([&] { EXPECT_EQ(client->detail->getRelease(), ""); });
         ASSERT_TRUE(daemon.waitForHeld(1));
@@ -58,8 +61,7 @@ TEST_P(Crossing, WhatAListenerRegistersIsMadeByTheNextDaemonWhenThisOneDiesMeanw
         auto asked = std::async(std::launch::async, [&] { return client->detail->getRelease(); });
         ASSERT_TRUE(comes(asked));
         EXPECT_EQ(asked.get(), "r");
-        auto more = std::async(std::launch::async,
-                               [&] { return client->login->addStatusListenerV2([](auto&, auto&) {}); });
+        auto more = std::async(std::launch::async, [&] { return listen(); });
         ASSERT_TRUE(comes(more));
     }
 }
@@ -67,7 +69,7 @@ TEST_P(Crossing, WhatAListenerRegistersIsMadeByTheNextDaemonWhenThisOneDiesMeanw
 TEST_P(Crossing, CallbacksThatBlockDoNotKeepTheNextDaemonFromBeingFound) {
     make(10, 0);
     appear(daemon);
-    static_cast<void>(client->login->addLogoutNegotiator({"n", nullptr}));
+    client->login->addLogoutNegotiator({"n", nullptr});
     std::promise<void> goOn;
     const auto blocked = goOn.get_future().share();
     std::atomic<int> done{0};
@@ -89,8 +91,7 @@ TEST_P(Crossing, CallbacksThatBlockDoNotKeepTheNextDaemonFromBeingFound) {
 TEST_P(Crossing, AListenerThatIsCalledBeforeItsAddIsAnsweredMayUseItsClient) {
     make(10, 10);
     appear(daemon);
-    const auto nothing = [](auto&, auto&) {};
-    const auto first = client->login->addStatusListenerV2(nothing);
+    const auto first = listen();
     for (const bool fromAnotherThread : {false, true}) {
         daemon.on(addMethod(), [&](const FakeDaemon::Call& call) {
             auto called =
@@ -106,7 +107,7 @@ TEST_P(Crossing, AListenerThatIsCalledBeforeItsAddIsAnsweredMayUseItsClient) {
                 return; // the new daemon's state
             if (fromAnotherThread)
                 release->set_value(std::async(std::launch::async, [&] {
-                                       const auto more = client->login->addStatusListenerV2(nothing);
+                                       const auto more = listen();
                                        EXPECT_TRUE(client->login->removeStatusListener(more));
                                        for (int i = 0; i < 30; ++i)
                                            EXPECT_EQ(client->detail->getRelease(), "r");
@@ -126,8 +127,8 @@ TEST_P(Crossing, AListenerThatIsCalledBeforeItsAddIsAnsweredMayUseItsClient) {
 TEST_P(Crossing, ARemovalInsideACallbackWaitsForNothing) {
     make(10, 10);
     appear(daemon);
-    const auto id = client->login->addStatusListenerV2([](auto&, auto&) {});
-    const auto another = client->login->addStatusListenerV2([](auto&, auto&) {});
+    const auto id = listen();
+    const auto another = listen();
     daemon.hold("removeStatusListener");
     auto removingAnother = std::async(std::launch::async, [&] {
         const agent::spf::core::CallbackScope scope;
@@ -137,7 +138,7 @@ TEST_P(Crossing, ARemovalInsideACallbackWaitsForNothing) {
     ASSERT_TRUE(daemon.waitForHeld(1)); // soon after
     daemon.release(GenericPayload::of(true));
     daemon.hold(addMethod());
-    std::jthread adding([&] { static_cast<void>(client->login->addStatusListenerV2([](auto&, auto&) {})); });
+    std::jthread adding([&] { listen(); });
     ASSERT_TRUE(daemon.waitForHeld(1));
     auto removing = std::async(std::launch::async, [&] {
         const agent::spf::core::CallbackScope scope;
@@ -155,7 +156,7 @@ TEST_P(Crossing, ARegistrationInsideACallbackWaitsForNoDaemon) {
     make(10, 3600);
     auto registering = std::async(std::launch::async, [&] {
         const agent::spf::core::CallbackScope scope; // of a daemon that is gone
-        return client->login->addStatusListenerV2([](auto&, auto&) {});
+        return listen();
     });
     ASSERT_TRUE(comes(registering));
     EXPECT_FALSE(registering.get().isEmpty());
@@ -165,8 +166,7 @@ TEST_P(Crossing, ARegistrationInsideACallbackWaitsForNoDaemon) {
 
 TEST_P(Crossing, ARegistrationThatWaitsForADaemonIsMadeOnce) {
     make(10, 3600);
-    std::jthread registering(
-        [&] { EXPECT_FALSE(client->login->addStatusListenerV2([](auto&, auto&) {}).isEmpty()); });
+    std::jthread registering([&] { EXPECT_FALSE(listen().isEmpty()); });
     ASSERT_TRUE(eventually([&] { return log.mentions("Waiting for up to 3600s...") != 0; }));
     appear(daemon);
     registering.join();
@@ -179,8 +179,7 @@ TEST_P(Crossing, ANegotiatorGetsItsAnswersByAnyThreadWhileARegistrationWaits) {
     daemon.hold("negotiateLogout");
     std::jthread negotiating([&] { client->detail->negotiateLogout({1}); });
     ASSERT_TRUE(daemon.waitForHeld(1));
-    std::jthread registering(
-        [&] { static_cast<void>(client->login->addStatusListenerV2([](auto&, auto&) {})); });
+    std::jthread registering([&] { listen(); });
     const auto ask = [&] { EXPECT_EQ(client->detail->getRelease(), "r"); };
     auto asked = std::async(std::launch::async, [&] {
         const agent::spf::core::CallbackScope scope; // the negotiator
@@ -195,7 +194,7 @@ TEST_P(Crossing, ANegotiatorGetsItsAnswersByAnyThreadWhileARegistrationWaits) {
 TEST_P(Crossing, TheEndDoesNotWaitForAReplayThatHangsAndSendsNothingMore) {
     make(10, 0);
     for (int i = 0; i < 400; ++i)
-        static_cast<void>(client->login->addStatusListenerV2([](auto&, auto&) {}));
+        listen();
     daemon.hold(addMethod());
     daemon.appear();
     ASSERT_TRUE(daemon.waitForHeld(1));

@@ -34,19 +34,19 @@ protected:
 
 TEST_P(RegistrationValues, ListenersGetTheDaemonsRecordsInTheirOrder) {
     std::vector<LoginInfo> seen;
-    static_cast<void>(client.login->addStatusListenerV2([&](const auto& now, const auto& before) {
+    client.login->addStatusListenerV2([&](const auto& now, const auto& before) {
         if (before == LoginInfo())
             return; // the new daemon's state
         seen.push_back(now);
         seen.push_back(before);
-    }));
+    });
     call(addMethod(), someone(), was);
     EXPECT_THAT(seen, ElementsAre(someone(), was));
     boost::optional<LoginInfo> now;
-    static_cast<void>(client.login->addStatusListener([&](auto info) {
+    client.login->addStatusListener([&](auto info) {
         if (info == was) // else the new daemon's state
             now = info;
-    }));
+    });
     if (version1())
         call("addStatusListener", boost::optional<LoginInfo>(was));
     else
@@ -58,10 +58,10 @@ TEST_P(RegistrationValues, ListenersGetTheDaemonsRecordsInTheirOrder) {
 TEST_P(RegistrationValues, NegotiatorsGetTheTermsAndTheDaemonTheirAnswer) {
     NegotiatorResponse answer;
     std::vector<std::uint32_t> terms;
-    static_cast<void>(client.login->addLogoutNegotiator({"editor", [&](const NegotiationTerms& asked) {
-                                                             terms.push_back(asked.value);
-                                                             return answer;
-                                                         }}));
+    client.login->addLogoutNegotiator({"editor", [&](const NegotiationTerms& asked) {
+                                           terms.push_back(asked.value);
+                                           return answer;
+                                       }});
     EXPECT_EQ(daemon.last("addLogoutNegotiator")->arguments.get<std::string>(0), "editor");
     for (const auto decision : {Position::Object, Position::Ask, Position::Accept}) {
         answer = {decision, u"m" + std::u16string(1, u'0' + static_cast<int>(decision))};
@@ -70,7 +70,7 @@ TEST_P(RegistrationValues, NegotiatorsGetTheTermsAndTheDaemonTheirAnswer) {
     EXPECT_THAT(terms, Each(7u));
 
     bool veto = false;
-    static_cast<void>(client.login->addLogoutVetoer([&] { return veto; }));
+    client.login->addLogoutVetoer([&] { return veto; });
     for (const bool now : {true, false}) {
         veto = now;
         if (version1()) {
@@ -85,24 +85,20 @@ TEST_P(RegistrationValues, NegotiatorsGetTheTermsAndTheDaemonTheirAnswer) {
 }
 
 TEST_P(RegistrationValues, AReplayKeepsTheOrderOfTheKinds) {
-    static_cast<void>(client.login->addLogoutNegotiator({"editor", nullptr}));
-    static_cast<void>(client.login->addLogoutVetoer([] { return false; }));
-    static_cast<void>(client.login->addStatusListenerV2([](auto&, auto&) {}));
-    static_cast<void>(client.login->addStatusListener([](auto) {}));
+    client.login->addLogoutNegotiator({"editor", nullptr});
+    client.login->addLogoutVetoer([] { return false; });
+    client.login->addStatusListenerV2([](auto&, auto&) {});
+    client.login->addStatusListener([](auto) {});
     auto next = makeDaemon(5);
     next.appear();
     ASSERT_TRUE(next.waitForCalls("getLoginInfo"));
-    std::vector<std::string> added;
+    std::string added;
     for (const auto& call : next.calls()) {
         if (call.method.starts_with("add"))
-            added.push_back(call.method);
+            added += call.method.substr(3) + ' ';
     }
-    if (version1())
-        EXPECT_THAT(added, ElementsAre("addStatusListener", "addStatusListenerV2", "addLogoutVetoer",
-                                       "addLogoutNegotiator"));
-    else
-        EXPECT_THAT(added, ElementsAre("addStatusListener", "addStatusListener", "addLogoutNegotiator",
-                                       "addLogoutNegotiator"));
+    EXPECT_EQ(added, version1() ? "StatusListener StatusListenerV2 LogoutVetoer LogoutNegotiator "
+                                : "StatusListener StatusListener LogoutNegotiator LogoutNegotiator ");
 }
 
 TEST_P(RegistrationValues, OverTheDaemonsLimitARegistrationWaitsForOneWithRoom) {

@@ -45,7 +45,7 @@ TEST_F(Secrecy, NoSecretIsInAnyLogLineOrExceptionText) {
         errors += textOf([&] { client.clearSettings(); });
     };
     const auto listening = makeClient(10, 60);
-    static_cast<void>(listening->addStatusListenerV2([](const auto&, const auto&) {}));
+    listening->addStatusListenerV2([](const auto&, const auto&) {});
     walk(*listening);
     ZelkorLoginImpl version1(configuration(10, 60));
     walk(version1);

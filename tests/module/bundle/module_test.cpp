@@ -159,10 +159,10 @@ TEST_F(ModuleHost, AFunctionThatTheDaemonCallsBeforeItAnswersMayUseItsClient) {
         call.answer(FakeDaemon::Payload::of(login::detail::createUuid()));
     });
     std::string release;
-    static_cast<void>(login->addLogoutNegotiator({"asks", [&](const auto&) {
-                                                      release = detail->getRelease();
-                                                      return login::NegotiatorResponse{};
-                                                  }}));
+    login->addLogoutNegotiator({"asks", [&](const auto&) {
+                                    release = detail->getRelease();
+                                    return login::NegotiatorResponse{};
+                                }});
     EXPECT_EQ(release, "1.2");
 }
 
