@@ -19,6 +19,19 @@ inline login::LoginInfo someone() {
     return person(u"someone");
 }
 
+/// All of whose fields are hard to send.
+inline login::LoginInfo sampleInfo() {
+    // Unpaired surrogates, embedded zeros and bytes that are no UTF-8 must all arrive.
+    return {u"u\xd800id",
+            std::u16string(u"a\0b", 3),
+            u"given",
+            u"",
+            std::string("\xff\0z", 3),
+            u"e@x",
+            static_cast<login::LoginInfo::Level>(-17),
+            0x7fffffff};
+}
+
 /// What is kept of that person, who is to be remembered.
 inline login::detail::LoginData dataOf(login::LoginInfo info) {
     login::detail::LoginData data;
