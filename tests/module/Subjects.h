@@ -122,6 +122,7 @@ public:
         for (const char* method : {"removeStatusListener", "removeLogoutNegotiator", "removeLogoutVetoer"})
             on(method, [this](const Call& call) { remove(call); });
     }
+    ~CallingDaemon() { end(); }
 
     /// What the method is answered with, unless it fails.
     static GenericPayload resultOf(const std::string& method) {
