@@ -8,8 +8,6 @@
 
 #include <boost/optional/optional_io.hpp>
 
-#include <array>
-
 namespace {
 
 using namespace login;
@@ -60,9 +58,6 @@ public:
 
 class Registrations : public SubjectTest {
 protected:
-    static AnyClient makeClient(Executor& pool) {
-        return GetParam().make(10, 0, agent::spf::cppmsclientutils::Executors(pool));
-    }
     /// The rest of the registrations with a daemon is not made after one has failed.
     bool failureEndsReplay() const { return version1(); }
     void settle() { ASSERT_TRUE(executor.settles()); }
@@ -92,7 +87,7 @@ protected:
     }
 
     OneThread executor;
-    AnyClient owner = makeClient(executor);
+    AnyClient owner = GetParam().make(10, 0, agent::spf::cppmsclientutils::Executors(executor));
     ZelkorLogin* client = owner.login;
 };
 
@@ -244,25 +239,6 @@ TEST_P(Registrations, ARefreshTellsEachListenerOnceWhoIsSignedInNow) {
     const auto asked = daemon.last("getLoginInfo").value();
     EXPECT_EQ(asked.arguments.get<std::string>(0), "CONNECTOR");
     EXPECT_EQ(asked.arguments.get<int>(1), 2);
-}
-
-TEST_P(Registrations, AListenerThatBlocksHoldsUpNoOther) {
-    Executor roomy{{.minThreads = 1, .maxThreads = 2, .idleTimeout = 30s, .name = "roomy"}};
-    owner = makeClient(roomy);
-    client = owner.login;
-    std::promise<void> goOn;
-    const auto blocking = Registered::make(*client, 1, [done = goOn.get_future().share()] { done.wait(); });
-    const auto other = Registered::make(*client, 2);
-    std::array<CallingDaemon, 3> daemons{makeDaemon(), makeDaemon(), makeDaemon()};
-    for (auto& daemon : daemons) {
-        daemon.appear();
-        ASSERT_TRUE(eventually([&] { return daemon.live() == 2; }));
-        ASSERT_TRUE(eventually([&] { return *blocking.called == 1; }));
-        daemon.disappear();
-    }
-    goOn.set_value();
-    ASSERT_TRUE(eventually([&] { return *blocking.called == 3; }));
-    owner.end();
 }
 
 TEST_P(Registrations, AFunctionMayDoWhatItLikesWhileItsClientWaitsForIt) {
