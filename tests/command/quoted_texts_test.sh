@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Whoever searches docs/troubleshooting.md for a line from a log has to find it: every text quoted there, in a log line
-# or in the first column of a table, stands in the code. "..." and the named examples stand for what varies.
+# or in the first column of a table, stands in the code. "..." and the named examples stand for what varies. And
+# docs/integrating.md shows the example host as it is.
 set -euo pipefail
 root=$1
 page=$root/docs/troubleshooting.md
@@ -29,5 +30,11 @@ while IFS= read -r fragment; do
 done < <(quoted | sed -E 's/\.\.\.|ZelkorLogin-v2\.1|getRelease|addStatusListener|Connection refused|<the reason>| {2,}.*|[-0-9]+|[`:,(=]|\. /\n/g' |
     sed -E 's/^ +//; s/ +$//')
 
+# shellcheck disable=SC2016  # the backticks are those of the page
+shown=$(sed -n '/^```cpp$/,/^```$/p' "$root/docs/integrating.md")
+if [[ $shown != *"$(<"$root/examples/minimal_host.cpp")"* ]]; then
+    echo 'docs/integrating.md has to show examples/minimal_host.cpp'
+    wrong=1
+fi
 ((checked > 60)) || { printf 'only %d texts found in %s\n' "$checked" "$page" && wrong=1; }
 exit "$wrong"

@@ -15,33 +15,32 @@
 
 namespace zelkor::test {
 
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
+using namespace testing;
 
 /// What a program did.
 struct Ended {
     int code = -1;
     std::string out, err;
+    friend void PrintTo(const Ended& ended, std::ostream* to) {
+        *to << ended.code << "\nout: " << ended.out << "\nerr: " << ended.err;
+    }
 };
 
 /// A daemon, not started yet, and programs run beside it.
 class HostFixture : public testing::Test {
 protected:
     TempDirectory place;
-    hshd::DaemonProcess daemon{{.program = HSHD_PROGRAM,
-                                .socketDirectory = place / "zelkor",
-                                .stateDirectory = place / "state",
-                                .arguments = {"--signed-in", "ada:2"},
-                                .errorFile = place / "hshd.log"}};
-    hshd::DaemonProcess misbehaving{
-        {.program = HSHD_PROGRAM,
-         .socketDirectory = place / "zelkor",
-         .stateDirectory = place / "state",
-         .arguments = {"--signed-in", "ada:2", "--accounts", (place / "accounts.json").string(), "--script",
-                       (place / "script.json").string()},
-         .errorFile = place / "hshd.log"}};
+    hshd::DaemonProcess daemon = daemonWith({"--signed-in", "ada:2"});
+    hshd::DaemonProcess misbehaving = daemonWith(
+        {"--signed-in", "ada:2", "--accounts", place / "accounts.json", "--script", place / "script.json"});
 
+    hshd::DaemonProcess daemonWith(std::vector<std::string> arguments) const {
+        return hshd::DaemonProcess({.program = HSHD_PROGRAM,
+                                    .socketDirectory = place / "zelkor",
+                                    .stateDirectory = place / "state",
+                                    .arguments = std::move(arguments),
+                                    .errorFile = place / "hshd.log"});
+    }
     /// Before a shell command.
     std::string here() const { return "XDG_RUNTIME_DIR='" + place.path().string() + "' "; }
     /// A shell command in which programs find the daemon by themselves.

@@ -10,11 +10,8 @@ class HostConfiguration : public HostFixture {};
 
 TEST_F(HostConfiguration, WhatCannotBeUsedIsNamedWithItsFileAndPlace) {
     const auto complain = [&](const std::string& json, const std::string& complaint) {
-        const auto ended = configured(json);
-        EXPECT_EQ(ended.code, 2) << json;
-        EXPECT_THAT(ended.out, IsEmpty());
-        EXPECT_THAT(ended.err, HasSubstr((place / "host.json").string())) << json;
-        EXPECT_THAT(ended.err, HasSubstr(complaint)) << json;
+        const auto file = (place / "host.json").string();
+        EXPECT_THAT(configured(json), FieldsAre(2, "", AllOf(HasSubstr(file), HasSubstr(complaint)))) << json;
     };
     complain("", "line 1");
     complain("{\"clientId\":\n \"canary\" x}", "line 2");
@@ -34,9 +31,7 @@ TEST_F(HostConfiguration, WhatCannotBeUsedIsNamedWithItsFileAndPlace) {
 
 TEST_F(HostConfiguration, WhatCannotBeSetUpIsAConfigurationErrorAndSaysWhatToDo) {
     const auto complain = [&](const Ended& ended, const std::string& complaint) {
-        EXPECT_EQ(ended.code, 2);
-        EXPECT_THAT(ended.out, IsEmpty());
-        EXPECT_THAT(ended.err, HasSubstr(complaint));
+        EXPECT_THAT(ended, FieldsAre(2, "", HasSubstr(complaint)));
     };
     complain(zelkorlogin(""), "A subcommand is required");
     complain(zelkorlogin("status --timeout 0"), "--timeout");
@@ -58,13 +53,10 @@ TEST_F(HostConfiguration, AFileIsUsedAndTheCommandLineStandsAboveIt) {
         "bundle": ")" MODULE_FILE R"(", "clientId": "from-file", "desktopServices": true,
         "socketDirectory": "elsewhere",
         "configurations": {"hv.HalvorinServiceHost.ZelkorLogin~mine": {"a": [1, 1.5, "x", true, {"b": 2}]}}})";
-    auto ended = configured(file);
-    EXPECT_EQ(ended.code, 3);
-    EXPECT_THAT(ended.err, HasSubstr((place / "elsewhere/hshd.sock").string()));
-    ended =
-        configured(file, "status --direct --timeout 60 --socket-dir '" + (place / "zelkor").string() + "'");
-    EXPECT_EQ(ended.code, 0) << ended.err;
-    EXPECT_THAT(ended.out, HasSubstr("hv.HalvorinServiceHost.ZelkorLogin~mine"));
+    EXPECT_THAT(configured(file), FieldsAre(3, _, HasSubstr((place / "elsewhere/hshd.sock").string())));
+    const auto options = "status --direct --timeout 60 --socket-dir '" + (place / "zelkor").string() + "'";
+    EXPECT_THAT(configured(file, options),
+                FieldsAre(0, HasSubstr("hv.HalvorinServiceHost.ZelkorLogin~mine"), _));
     EXPECT_THAT(contentOf(place / "hshd.log"), HasSubstr("from-file"));
 }
 

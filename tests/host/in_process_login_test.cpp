@@ -2,6 +2,7 @@
 
 #include "host/session/InProcessLogin.h"
 #include "module/v2/session/ZelkorLogin.h"
+#include "tests/support/People.h"
 #include "tests/support/RecordingLogin.h"
 #include "tests/support/Testing.h"
 
@@ -15,18 +16,7 @@ using Position = Negotiator::Position;
 
 class InProcess : public Test {
 protected:
-    static LoginInfo ada(Level level = Level::SignedIn) {
-        LoginInfo info;
-        info.userId = u"ada";
-        info.level = level;
-        return info;
-    }
-    static login::detail::LoginData dataOf(LoginInfo info) {
-        login::detail::LoginData data;
-        data.info = std::move(info);
-        data.rememberMe = true;
-        return data;
-    }
+    static LoginInfo ada(Level level = Level::SignedIn) { return person(u"ada", level); }
     std::shared_ptr<InProcessLogin> make(std::chrono::milliseconds negotiationLimit = generousLimit) {
         return std::make_shared<InProcessLogin>(
             [](const LoginInfo& identity, const std::string&, Level) {

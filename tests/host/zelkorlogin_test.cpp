@@ -4,6 +4,7 @@
 #include "host/commands/PrintableText.h"
 #include "tests/host/HostFixture.h"
 #include "tests/host/RunningProgram.h"
+#include "tests/support/People.h"
 
 #include <foundation/json.h>
 #include <login/ZelkorLogin.h>
@@ -30,34 +31,27 @@ TEST_F(Zelkorlogin, ShowsAndEndsALoginThatAnotherProcessMadeAndDefends) {
     namespace among = zelkor::host::among;
     const auto login = host.get<login::ZelkorLogin>(among::daemonClients);
     const std::string canary = "CaNaRy-4711";
-    login::LoginInfo info;
-    info.userId = u"grace";
+    auto info = person(u"grace");
     info.displayName = u"Grace \"Amazing\" Höpper";
-    info.level = login::LoginInfo::Level::SignedIn;
     const auto vetoer = host.get<login::control::LoginVetoer>(among::daemonClients);
     vetoer->vetoSignIn(true); // what the module throws has a type of this program
     EXPECT_THROW(login->impersonate(login::AccessToken(canary), info), agent::spf::core::InvocationError);
     vetoer->vetoSignIn(false);
     login->impersonate(login::AccessToken(canary), info);
     EXPECT_THAT(zelkorlogin("status --direct").out, HasSubstr("Höpper is logged in"));
-    auto ended = zelkorlogin("status"); // the session starts with whom the daemon remembers
-    EXPECT_THAT(ended.out, HasSubstr("ada is logged in"));
-    EXPECT_THAT(ended.out, HasSubstr("its login   Grace \"Amazing\" Höpper, level signed-in (2)"));
+    EXPECT_THAT(zelkorlogin("status").out, // the session starts with whom the daemon remembers
+                AllOf(HasSubstr("ada is logged in"),
+                      HasSubstr("its login   Grace \"Amazing\" Höpper, level signed-in (2)")));
     EXPECT_EQ(zelkorlogin("token").code, 1) << "the daemon's token is not the session's";
-    login::detail::LoginData data;
-    data.info = info;
-    data.rememberMe = true;
-    host.get<login::detail::ZelkorLogin>(among::daemonClients)->persistIdentity(data);
+    host.get<login::detail::ZelkorLogin>(among::daemonClients)->persistIdentity(dataOf(info));
     const auto negotiator = login->addLogoutNegotiator(
         {"editor", [](const auto&) {
              return login::NegotiatorResponse{login::Negotiator::Position::Object, u"unsaved\x1bwork"};
          }});
 
-    ended = zelkorlogin("status");
-    EXPECT_EQ(ended.code, 0) << ended.err;
-    EXPECT_THAT(ended.out, HasSubstr("Grace \"Amazing\" Höpper is logged in, level signed-in (2)"));
-    ended = zelkorlogin("--json status");
-    const auto status = parse(ended.out);
+    EXPECT_THAT(zelkorlogin("status"),
+                FieldsAre(0, HasSubstr("Grace \"Amazing\" Höpper is logged in, level signed-in (2)"), _));
+    const auto status = parse(zelkorlogin("--json status").out);
     EXPECT_EQ(status.at("user").at("id").as_string(), "grace");
     EXPECT_EQ(status.at("user").at("name").as_string(), "Grace \"Amazing\" Höpper");
     EXPECT_EQ(status.at("daemon").at("generation").as_string(), host.connection().generation.c_str());
@@ -67,41 +61,30 @@ TEST_F(Zelkorlogin, ShowsAndEndsALoginThatAnotherProcessMadeAndDefends) {
     EXPECT_FALSE(status.at("sessionId").as_string().empty());
     EXPECT_EQ(zelkorlogin("status --level confirmed").code, 1);
 
-    ended = zelkorlogin("token --log-level debug");
-    EXPECT_EQ(ended.code, 0);
-    EXPECT_EQ(ended.out, canary + "\n");
-    EXPECT_THAT(ended.err, HasSubstr("requestAccessToken")); // it did log
-    EXPECT_THAT(ended.err + contentOf(place / "hshd.log"), Not(HasSubstr(canary)));
+    const auto hidesIt = Not(HasSubstr(canary));
+    EXPECT_THAT(zelkorlogin("token --log-level debug"),
+                FieldsAre(0, canary + "\n", AllOf(HasSubstr("requestAccessToken"), hidesIt)));
+    EXPECT_THAT(contentOf(place / "hshd.log"), hidesIt);
     EXPECT_EQ(parse(zelkorlogin("token --json").out).at("token").as_string(), canary.c_str());
-    ended = zelkorlogin("token --level confirmed");
-    EXPECT_EQ(ended.code, 1);
-    EXPECT_THAT(ended.out, IsEmpty());
+    EXPECT_THAT(zelkorlogin("token --level confirmed"), FieldsAre(1, "", _));
 
     EXPECT_EQ(zelkorlogin("negotiate").code, 4);
-    ended = zelkorlogin("logout");
-    EXPECT_EQ(ended.code, 4);
-    EXPECT_THAT(ended.err, HasSubstr("objects: unsaved\ufffdwork"));
+    EXPECT_THAT(zelkorlogin("logout"), FieldsAre(4, _, HasSubstr("objects: unsaved\ufffdwork")));
     EXPECT_EQ(parse(zelkorlogin("logout --json").out).at("objections").at(0).as_string(), "unsaved\x1bwork");
     EXPECT_EQ(zelkorlogin("status").code, 0);
-    ended = zelkorlogin("logout --force");
-    EXPECT_EQ(ended.code, 0);
-    EXPECT_THAT(ended.out, HasSubstr("Höpper is logged out"));
+    EXPECT_THAT(zelkorlogin("logout --force"), FieldsAre(0, HasSubstr("Höpper is logged out"), _));
     EXPECT_EQ(zelkorlogin("status").code, 1);
     EXPECT_EQ(zelkorlogin("token").code, 1);
     EXPECT_TRUE(login->removeLogoutNegotiator(negotiator));
-    ended = zelkorlogin("logout");
-    EXPECT_EQ(ended.code, 0) << ended.err;
-    EXPECT_THAT(ended.out, HasSubstr("Nobody was logged in"));
+    EXPECT_THAT(zelkorlogin("logout"), FieldsAre(0, HasSubstr("Nobody was logged in"), _));
 }
 
 TEST_F(Zelkorlogin, ListsWhoCouldAnswerAndNamesAWrongOrder) {
     daemon.start();
-    const auto listed = zelkorlogin("status --all");
-    EXPECT_EQ(listed.code, 0);
-    EXPECT_THAT(listed.out, HasSubstr("login::detail::ZelkorLogin\n"
-                                      "   20  login::spf::session::ZelkorLogin, version 2\n"
-                                      "   10  login::spf::ZelkorLogin_"));
-    EXPECT_THAT(listed.err, IsEmpty());
+    const std::string listed = "login::detail::ZelkorLogin\n"
+                               "   20  login::spf::session::ZelkorLogin, version 2\n"
+                               "   10  login::spf::ZelkorLogin_";
+    EXPECT_THAT(zelkorlogin("status --all"), FieldsAre(0, HasSubstr(listed), ""));
     const std::string wrong = R"({"configurations": {"hv.HalvorinServiceHost.ZelkorLoginDetail~a": {},
                                                      "hv.HalvorinServiceHost.ZelkorLogin~a": {}}})";
     const std::string advice = "Put hv.HalvorinServiceHost.ZelkorLogin before it";
@@ -112,15 +95,10 @@ TEST_F(Zelkorlogin, ListsWhoCouldAnswerAndNamesAWrongOrder) {
 }
 
 TEST_F(Zelkorlogin, TellsWhichVersionADaemonHasAndWhichIsWanted) {
-    hshd::DaemonProcess old{{.program = HSHD_PROGRAM,
-                             .socketDirectory = place / "zelkor",
-                             .stateDirectory = place / "state",
-                             .arguments = {"--versions", "1"},
-                             .errorFile = place / "hshd.log"}};
+    auto old = daemonWith({"--versions", "1"});
     old.start();
-    const auto ended = zelkorlogin("status --timeout 1");
-    EXPECT_EQ(ended.code, 3);
-    EXPECT_THAT(ended.err, HasSubstr("offers ZelkorLogin 1.7, and ZelkorLogin 2.1 is wanted"));
+    EXPECT_THAT(zelkorlogin("status --timeout 1"),
+                FieldsAre(3, _, HasSubstr("offers ZelkorLogin 1.7, and ZelkorLogin 2.1 is wanted")));
 }
 
 TEST_F(Zelkorlogin, WatchesThroughTheEndOfTheDaemonUntilItIsInterrupted) {
@@ -189,15 +167,14 @@ TEST(LoginEvents, WhatIsNotTakenIsDroppedFromTheOldestAndCounted) {
 TEST_F(Zelkorlogin, ALoginWithATimeoutEndsWithItWhateverIsMissing) {
     startWithRules("");
     RunningProgram unanswered(here() + ZELKORLOGIN_PROGRAM " login --again --timeout 1");
-    const auto screen = unanswered.screen();
+    EXPECT_THAT(unanswered.screen(),
+                AllOf(HasSubstr("Account: "),
+                      HasSubstr("no outcome within the 1 s of --timeout; the request was aborted")));
     EXPECT_EQ(unanswered.end(), 3);
-    EXPECT_THAT(screen, HasSubstr("Account: "));
-    EXPECT_THAT(screen, HasSubstr("no outcome within the 1 s of --timeout; the request was aborted"));
     misbehaving.stop();
     startWithRules(R"({"method": "requestLoginAsync", "do": "never"})");
-    const auto ended = zelkorlogin("login --timeout 1");
-    EXPECT_EQ(ended.code, 3) << "no answer is no refusal";
-    EXPECT_THAT(ended.err, HasSubstr("requestLoginAsync"));
+    EXPECT_THAT(zelkorlogin("login --timeout 1"), FieldsAre(3, _, HasSubstr("requestLoginAsync")))
+        << "no answer is no refusal";
 }
 
 TEST_F(Zelkorlogin, WhatADaemonSaysIsHarmlessAndShortInATerminal) {
@@ -223,10 +200,8 @@ TEST_F(Zelkorlogin, WhatADaemonSaysIsHarmlessAndShortInATerminal) {
 TEST_F(Zelkorlogin, AnAbsentOrSilentDaemonIsToldFromALoggedOutUser) {
     const auto socket = (place / "zelkor/hshd.sock").string();
     const auto expectAbsent = [&](const Ended& ended) {
-        EXPECT_EQ(ended.code, 3);
-        EXPECT_THAT(ended.out, IsEmpty());
-        EXPECT_THAT(ended.err, HasSubstr(socket));
-        EXPECT_THAT(ended.err, HasSubstr("hshd --socket-dir '" + (place / "zelkor").string() + "'"));
+        const auto advice = "hshd --socket-dir '" + (place / "zelkor").string() + "'";
+        EXPECT_THAT(ended, FieldsAre(3, "", AllOf(HasSubstr(socket), HasSubstr(advice))));
     };
     for (const auto* command : {"status --timeout 1", "logout --force --timeout 1"})
         expectAbsent(zelkorlogin(command));
@@ -240,9 +215,7 @@ TEST_F(Zelkorlogin, AnAbsentOrSilentDaemonIsToldFromALoggedOutUser) {
         const auto ended = configured(
             R"({"configurations": {"hv.HalvorinServiceHost.ZelkorLogin~x": {"timeouts::call": 0}}})",
             command);
-        EXPECT_EQ(ended.code, 3) << command;
-        EXPECT_THAT(ended.out, IsEmpty());
-        EXPECT_THAT(ended.err, HasSubstr("did not answer"));
+        EXPECT_THAT(ended, FieldsAre(3, "", HasSubstr("did not answer"))) << command;
     }
     EXPECT_EQ(zelkorlogin("status").code, 0); // nobody was logged out by that
     ASSERT_EQ(::kill(daemon.pid(), SIGSTOP), 0);

@@ -4,6 +4,7 @@
 #include "hshd/Release.h"
 #include "hshd/services/LoginServiceV2.h"
 #include "hshd/services/StatusNotifier.h"
+#include "tests/support/People.h"
 #include "tests/support/Testing.h"
 
 #include <agent/spf/transport/Server.h>
@@ -183,14 +184,15 @@ struct Peer {
                     GenericPayload::of(NegotiationTerms{terms}), timeLeft);
     }
     bool remove(const char* method, const uuid& id) { return ask<bool>(method, id); }
+    Outcome requestLogin(int level = 2, const std::string& options = "{}") {
+        return call<void(std::string, ExportedCallback, int, std::string)>(
+            "requestLoginAsync", std::string("test"), exported<void(LoginInfo, std::string)>(), level,
+            options);
+    }
+    Outcome requestLogout(const std::string& options = "{}") {
+        return call<void(ExportedCallback, std::string)>("requestLogoutWithOptionsAsync",
+                                                         exported<void(std::string)>(), options);
+    }
 };
-
-inline LoginInfo person(std::u16string name, Level level = Level::SignedIn) {
-    LoginInfo info;
-    info.userId = name;
-    info.displayName = name + u" Example";
-    info.level = level;
-    return info;
-}
 
 } // namespace hshd::test

@@ -1,9 +1,9 @@
-#include "contract/calls/CallbackManager.h"
 #include "hshd/process/DaemonProcess.h"
-#include "tests/hshd/Fakes.h"
-#include "tests/support/ConnectedClient.h"
+#include "tests/hshd/Remote.h"
 
 #include <csignal>
+#include <random>
+#include <sstream>
 
 using namespace hshd::test;
 
@@ -31,27 +31,6 @@ struct HshdProcess : Test {
     }
 };
 
-const std::string loginService = "(&(spf.service.name=ZelkorLogin)(spf.service.version=2))";
-
-/// A daemon's service as a client sees it, and what is exported to it.
-struct Remote {
-    Invokables service;
-    core::CallbackManager callbacks{service->callbacks()};
-
-    template <class R = void, class... Args>
-    R call(const std::string& method, Args... args) {
-        return callAndHelp<R>(*service, method, std::move(args)...);
-    }
-    template <class Function>
-    ExportedCallback exported(std::function<Function> function) {
-        return callbacks.makeExportedCallback(core::exportFunction(std::move(function)), std::nullopt,
-                                              std::nullopt, false);
-    }
-    NegotiationsResult negotiate() {
-        return call<NegotiationsResult>("negotiateLogout", NegotiationTerms{1});
-    }
-};
-
 } // namespace
 
 TEST_F(HshdProcess, ServesClientsAndKeepsItsStateThroughAKill) {
@@ -63,93 +42,99 @@ TEST_F(HshdProcess, ServesClientsAndKeepsItsStateThroughAKill) {
     EXPECT_EQ(remote.call<LoginInfo>("getLoginInfo", std::string("test"), 3).displayName, u"ada");
     EXPECT_EQ(remote.call<std::string>("getEndpoint"), "https://e.example");
 
-    using Listen = void(const LoginInfo&, const LoginInfo&);
-    using Negotiate = NegotiatorResponse(const NegotiationTerms&);
-    std::promise<LoginInfo> told;
-    const auto listener = remote.exported<Listen>([&](auto& now, auto&) { told.set_value(now); });
-    const NegotiatorResponse objection{login::Negotiator::Position::Object, u"unsaved work"};
-    const auto objecting = remote.exported<Negotiate>([=](auto&) { return objection; });
     std::promise<void> release;
-    const auto slow = remote.exported<Negotiate>([released = release.get_future().share()](auto&) {
+    remote.addNegotiator("sleeper", [released = release.get_future().share()](auto&) {
         released.wait();
         return NegotiatorResponse();
     });
-    const auto registered = remote.call<uuid>("addStatusListener", listener);
-    remote.call<uuid>("addLogoutNegotiator", std::string("editor"), objecting);
-    remote.call<uuid>("addLogoutNegotiator", std::string("sleeper"), slow);
-    remote.call("impersonate", std::string("eves token"), person(u"eve"));
-    auto change = told.get_future();
-    ASSERT_TRUE(comes(change));
-    EXPECT_EQ(change.get(), person(u"eve"));
-    EXPECT_TRUE(remote.call<bool>("removeStatusListener", registered));
-    EXPECT_EQ(remote.negotiate(),
-              (NegotiationsResult{false, {u"unsaved work", u"sleeper did not answer in time"}, {}}));
+    EXPECT_EQ(remote.negotiation().get(),
+              (NegotiationsResult{false, {u"sleeper did not answer in time"}, {}}));
     release.set_value();
     EXPECT_THAT(errors(), HasSubstr("did not answer in time"));
-    const auto session = remote.call<std::string>("getCurrentSessionId");
-
     EXPECT_EQ(exitCodeOf(daemon({}, "second")), 1);
     EXPECT_THAT(contentOf(directory / "second"), HasSubstr("another hshd"));
 
+    remote.call("impersonate", std::string("eves token"), person(u"eve"));
+    const auto session = remote.call<std::string>("getCurrentSessionId");
     EXPECT_EQ(first.kill(), -SIGKILL);
     auto next = daemon();
     ASSERT_THAT(next.start(), HasSubstr("ready")) << errors();
     Remote again{client.found(remote.service)};
     EXPECT_EQ(again.call<LoginInfo>("getLoginInfo", std::string("test"), 2), person(u"eve"));
     EXPECT_EQ(again.call<std::string>("getCurrentSessionId"), session);
-    EXPECT_TRUE(again.negotiate().accepted) << "registrations end with the daemon";
-    again.call("completeLogout");
     EXPECT_EQ(next.stop(), 0) << errors();
     EXPECT_THAT(errors(), Not(HasSubstr("eves token")));
 }
 
-TEST_F(HshdProcess, MistakesAreExplained) {
-    const std::string accounts = directory / "accounts.json";
-    const auto list = [](const std::string& text) { return R"({"accounts": [)" + text + "]}"; };
-    const std::vector<std::string> withAccounts{"--accounts", accounts};
-    const std::vector<std::string> scripted{"--script", accounts};
-    const struct {
-        std::string accounts; // or script
-        std::vector<std::string> arguments;
-        int exitCode;
-        const char* text;
-    } cases[] = {
-        {"", {"--bogus"}, 2, "--bogus"},
-        {"", {"--signed-in", "ada:9"}, 2, "1 (identified), 2 (signed in), 3 (confirmed)"},
-        {"", {"--log-level", "loud"}, 2, "'loud'"},
-        {"", {"--negotiation-timeout", "0"}, 2, "--negotiation-timeout"},
-        {"", {"--accounts", accounts + "-missing"}, 1, "cannot read the accounts file"},
-        {"{\"accounts\": [\n  }", withAccounts, 1, "accounts.json': invalid JSON at line 2, column 3"},
-        {"[]", withAccounts, 1, R"(must be one object {"accounts": [...]})"},
-        {list("7"), withAccounts, 1, "accounts[0] must be an object"},
-        {list(R"({"name": "a"}, {"name": "b", "level": 4})"), withAccounts, 1,
-         "accounts[1].level must be an integer from 1 to 3"},
-        {list(R"({"displayName": "a"})"), withAccounts, 1, "accounts[0].name is missing"},
-        {list(R"({"name": "a", "email": 1})"), withAccounts, 1, "[0].email must be a string"},
-        {list(R"({"name": "a"}, {"name": "a"})"), withAccounts, 1, "accounts[1].name repeats 'a'"},
-        {list(R"({"name": "a", "lvl": 1})"), withAccounts, 1, "accounts[0].lvl is not a known key"},
-        {"", {"--script", accounts + "-missing"}, 1, "cannot read the script"},
-        {R"({"rules": [{"method": "*", "do": "never"}, {"method": "*"}]})", scripted, 1,
-         "rules[1].do must be one of call-back-first, cut-frame, error, exit, kill, late, never, wrong-type"},
-        {R"({"rules": [{"do": "never"}]})", scripted, 1, "rules[0].method is missing"},
-        {R"({"rules": [{"method": "*", "do": "never", "ms": 1}]})", scripted, 1,
-         R"(rules[0].ms belongs to "do": "late")"},
-        {R"({"rules": [{"method": "*", "do": "never", "from": 3, "to": 2}]})", scripted, 1,
-         "rules[0].to must be an integer from 3"},
-        {R"({"announce": [{"service": "Zelkor"}]})", scripted, 1,
-         "'Zelkor', which is not offered; offered are ZelkorLogin (version 2), "},
-        {R"({"rule": []})", scripted, 1, "the script.rule is not a known key; known are rules, announce"},
-        {list(R"({"name": "a"})"), {"--accounts", accounts, "--signed-in", "b"}, 1, "no account 'b'"},
+TEST_F(HshdProcess, AKillWhileItSavesLeavesAWholeStateWithAllThatItAnsweredFor) {
+    // They differ in every text, and in length: a save takes many pages.
+    const auto numbered = [](int n) {
+        const auto text = std::to_string(n) + std::string(static_cast<std::size_t>(n % 7 * 15'000), 'x');
+        auto data = dataOf(person({text.begin(), text.end()}));
+        data.endpoint = data.refreshToken = data.deviceId = text;
+        return data;
     };
-    for (const auto& mistake : cases) {
+    auto process = daemon();
+    process.start();
+    ConnectedClient client(here, {}, loginService);
+    Remote remote{client.found()};
+    remote.call("persistIdentity", numbered(0));
+    std::mt19937 random(20240517);
+    int last = 0;
+    for (int round = 0; round < 50; ++round) {
+        std::vector<std::future<void>> saves;
+        for (int i = 1; i <= 8; ++i)
+            saves.push_back(
+                remote.service->invokeAsync<void>(generousLimit, "persistIdentity", numbered(last + i)));
+        saves.at(random() % 4).wait();
+        process.kill();
+        int answered = last;
+        for (auto& save : saves) {
+            try {
+                save.get();
+                ++answered;
+            } catch (const core::DisconnectedError&) {
+            }
+        }
+        process.start();
+        Remote again{client.found(remote.service)};
+        const auto kept = again.call<LoginData>("getPersistedLoginData");
+        last = std::stoi(kept.deviceId);
+        ASSERT_EQ(kept, numbered(last));
+        ASSERT_EQ(again.call<LoginInfo>("getLoginInfo", std::string("test"), 2), kept.info);
+        ASSERT_GE(last, answered);
+        remote.service = again.service;
+    }
+    EXPECT_THAT(errors(), Not(HasSubstr("damaged")));
+}
+
+TEST_F(HshdProcess, MistakesAreExplained) {
+    const std::string file = directory / "given.json";
+    std::ifstream mistakes(HSHD_MISTAKES);
+    std::size_t checked = 0;
+    for (std::string line; std::getline(mistakes, line); ++checked) {
+        std::istringstream columns(line);
+        std::string exitCode, arguments, text, complaint;
+        for (auto* column : {&exitCode, &arguments, &text, &complaint})
+            std::getline(columns >> std::ws, *column, '|');
+        if (line.starts_with('#'))
+            continue;
+        std::istringstream words(arguments);
+        std::vector<std::string> command{std::istream_iterator<std::string>(words), {}};
+        for (auto& word : command) {
+            if (word.starts_with("FILE"))
+                word.replace(0, 4, file);
+        }
+        std::ranges::replace(text, '~', '\n');
+        std::ofstream(file) << text;
         fs::remove(directory / "errors");
-        std::ofstream(accounts) << mistake.accounts;
-        EXPECT_EQ(exitCodeOf(daemon(mistake.arguments)), mistake.exitCode) << mistake.text;
-        EXPECT_THAT(errors(), HasSubstr(mistake.text));
+        EXPECT_EQ(exitCodeOf(daemon(command)), std::stoi(exitCode)) << line;
+        EXPECT_THAT(errors(), HasSubstr(complaint));
         EXPECT_FALSE(fs::exists(here)) << "a mistake must not leave a state behind";
     }
-    std::ofstream(accounts) << list(R"({"name": "a", "displayName": "A\u00e9", "level": 1})");
-    auto good = daemon({"--accounts", accounts, "--signed-in", "a"});
+    EXPECT_GT(checked, 20u);
+    std::ofstream(file) << R"({"accounts": [{"name": "a", "displayName": "A\u00e9", "level": 1}]})";
+    auto good = daemon({"--accounts", file, "--signed-in", "a"});
     ASSERT_THAT(good.start(), HasSubstr("ready"));
     EXPECT_THAT(errors(), HasSubstr("user: \"a\", name: \"A\u00e9\", level: 1"));
     EXPECT_EQ(good.stop(SIGINT), 0);
@@ -186,9 +171,7 @@ TEST_F(HshdProcess, AScriptMakesItMisbehave) {
     EXPECT_THROW(never.result.get(), core::TimeoutError);
 
     std::atomic<int> called{0};
-    const auto listener =
-        remote.exported<void(const LoginInfo&, const LoginInfo&)>([&](auto&, auto&) { ++called; });
-    remote.call<uuid>("addStatusListener", listener);
+    remote.listen([&](auto&, auto&) { ++called; });
     EXPECT_EQ(called, 1) << "before the reply";
 
     EXPECT_THROW(remote.call<std::string>("getSourceId"), core::DisconnectedError);
@@ -196,23 +179,4 @@ TEST_F(HshdProcess, AScriptMakesItMisbehave) {
     Remote again{client.found()};
     EXPECT_THROW(again.call<std::string>("getSourceId"), core::DisconnectedError);
     EXPECT_EQ(scripted.stop(), 7) << errors();
-}
-
-TEST_F(HshdProcess, AFunctionThatItsClientNoLongerHasIsForgotten) {
-    auto process = daemon();
-    process.start();
-    ConnectedClient client(here, {}, loginService);
-    Remote remote{client.found()};
-    const auto gone = remote.exported<NegotiatorResponse(const NegotiationTerms&)>(
-        [](auto&) { return NegotiatorResponse(); });
-    const auto throwing = remote.exported<NegotiatorResponse(const NegotiationTerms&)>(
-        [](auto&) -> NegotiatorResponse { throw core::RefusedError("its own"); });
-    remote.call<uuid>("addLogoutNegotiator", std::string("gone"), gone);
-    remote.call<uuid>("addLogoutNegotiator", std::string("throwing"), throwing);
-    static_cast<void>(remote.callbacks.removeCallback(gone.getCallbackID()));
-    EXPECT_EQ(remote.negotiate(), (NegotiationsResult{false, {u"throwing failed"}, {}}));
-    EXPECT_EQ(remote.negotiate(), (NegotiationsResult{false, {u"throwing failed"}, {}}));
-    process.stop();
-    EXPECT_THAT(errors(), HasSubstr("A registration is dropped: `gone` of client test-client"));
-    EXPECT_THAT(errors(), AllOf(HasSubstr("asked 2, not accepted"), HasSubstr("asked 1, not accepted")));
 }

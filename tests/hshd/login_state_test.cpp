@@ -35,14 +35,6 @@ struct LoginStateTest : Test {
     }
 };
 
-LoginData dataOf(const LoginInfo& info) {
-    LoginData data;
-    data.refreshToken = "refresh";
-    data.info = info;
-    data.rememberMe = true;
-    return data;
-}
-
 } // namespace
 
 TEST_F(LoginStateTest, IdentityAndTokenAreHeldAtTheirLevel) {

@@ -3,6 +3,7 @@
 #include "hshd/identity/PasswordHash.h"
 #include "hshd/services/InteractiveService.h"
 #include "hshd/signin/UnattendedFront.h"
+#include "hshd/state/sqlite/Database.h"
 #include "tests/hshd/Fakes.h"
 #include "tests/support/Recorded.h"
 
@@ -58,16 +59,6 @@ struct SignIn : Test {
         parts.stateThread.drain();
     }
 
-    Outcome signIn(int level = 2, const std::string& options = "{}") {
-        return peer.call<void(std::string, ExportedCallback, int, std::string)>(
-            "requestLoginAsync", std::string("test"), exported<void(LoginInfo, std::string)>(), level,
-            options);
-    }
-    Outcome signOut(const std::string& options = "{}") {
-        return peer.call<void(ExportedCallback, std::string)>("requestLogoutWithOptionsAsync",
-                                                              exported<void(std::string)>(), options);
-    }
-    Outcome abort() { return peer.call<void()>("abort"); }
     /// An outcome's error text.
     std::string told(std::size_t number) {
         const auto arguments = outcomes.at(number);
@@ -78,22 +69,22 @@ struct SignIn : Test {
 } // namespace
 
 TEST_F(SignIn, ThePersonHasThreeTriesAndIsToldNothingOfNames) {
-    EXPECT_FALSE(signIn(2, R"({"accountHint": "ada", "rememberMe": true})").error);
+    EXPECT_FALSE(peer.requestLogin(2, R"({"accountHint": "ada", "rememberMe": true})").error);
     EXPECT_EQ(front.question(0), "ada|");
-    EXPECT_EQ(signIn().error, ErrorKind::Refused) << "one at a time";
+    EXPECT_EQ(peer.requestLogin().error, ErrorKind::Refused) << "one at a time";
     front.type(0, "ada", "wrong");
     EXPECT_EQ(front.question(1), "ada|Wrong account name or password.");
     front.type(1, "ada", "right");
     EXPECT_EQ(told(0), "");
     EXPECT_EQ(outcomes.at(0).get<LoginInfo>(0).userId, u"ada");
     EXPECT_TRUE(parts.state.persistedLoginData().rememberMe);
-    signIn();
+    peer.requestLogin();
     EXPECT_EQ(told(1), "") << "who is signed in is not asked again";
 
     std::vector<std::string> endings;
     for (const char* account : {"ada", "nobody", "nopass"}) {
         const auto first = 2 + 3 * endings.size();
-        signIn(2, R"({"forcePrompt": true})");
+        peer.requestLogin(2, R"({"forcePrompt": true})");
         for (std::size_t i = 0; i < 3; ++i)
             front.type(first + i, account, "right!");
         endings.push_back(told(2 + endings.size()));
@@ -101,32 +92,32 @@ TEST_F(SignIn, ThePersonHasThreeTriesAndIsToldNothingOfNames) {
     EXPECT_THAT(endings, Each("Wrong account name or password."));
     EXPECT_FALSE(log.mentions("right!"));
     EXPECT_FALSE(log.mentions("nobody"));
-    signIn(3);
+    peer.requestLogin(3);
     front.type(11, "ada", "right");
     EXPECT_THAT(told(5), HasSubstr("takes more than a password"));
 }
 
 TEST_F(SignIn, WhateverEndsItEndsItOnce) {
-    signIn();
+    peer.requestLogin();
     front.answer(0, {"Nobody answered in time.", "", {}, false});
     EXPECT_EQ(told(0), "Nobody answered in time.");
-    signIn();
+    peer.requestLogin();
     front.question(1);
-    abort();
+    peer.call<void()>("abort");
     EXPECT_EQ(told(1), "The request was aborted.");
     front.type(1, "ada", "right"); // too late
-    signIn();
+    peer.requestLogin();
     front.question(2);
     service.onDisconnected(peer.client);
     EXPECT_EQ(told(2), "The program that asked is gone.");
     parts.state.vetoSignIn(true);
-    signIn();
+    peer.requestLogin();
     EXPECT_THAT(told(3), HasSubstr("vetoed"));
-    EXPECT_EQ(signIn(2, "[]").error, ErrorKind::Malformed);
-    EXPECT_EQ(signIn(2, R"({"rememberMe": 1})").error, ErrorKind::Malformed);
+    EXPECT_EQ(peer.requestLogin(2, "[]").error, ErrorKind::Malformed);
+    EXPECT_EQ(peer.requestLogin(2, R"({"rememberMe": 1})").error, ErrorKind::Malformed);
     service.stop();
     EXPECT_EQ(outcomes.all().size(), 4u);
-    EXPECT_EQ(parts.state.loginInfo(LoginInfo::Level::SignedIn), LoginInfo());
+    EXPECT_EQ(parts.state.loginInfo(Level::SignedIn), LoginInfo());
 }
 
 TEST_F(SignIn, ASignOutIsNegotiatedAndThenThePersonsToDecide) {
@@ -138,25 +129,38 @@ TEST_F(SignIn, ASignOutIsNegotiatedAndThenThePersonsToDecide) {
         other.client->asked[number].handler.onValue(
             GenericPayload::of(NegotiatorResponse{login::Negotiator::Position::Object, u"unsaved"}));
     };
-    signOut(R"({"askConsent": false})");
+    peer.requestLogout(R"({"askConsent": false})");
     object(0);
     EXPECT_EQ(told(0), "The sign-out is refused: unsaved");
-    signOut();
+    peer.requestLogout();
     object(1);
     EXPECT_EQ(front.question(0), "|consent: unsaved");
     front.answer(0, {"", "", {}, false});
     EXPECT_EQ(told(1), "The person chose to stay signed in.");
-    EXPECT_EQ(parts.state.loginInfo(LoginInfo::Level::SignedIn), person(u"eve"));
-    signOut();
+    EXPECT_EQ(parts.state.loginInfo(Level::SignedIn), person(u"eve"));
+    peer.requestLogout();
     object(2);
     front.answer(1, {"", "", {}, true});
     EXPECT_EQ(told(2), "");
-    EXPECT_EQ(parts.state.loginInfo(LoginInfo::Level::SignedIn), LoginInfo());
+    EXPECT_EQ(parts.state.loginInfo(Level::SignedIn), LoginInfo());
     EXPECT_TRUE((peer.call<bool()>("supportsWebRedirect").as<bool>()));
 }
 
+TEST_F(SignIn, ASignOutThatCannotBeSavedWholeChangesNothing) {
+    LoginData data = dataOf(person(u"ada"));
+    data.endpoint = "https://adas.example";
+    parts.state.persistIdentity(data);
+    hshd::sqlite::Database saboteur(parts.directory / hshd::StateStore::fileName);
+    saboteur.execute("CREATE TRIGGER no BEFORE INSERT ON setting WHEN NEW.name = 'endpoint' AND "
+                     "length(NEW.value) = 0 BEGIN SELECT raise(FAIL, 'disk on fire'); END");
+    peer.requestLogout(R"({"forgetAccount": true})");
+    EXPECT_THAT(told(0), HasSubstr("nothing was changed"));
+    EXPECT_EQ(parts.state.loginInfo(Level::SignedIn), person(u"ada"));
+    EXPECT_EQ(parts.state.persistedLoginData(), data);
+}
+
 TEST_F(SignIn, ANameThatIsTooLongIsNoneAndGuessersStandInOneQueue) {
-    signIn();
+    peer.requestLogin();
     front.type(0, std::string(900'000, 'x'), "right");
     EXPECT_EQ(told(0), "An account name has at most 256 bytes.");
     // Many at once: each is one more client, and none waits for another's failure.
@@ -167,9 +171,7 @@ TEST_F(SignIn, ANameThatIsTooLongIsNoneAndGuessersStandInOneQueue) {
         guesser.client->onAsked = [&](FakeClient::Asked& asked) {
             refused += asked.arguments.get<std::string>(1).starts_with("Too many tries");
         };
-        guesser.call<void(std::string, ExportedCallback, int, std::string)>(
-            "requestLoginAsync", std::string("test"), exported<void(LoginInfo, std::string)>(), 2,
-            std::string("{}"));
+        guesser.requestLogin();
         front.type(1 + i, "ada", "guess");
     }
     EXPECT_GE(refused, 11); // of 20; the others wait their turns, the last one for half a minute

@@ -2,9 +2,7 @@
 
 #include "hshd/services/LoginServiceV1.h"
 #include "hshd/signin/PromptFront.h"
-#include "hshd/state/sqlite/Database.h"
 #include "tests/hshd/Fakes.h"
-#include "tests/support/Recorded.h"
 
 #include <boost/optional/optional.hpp>
 
@@ -34,53 +32,28 @@ struct Version1 : Test {
 TEST_F(Version1, TellsAndAsksInItsOwnForms) {
     using boost::optional;
     const auto& asked = peer.client->asked;
-    peer.call<uuid(ExportedCallback)>("addStatusListener", exported<void(optional<LoginInfo>)>());
-    peer.call<uuid(ExportedCallback)>("addStatusListenerV2", exported<void(LoginInfo, LoginInfo)>());
+    peer.ask<uuid>("addStatusListener", exported<void(optional<LoginInfo>)>());
+    peer.ask<uuid>("addStatusListenerV2", exported<void(LoginInfo, LoginInfo)>());
     EXPECT_EQ((peer.call<uuid(ExportedCallback)>("addLogoutVetoer", exported<void()>()).error),
               ErrorKind::Refused);
-    const auto vetoer = peer.call<uuid(ExportedCallback)>("addLogoutVetoer", exported<bool()>()).as<uuid>();
-    EXPECT_FALSE(
-        (peer.call<void(std::string, LoginInfo)>("impersonate", std::string("token"), person(u"ada")).error));
+    const auto vetoer = peer.ask<uuid>("addLogoutVetoer", exported<bool()>());
+    EXPECT_FALSE(peer.impersonate("token", person(u"ada")).error);
     ASSERT_EQ(asked.size(), 2u);
     EXPECT_TRUE(asked[0].arguments.get<optional<LoginInfo>>(0) == person(u"ada"));
     EXPECT_EQ(asked[1].arguments.get<LoginInfo>(1), LoginInfo());
-    EXPECT_EQ((peer.call<std::string(std::string, int)>("requestAccessToken", std::string("me"), 2)
-                   .as<std::string>()),
-              "token");
-    EXPECT_EQ((peer.call<std::string(std::string, int)>("requestAccessToken", std::string("me"), 3)
-                   .as<std::string>()),
-              "");
+    EXPECT_EQ(peer.ask<std::string>("requestAccessToken", std::string("me"), 2), "token");
+    EXPECT_EQ(peer.ask<std::string>("requestAccessToken", std::string("me"), 3), "");
     auto vetoed = peer.begin<bool()>("isLogoutVetoed");
     ASSERT_EQ(asked.size(), 3u);
     EXPECT_EQ(asked[2].arguments.size(), 0u);
     asked[2].handler.onValue(GenericPayload::of(true));
     EXPECT_TRUE(waitFor(std::move(vetoed)).as<bool>());
-    EXPECT_TRUE((peer.call<bool(uuid)>("removeLogoutVetoer", vetoer).as<bool>()));
-    EXPECT_FALSE((peer.call<bool()>("isLogoutVetoed").as<bool>()));
+    EXPECT_TRUE(peer.remove("removeLogoutVetoer", vetoer));
+    EXPECT_FALSE(peer.ask<bool>("isLogoutVetoed"));
     prompts.add(peer.client, login::detail::createUuid());
-    peer.call<void(std::string, ExportedCallback, int, std::string)>("requestLoginAsync", std::string("me"),
-                                                                     exported<void(LoginInfo, std::string)>(),
-                                                                     3, std::string("{}"));
+    peer.requestLogin(3);
     EXPECT_THAT(asked.at(3).arguments.get<std::string>(0), HasSubstr("credentials"));
     service.onDisconnected(peer.client);
     EXPECT_EQ(asked.at(4).arguments.get<std::string>(1), "The program that asked is gone.");
     EXPECT_TRUE(parts.listeners.all().empty());
-}
-
-TEST_F(Version1, ASignOutThatCannotBeSavedWholeChangesNothing) {
-    LoginData data;
-    data.info = person(u"ada");
-    data.endpoint = "https://adas.example";
-    parts.state.persistIdentity(data);
-    hshd::sqlite::Database saboteur(parts.directory / hshd::StateStore::fileName);
-    saboteur.execute("CREATE TRIGGER no BEFORE INSERT ON setting WHEN NEW.name = 'endpoint' AND "
-                     "length(NEW.value) = 0 BEGIN SELECT raise(FAIL, 'disk on fire'); END");
-    Recorded<std::string> outcomes;
-    peer.client->onAsked = [&](auto& asked) { outcomes.add(asked.arguments.template get<std::string>(0)); };
-    peer.call<void(ExportedCallback, std::string)>("requestLogoutWithOptionsAsync",
-                                                   exported<void(std::string)>(),
-                                                   std::string(R"({"forgetAccount": true})"));
-    EXPECT_THAT(outcomes.at(0), HasSubstr("nothing was changed"));
-    EXPECT_EQ(parts.state.loginInfo(Level::SignedIn), person(u"ada"));
-    EXPECT_EQ(parts.state.persistedLoginData(), data);
 }

@@ -11,7 +11,6 @@
 
 namespace zelkor::test {
 
-using agent::spf::core::ExportedCallback;
 using agent::spf::core::GenericPayload;
 using Line = RecordingLog::Line;
 
@@ -45,26 +44,9 @@ protected:
     }
     /// Waits until the executor has done all that was posted to it.
     void settle() { ASSERT_TRUE(executor.settles()); }
-    void answerAdds() {
-        for (const char* method : {"addStatusListener", "addLogoutNegotiator"})
-            daemon.on(method,
-                      [](auto& call) { call.answer(GenericPayload::of(login::detail::createUuid())); });
-    }
-    /// What the last registration by the method has exported.
-    boost::uuids::uuid lastCallback(const std::string& method) {
-        boost::uuids::uuid id{};
-        for (const auto& call : daemon.calls())
-            if (call.method == method)
-                id = call.arguments.get<ExportedCallback>(call.arguments.size() - 1).getCallbackID();
-        return id;
-    }
     std::string waiting(const std::string& method, const char* limit) const {
         return "Invokable for `" + service + "` is not yet available (calling `" + method +
                "`). Waiting for up to " + limit + "...";
-    }
-    std::string waitingToExport(const char* limit) const {
-        return "CallbackManager in `" + service + "` is not yet available. Waiting for up to " + limit +
-               "...";
     }
 
     const std::string service = ServiceOf<Client>::identity().text();

@@ -12,6 +12,9 @@
 
 #include <foundation/concurrent/threadpool/Executor.h>
 
+#include <map>
+#include <mutex>
+
 namespace zelkor::test {
 
 using agent::spf::core::ExportedCallback;
@@ -87,8 +90,7 @@ inline boost::uuids::uuid callbackOf(const FakeDaemon::Call& call) {
 
 /// What a daemon of either version passes to a function that was exported by the method.
 inline GenericPayload argumentsFor(const FakeDaemon::Call& call) {
-    const bool first = call.descriptor.find("removeStatus") == std::string::npos &&
-                       call.method == "addStatusListener" && call.arguments.size() == 1;
+    static const auto firstForm = goldenVocabulary("ZelkorLogin-v1.7").at("addStatusListener").callback;
     if (call.method == "requestLoginAsync")
         return GenericPayload::of(someone(), std::string());
     if (call.method == "requestLogoutWithOptionsAsync")
@@ -97,13 +99,13 @@ inline GenericPayload argumentsFor(const FakeDaemon::Call& call) {
         return GenericPayload::of(login::NegotiationTerms{1});
     if (call.method == "addLogoutVetoer")
         return {};
-    if (first && goldenVocabulary("ZelkorLogin-v1.7").at("addStatusListener").callback ==
-                     call.arguments.get<ExportedCallback>(0).descriptor())
+    if (call.arguments.get<ExportedCallback>(0).descriptor() == firstForm)
         return GenericPayload::of(boost::optional<login::LoginInfo>(someone()));
     return GenericPayload::of(someone(), login::LoginInfo());
 }
 
-/// A daemon that takes every registration and request, and calls what was exported when it is told to.
+/// A daemon that takes every request, keeps the registrations made with it, and calls what was exported when
+/// it is told to.
 class CallingDaemon : public FakeDaemon {
 public:
     CallingDaemon(cppmicroservices::BundleContext context, const Subject& subject,
@@ -111,21 +113,19 @@ public:
         : FakeDaemon(std::move(context),
                      {subject.identity.name, subject.identity.version, subject.identity.revision, ranking}) {
         answer("getLoginInfo", someone());
-        answer("getRelease", std::string("r"));
-        answer("negotiateLogout", login::detail::NegotiationsResult{false, {u"no"}, {}});
-        for (const char* method :
-             {"completeLogout", "abort", "requestLoginAsync", "requestLogoutWithOptionsAsync"})
-            answer(method);
+        for (const char* method : {"getRelease", "negotiateLogout", "completeLogout", "abort",
+                                   "requestLoginAsync", "requestLogoutWithOptionsAsync"})
+            on(method, [](const Call& call) { call.answer(resultOf(call.method)); });
         for (const char* method :
              {"addStatusListener", "addStatusListenerV2", "addLogoutNegotiator", "addLogoutVetoer"})
-            on(method,
-               [](const auto& call) { call.answer(GenericPayload::of(login::detail::createUuid())); });
+            on(method, [this](const Call& call) { add(call); });
         for (const char* method : {"removeStatusListener", "removeLogoutNegotiator", "removeLogoutVetoer"})
-            answer(method, true);
+            on(method, [this](const Call& call) { remove(call); });
     }
+    ~CallingDaemon() { end(); }
 
     /// What the method is answered with, unless it fails.
-    GenericPayload resultOf(const std::string& method) const {
+    static GenericPayload resultOf(const std::string& method) {
         if (method.starts_with("add"))
             return GenericPayload::of(login::detail::createUuid());
         if (method.starts_with("remove"))
@@ -151,6 +151,75 @@ public:
         }
         return found;
     }
+
+    /// Called at each add with its number, from 1; false makes the add fail.
+    void beforeAdd(std::function<bool(int)> hook) { beforeAdd_ = std::move(hook); }
+    int added() const { return added_; }
+    /// How many are registered.
+    std::size_t live() const {
+        const std::scoped_lock lock(mutex_);
+        return live_.size();
+    }
+    /// Calls what is registered, once each; how many of the calls failed.
+    int deliverAll() {
+        std::unique_lock lock(mutex_);
+        const auto live = live_;
+        lock.unlock();
+        int failed = 0;
+        for (const auto& [id, registration] : live) {
+            try {
+                callbacks()->invoke(callbackOf(registration), {}, argumentsFor(registration));
+            } catch (...) {
+                ++failed;
+            }
+        }
+        return failed;
+    }
+
+private:
+    void add(const Call& call) {
+        const bool taken = !beforeAdd_ || beforeAdd_(added_ + 1);
+        ++added_;
+        if (!taken)
+            return call.fail("not now");
+        const auto id = login::detail::createUuid();
+        {
+            const std::scoped_lock lock(mutex_);
+            live_.emplace(id, call);
+        }
+        call.answer(GenericPayload::of(id));
+    }
+    void remove(const Call& call) {
+        std::unique_lock lock(mutex_);
+        const bool known = live_.erase(call.arguments.get<boost::uuids::uuid>(0)) == 1;
+        lock.unlock();
+        call.answer(GenericPayload::of(known));
+    }
+
+    std::function<bool(int)> beforeAdd_;
+    std::atomic<int> added_{0};
+    mutable std::mutex mutex_;
+    std::map<boost::uuids::uuid, Call> live_;
 };
+
+/// A subject's client, one after another of its daemons, and what the client logs.
+class SubjectTest : public TestWithParam<Subject> {
+protected:
+    CallingDaemon makeDaemon(std::optional<int> ranking = {}) {
+        return {framework.context(), GetParam(), ranking};
+    }
+    bool version1() const { return GetParam().name == "V1"; }
+    /// By which the client registers what addStatusListenerV2() is given.
+    std::string addMethod() const { return version1() ? "addStatusListenerV2" : "addStatusListener"; }
+
+    const std::string service = GetParam().identity.text();
+    const std::string found = "Found an invokable for " + service;
+    const std::string removed = "Invokable for " + service + " was removed";
+    RecordingLog log{GetParam().component};
+    TestFramework framework;
+};
+
+inline const auto bothVersions = Values(Subject::version2(), Subject::version1());
+inline const auto subjectName = [](const auto& subject) { return subject.param.name; };
 
 } // namespace zelkor::test

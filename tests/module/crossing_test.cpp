@@ -9,10 +9,10 @@ using namespace login;
 using namespace zelkor::test;
 using agent::spf::cppmsclientutils::Executors;
 
-class Crossing : public TestWithParam<Subject> {
+class Crossing : public SubjectTest {
 protected:
-    CallingDaemon makeDaemon(std::optional<int> ranking = {}) {
-        return {framework.context(), GetParam(), ranking};
+    ZelkorLogin::StatusListenerId listen() {
+        return client->login->addStatusListenerV2([](auto&, auto&) {});
     }
     void make(int call, int service) { client.emplace(GetParam().make(call, service, std::nullopt)); }
     void appear(CallingDaemon& which) {
@@ -31,14 +31,7 @@ protected:
     void callBack(const std::string& method) {
         CallingDaemon::callBack(*daemon.callbacks(), daemon.last(method).value());
     }
-    std::string addMethod() const {
-        return GetParam().name == "V1" ? "addStatusListenerV2" : "addStatusListener";
-    }
 
-    const std::string found = "Found an invokable for " + GetParam().identity.text();
-    const std::string removed = "Invokable for " + GetParam().identity.text() + " was removed";
-    RecordingLog log{GetParam().component};
-    TestFramework framework;
     CallingDaemon daemon{framework.context(), GetParam()};
     std::optional<AnyClient> client;
 };
@@ -47,13 +40,13 @@ TEST_P(Crossing, WhatAListenerRegistersIsMadeByTheNextDaemonWhenThisOneDiesMeanw
     make(10, 3600);
     appear(daemon);
     for (const bool removes : {false, true}) {
-        const auto id = client->login->addStatusListenerV2([](auto&, auto&) {});
-        static_cast<void>(client->login->addStatusListenerV2([this, id, removes](auto&, auto&) {
+        const auto id = listen();
+        client->login->addStatusListenerV2([this, id, removes](auto&, auto&) {
             if (removes)
                 client->login->removeStatusListener(id);
             else
-                static_cast<void>(client->login->addStatusListenerV2([](auto&, auto&) {}));
-        }));
+                static_cast<void>(listen());
+        });
         daemon.hold("getRelease");
         std::jthread calling([&] { EXPECT_EQ(client->detail->getRelease(), ""); });
         ASSERT_TRUE(daemon.waitForHeld(1));
@@ -68,19 +61,22 @@ TEST_P(Crossing, WhatAListenerRegistersIsMadeByTheNextDaemonWhenThisOneDiesMeanw
         auto asked = std::async(std::launch::async, [&] { return client->detail->getRelease(); });
         ASSERT_TRUE(comes(asked));
         EXPECT_EQ(asked.get(), "r");
-        auto more = std::async(std::launch::async,
-                               [&] { return client->login->addStatusListenerV2([](auto&, auto&) {}); });
+        auto more = std::async(std::launch::async, [&] { return listen(); });
         ASSERT_TRUE(comes(more));
     }
 }
 
-TEST_P(Crossing, CallbacksThatBlockDoNotKeepTheNextDaemonFromBeingFound) {
+TEST_P(Crossing, FunctionsThatBlockDoNotKeepTheNextDaemonFromBeingFound) {
     make(10, 0);
-    appear(daemon);
-    static_cast<void>(client->login->addLogoutNegotiator({"n", nullptr}));
     std::promise<void> goOn;
     const auto blocked = goOn.get_future().share();
-    std::atomic<int> done{0};
+    std::atomic<int> told{0}, done{0};
+    client->login->addStatusListenerV2([&, blocked](auto&, auto&) { // told of each daemon's state
+        ++told;
+        blocked.wait();
+    });
+    client->login->addLogoutNegotiator({"n", nullptr});
+    appear(daemon);
     constexpr int many = 70; // more than the pool has threads
     for (int i = 0; i < many; ++i)
         Executor::instance().post([&, blocked] {
@@ -93,14 +89,14 @@ TEST_P(Crossing, CallbacksThatBlockDoNotKeepTheNextDaemonFromBeingFound) {
     appear(next);
     EXPECT_TRUE(next.waitForCalls("addLogoutNegotiator"));
     goOn.set_value();
-    ASSERT_TRUE(eventually([&] { return done == many; }));
+    EXPECT_TRUE(eventually([&] { return done == many && told == 2; }));
+    client->end(); // before what its functions use
 }
 
 TEST_P(Crossing, AListenerThatIsCalledBeforeItsAddIsAnsweredMayUseItsClient) {
     make(10, 10);
     appear(daemon);
-    const auto nothing = [](auto&, auto&) {};
-    const auto first = client->login->addStatusListenerV2(nothing);
+    const auto first = listen();
     for (const bool fromAnotherThread : {false, true}) {
         daemon.on(addMethod(), [&](const FakeDaemon::Call& call) {
             auto called =
@@ -116,7 +112,7 @@ TEST_P(Crossing, AListenerThatIsCalledBeforeItsAddIsAnsweredMayUseItsClient) {
                 return; // the new daemon's state
             if (fromAnotherThread)
                 release->set_value(std::async(std::launch::async, [&] {
-                                       const auto more = client->login->addStatusListenerV2(nothing);
+                                       const auto more = listen();
                                        EXPECT_TRUE(client->login->removeStatusListener(more));
                                        for (int i = 0; i < 30; ++i)
                                            EXPECT_EQ(client->detail->getRelease(), "r");
@@ -136,8 +132,8 @@ TEST_P(Crossing, AListenerThatIsCalledBeforeItsAddIsAnsweredMayUseItsClient) {
 TEST_P(Crossing, ARemovalInsideACallbackWaitsForNothing) {
     make(10, 10);
     appear(daemon);
-    const auto id = client->login->addStatusListenerV2([](auto&, auto&) {});
-    const auto another = client->login->addStatusListenerV2([](auto&, auto&) {});
+    const auto id = listen();
+    const auto another = listen();
     daemon.hold("removeStatusListener");
     auto removingAnother = std::async(std::launch::async, [&] {
         const agent::spf::core::CallbackScope scope;
@@ -147,7 +143,7 @@ TEST_P(Crossing, ARemovalInsideACallbackWaitsForNothing) {
     ASSERT_TRUE(daemon.waitForHeld(1)); // soon after
     daemon.release(GenericPayload::of(true));
     daemon.hold(addMethod());
-    std::jthread adding([&] { static_cast<void>(client->login->addStatusListenerV2([](auto&, auto&) {})); });
+    std::jthread adding([&] { listen(); });
     ASSERT_TRUE(daemon.waitForHeld(1));
     auto removing = std::async(std::launch::async, [&] {
         const agent::spf::core::CallbackScope scope;
@@ -165,7 +161,7 @@ TEST_P(Crossing, ARegistrationInsideACallbackWaitsForNoDaemon) {
     make(10, 3600);
     auto registering = std::async(std::launch::async, [&] {
         const agent::spf::core::CallbackScope scope; // of a daemon that is gone
-        return client->login->addStatusListenerV2([](auto&, auto&) {});
+        return listen();
     });
     ASSERT_TRUE(comes(registering));
     EXPECT_FALSE(registering.get().isEmpty());
@@ -173,30 +169,37 @@ TEST_P(Crossing, ARegistrationInsideACallbackWaitsForNoDaemon) {
     EXPECT_TRUE(daemon.waitForCalls(addMethod()));
 }
 
-TEST_P(Crossing, ANegotiatorGetsItsAnswerByAnotherThreadWhileARegistrationWaits) {
+TEST_P(Crossing, ARegistrationThatWaitsForADaemonIsMadeOnce) {
+    make(10, 3600);
+    std::jthread registering([&] { EXPECT_FALSE(listen().isEmpty()); });
+    ASSERT_TRUE(eventually([&] { return log.mentions("Waiting for up to 3600s...") != 0; }));
+    appear(daemon);
+    registering.join();
+    EXPECT_EQ(daemon.added(), 1);
+}
+
+TEST_P(Crossing, ANegotiatorGetsItsAnswersByAnyThreadWhileARegistrationWaits) {
     make(10, 10);
     appear(daemon);
     daemon.hold("negotiateLogout");
     std::jthread negotiating([&] { client->detail->negotiateLogout({1}); });
     ASSERT_TRUE(daemon.waitForHeld(1));
-    std::jthread registering(
-        [&] { static_cast<void>(client->login->addStatusListenerV2([](auto&, auto&) {})); });
-    std::atomic<int> answers{0};
+    std::jthread registering([&] { listen(); });
+    const auto ask = [&] { EXPECT_EQ(client->detail->getRelease(), "r"); };
     auto asked = std::async(std::launch::async, [&] {
         const agent::spf::core::CallbackScope scope; // the negotiator
+        ask();
         for (int i = 0; i < 3; ++i)
-            answers +=
-                std::async(std::launch::async, [&] { return client->detail->getRelease(); }).get() == "r";
+            std::jthread(ask).join();
     });
     ASSERT_TRUE(comes(asked));
-    EXPECT_EQ(answers, 3);
     daemon.release(GenericPayload::of(detail::NegotiationsResult{true, {}, {}}));
 }
 
 TEST_P(Crossing, TheEndDoesNotWaitForAReplayThatHangsAndSendsNothingMore) {
     make(10, 0);
     for (int i = 0; i < 400; ++i)
-        static_cast<void>(client->login->addStatusListenerV2([](auto&, auto&) {}));
+        listen();
     daemon.hold(addMethod());
     daemon.appear();
     ASSERT_TRUE(daemon.waitForHeld(1));
@@ -207,47 +210,8 @@ TEST_P(Crossing, TheEndDoesNotWaitForAReplayThatHangsAndSendsNothingMore) {
     EXPECT_FALSE(eventually([&] { return daemon.count(addMethod()) != sent; }, 50ms));
 }
 
-TEST_P(Crossing, ADaemonThatIsHeldAgainKnowsEachRegistrationOnce) {
-    make(10, 10);
-    const auto live = [this](const CallingDaemon& which) {
-        return which.count(addMethod()) - which.count("removeStatusListener");
-    };
-    appear(daemon);
-    const auto id = client->login->addStatusListenerV2([](auto&, auto&) {});
-    for (int i = 0; i < 3; ++i) {
-        auto better = makeDaemon(10);
-        appear(better);
-        ASSERT_TRUE(eventually([&] { return live(better) == 1; }));
-        ASSERT_TRUE(eventually([&] { return live(daemon) == 0; })); // it is told to forget
-        const auto before = log.count(16, found);
-        better.disappear();
-        ASSERT_TRUE(log.waitFor(16, found, before + 1));
-        ASSERT_TRUE(eventually([&] { return live(daemon) == 1; }));
-    }
-    EXPECT_TRUE(client->login->removeStatusListener(id));
-    EXPECT_EQ(live(daemon), 0u);
-}
-
-TEST_P(Crossing, ReplaysThatThrowLeaveNothingBehindAtTheDaemon) {
-    make(10, 10);
-    appear(daemon);
-    for (int i = 0; i < 4; ++i)
-        static_cast<void>(client->login->addStatusListenerV2([](auto&, auto&) {}));
-    daemon.on(addMethod(), [adds = std::make_shared<int>(0)](const auto& call) {
-        if (++*adds % 4 == 2)
-            call.fail("not now");
-        else
-            call.answer(GenericPayload::of(detail::createUuid()));
-    });
-    auto worse = makeDaemon(-10); // has the held one found once more
-    const auto before = log.count(16, found);
-    worse.appear();
-    ASSERT_TRUE(log.waitFor(16, found, before + 1));
-    EXPECT_TRUE(daemon.waitForCalls("removeStatusListener", 4)); // all that it knew before
-}
-
 TEST_P(Crossing, ARequestInsideACallbackDoesNotWaitForTheCallThatWaitsForIt) {
-    if (GetParam().name != "V1")
+    if (!version1())
         GTEST_SKIP() << "one object serves all interfaces in version 1 only";
     make(10, 10);
     appear(daemon);
@@ -267,8 +231,7 @@ TEST_P(Crossing, ARequestInsideACallbackDoesNotWaitForTheCallThatWaitsForIt) {
     daemon.release(GenericPayload::of(detail::NegotiationsResult{true, {}, {}}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Versions, Crossing, Values(Subject::version2(), Subject::version1()),
-                         [](const auto& subject) { return subject.param.name; });
+INSTANTIATE_TEST_SUITE_P(Versions, Crossing, bothVersions, subjectName);
 
 class InteractiveCrossing : public Test {
 protected:

@@ -35,6 +35,7 @@ protected:
         CallingDaemon daemon;
         std::optional<CallingDaemon> better;
         std::optional<AnyClient> client;
+        FakeDaemon::Call exportOfEnd;
         std::shared_ptr<std::atomic<int>> outcomes = std::make_shared<std::atomic<int>>(0);
         std::shared_ptr<std::atomic<int>> failures = std::make_shared<std::atomic<int>>(0);
     };
@@ -101,12 +102,12 @@ protected:
     }
     /// Exports a function through the client by which the daemon can have it destroyed.
     static void exportEnd(Cell& cell) {
-        auto end = [&cell] { cell.client->end(); };
+        const auto end = [&cell] { cell.client->end(); };
         if (cell.client->login != nullptr)
-            static_cast<void>(cell.client->login->addStatusListenerV2([end](auto&, auto& old) {
-                if (old.userId == u"end")
-                    end();
-            }));
+            cell.client->login->addLogoutVetoer([end] {
+                end();
+                return false;
+            });
         else
             cell.client->interactive->requestLogoutAsync(
                 [end](auto error) {
@@ -114,39 +115,20 @@ protected:
                         end();
                 },
                 {});
-    }
-    static void callEnd(Cell& cell) {
-        const bool listener = cell.client->login != nullptr;
-        LoginInfo end;
-        end.userId = u"end";
-        for (const auto& call : cell.daemon.calls()) {
-            if (callbackOf(call).is_nil() || call.method == "requestLoginAsync")
-                continue;
-            try {
-                cell.daemon.callbacks()->invoke(callbackOf(call), {},
-                                                listener ? GenericPayload::of(someone(), end)
-                                                         : GenericPayload::of(std::string()));
-            } catch (const agent::spf::core::WithdrawnError&) {
-                // the operation's own, or withdrawn by the end
-            }
-            return;
-        }
-        FAIL() << "nothing exported";
+        cell.exportOfEnd = cell.daemon.calls().back();
     }
 };
 
 void Endings::bringAbout(Cell& cell) {
+    const auto beside = [](auto work) { ASSERT_TRUE(comes(std::async(std::launch::async, work))); };
     switch (std::get<1>(GetParam())) {
-    case End::OwnCallback: {
-        auto called = std::async(std::launch::async, [&] { callEnd(cell); });
-        ASSERT_TRUE(comes(called));
+    case End::OwnCallback:
+        beside([&] { CallingDaemon::callBack(*cell.daemon.callbacks(), cell.exportOfEnd); });
+        EXPECT_EQ(cell.client->owner, nullptr);
         break;
-    }
-    case End::OtherThread: {
-        auto ended = std::async(std::launch::async, [&] { cell.client->end(); });
-        ASSERT_TRUE(comes(ended));
+    case End::OtherThread:
+        beside([&] { cell.client->end(); });
         break;
-    }
     case End::DaemonKilled:
         cell.daemon.disappear();
         break;
@@ -191,22 +173,18 @@ void Endings::run(std::size_t number, Moment moment) {
         return end == End::DaemonKilled;
     };
 
-    std::promise<void> fire;
+    std::latch isIn(1), fire(1);
     std::future<void> fired;
     if (moment == Moment::BeforeTheSend) {
         // Called while there is a daemon, and ends the client when there is none.
         if (end == End::OwnCallback) {
-            auto table = cell.daemon.callbacks();
-            std::promise<void> isIn;
-            auto in = isIn.get_future();
-            fired = std::async(std::launch::async,
-                               [&cell, table, go = fire.get_future(), isIn = std::move(isIn)]() mutable {
-                                   const agent::spf::core::CallbackScope scope;
-                                   isIn.set_value();
-                                   go.wait();
-                                   cell.client->end();
-                               });
-            ASSERT_TRUE(comes(in));
+            fired = std::async(std::launch::async, [&] {
+                const agent::spf::core::CallbackScope scope;
+                isIn.count_down();
+                fire.wait();
+                cell.client->end();
+            });
+            isIn.wait();
         }
         cell.daemon.disappear();
         ASSERT_TRUE(cell.log.waitFor(16, "Invokable for " + subject.identity.text() + " was removed"));
@@ -226,7 +204,7 @@ void Endings::run(std::size_t number, Moment moment) {
     if (moment == Moment::BeforeTheSend) {
         ASSERT_TRUE(eventually([&] { return cell.log.mentions("Waiting for up to ") != 0; }));
         if (end == End::OwnCallback) {
-            fire.set_value();
+            fire.count_down();
             ASSERT_TRUE(comes(fired));
         } else if (end != End::DaemonKilled) {
             bringAbout(cell);

@@ -1,36 +1,71 @@
 // Registrations against daemons that come, go, misbehave and replace each other, and functions that
 // misbehave.
 
-#include "tests/module/RegistrationFixture.h"
+#include "tests/module/Subjects.h"
 #include "tests/support/OneThread.h"
 #include "tests/support/Recorded.h"
 #include "tests/support/Rounds.h"
 
 #include <boost/optional/optional_io.hpp>
 
-#include <array>
-
 namespace {
 
 using namespace login;
 using namespace zelkor::test;
 
-class Registrations : public TestWithParam<Subject> {
+/// What every kind of registration has in common.
+class Registered {
+public:
+    static constexpr int kinds = 4;
+    using Body = std::function<void()>;
+
+    /// Registers a function of that kind that runs `body` and accepts whatever it is asked.
+    static Registered make(
+        login::ZelkorLogin& client, int kind, const Body& body = [] {}) {
+        Registered made;
+        made.called = std::make_shared<std::atomic<int>>(0);
+        const auto run = [called = made.called, body] {
+            ++*called;
+            body();
+        };
+        const auto removedBy = [&](auto remove, auto id) {
+            made.remove = [&client, remove, id] { return (client.*remove)(id); };
+        };
+        using Client = login::ZelkorLogin;
+        if (kind == 0)
+            removedBy(&Client::removeStatusListener, client.addStatusListener([run](auto) { run(); }));
+        else if (kind == 1)
+            removedBy(&Client::removeStatusListener,
+                      client.addStatusListenerV2([run](auto&, auto&) { run(); }));
+        else if (kind == 2)
+            removedBy(
+                &Client::removeLogoutNegotiator,
+                client.addLogoutNegotiator({"negotiator", [run](auto&) {
+                                                run();
+                                                return NegotiatorResponse{Negotiator::Position::Accept, u""};
+                                            }}));
+        else
+            removedBy(&Client::removeLogoutVetoer, client.addLogoutVetoer([run] {
+                run();
+                return false;
+            }));
+        return made;
+    }
+
+    std::function<bool()> remove;
+    std::shared_ptr<std::atomic<int>> called;
+};
+
+class Registrations : public SubjectTest {
 protected:
-    LedgerDaemon makeDaemon(std::optional<int> ranking = {}) {
-        return {framework.context(), GetParam(), ranking};
-    }
-    static AnyClient makeClient(foundation::concurrent::threadpool::Executor& pool) {
-        return GetParam().make(10, 0, agent::spf::cppmsclientutils::Executors(pool));
-    }
     /// The rest of the registrations with a daemon is not made after one has failed.
-    bool failureEndsReplay() const { return GetParam().name == "V1"; }
+    bool failureEndsReplay() const { return version1(); }
     void settle() { ASSERT_TRUE(executor.settles()); }
-    void appear(LedgerDaemon& daemon) {
+    void appear(CallingDaemon& daemon) {
         daemon.appear();
         settle();
     }
-    void disappear(LedgerDaemon& daemon) {
+    void disappear(CallingDaemon& daemon) {
         daemon.disappear();
         settle();
     }
@@ -41,8 +76,9 @@ protected:
         return made;
     }
     /// The daemon has each once, and what it has leads to them.
-    static void expectEachOnce(LedgerDaemon& daemon, const std::vector<Registered>& registered) {
+    static void expectEachOnce(CallingDaemon& daemon, const std::vector<Registered>& registered) {
         ASSERT_EQ(daemon.live(), registered.size());
+        ASSERT_EQ(daemon.callbacks()->size(), registered.size());
         for (const auto& one : registered)
             *one.called = 0;
         ASSERT_EQ(daemon.deliverAll(), 0);
@@ -50,17 +86,19 @@ protected:
             ASSERT_EQ(*one.called, 1);
     }
 
-    RecordingLog log{GetParam().component};
-    TestFramework framework;
     OneThread executor;
-    AnyClient owner = makeClient(executor);
+    AnyClient owner = GetParam().make(10, 0, agent::spf::cppmsclientutils::Executors(executor));
     ZelkorLogin* client = owner.login;
 };
 
 TEST_P(Registrations, EachOfAThousandDaemonsHasEachRegistrationOnce) {
     auto registered = make(100); // while there is no daemon
-    EXPECT_GE(log.linesAt(16).size(), registered.size());
-    std::vector<Registered> removed;
+    EXPECT_EQ(
+        log.count(4, "CallbackManager in `" + service + "` is not yet available. Waiting for up to 0s..."),
+        registered.size());
+    EXPECT_EQ(log.count(256, service + " didn't appear."), registered.size());
+    EXPECT_EQ(log.linesAt(16).size(), registered.size()); // caught
+    std::vector<Registered> former;
     for (int generation = 0; generation < 1000; ++generation) {
         SCOPED_TRACE(generation);
         auto daemon = makeDaemon();
@@ -98,25 +136,36 @@ TEST_P(Registrations, EachOfAThousandDaemonsHasEachRegistrationOnce) {
         if (story != 5 && !(failureEndsReplay() && (story == 3 || story == 4))) {
             ASSERT_EQ(daemon.added(), 100);
         }
-        if (story == 1) { // a better one takes over
+        if (story == 1) { // a better one takes over, until one of the two goes
             auto better = makeDaemon(10);
             appear(better);
             ASSERT_NO_FATAL_FAILURE(expectEachOnce(better, registered));
-            disappear(daemon);
-            ASSERT_EQ(better.added(), 100);
-            disappear(better);
+            ASSERT_EQ(daemon.live(), 0u) << "it is told to forget";
+            ASSERT_EQ(daemon.callbacks()->size(), 0u);
+            if (generation % 12 == 1) {
+                disappear(better);
+                ASSERT_EQ(better.callbacks()->size(), 0u);
+                ASSERT_NO_FATAL_FAILURE(expectEachOnce(daemon, registered));
+            } else {
+                disappear(daemon);
+                ASSERT_EQ(better.added(), 100);
+                ASSERT_EQ(log.mentions(removed), 0u) << "it was not held";
+                disappear(better);
+            }
+            ASSERT_EQ(log.count(16, removed), 1u);
         }
         if (story == 2) { // a worse one comes along
             auto worse = makeDaemon(-10);
             appear(worse);
-            EXPECT_EQ(worse.added(), 0);
             ASSERT_EQ(daemon.live(), registered.size());
             disappear(worse);
+            ASSERT_EQ(worse.added(), 0);
+            ASSERT_EQ(log.mentions(removed), 0u);
         }
         auto& victim = registered[static_cast<std::size_t>(generation) % registered.size()];
         ASSERT_TRUE(victim.remove());
         ASSERT_FALSE(victim.remove());
-        removed.push_back(victim);
+        former.push_back(victim);
         *victim.called = 0;
         victim = Registered::make(*client, generation % Registered::kinds);
         if (story == 0) {
@@ -125,7 +174,7 @@ TEST_P(Registrations, EachOfAThousandDaemonsHasEachRegistrationOnce) {
         disappear(daemon);
         log.clear();
     }
-    for (const auto& one : removed)
+    for (const auto& one : former)
         EXPECT_EQ(*one.called, 0);
 }
 
@@ -140,6 +189,7 @@ TEST_P(Registrations, FoundIsNotReadyAndTheNextDaemonRepairsIt) {
         EXPECT_EQ(log.count(512, "Failed getting LoginInfo on HSH restart."), 1u);
         // found, each registration that was tried, the identity
         EXPECT_EQ(log.linesAt(16).size(), failureEndsReplay() ? 3u : 1 + 8 + 1u);
+        EXPECT_EQ(daemon.callbacks()->size(), 0u) << "what it did not take it cannot call";
         for (const auto& one : registered)
             EXPECT_EQ(*one.called, 0);
         disappear(daemon);
@@ -147,6 +197,17 @@ TEST_P(Registrations, FoundIsNotReadyAndTheNextDaemonRepairsIt) {
     auto daemon = makeDaemon();
     appear(daemon);
     expectEachOnce(daemon, registered);
+}
+
+TEST_P(Registrations, AReplayThatFailsLeavesNothingBehindAtTheDaemon) {
+    for (int i = 0; i < 4; ++i)
+        Registered::make(*client, 1);
+    auto daemon = makeDaemon();
+    appear(daemon);
+    daemon.beforeAdd([](int add) { return add != 4 + 2; });
+    auto worse = makeDaemon(-10); // has the held one found once more
+    appear(worse);
+    EXPECT_EQ(daemon.live(), failureEndsReplay() ? 1u : 3u);
 }
 
 TEST_P(Registrations, ARefreshCallsEachListenerWhateverTheOthersThrow) {
@@ -171,37 +232,13 @@ TEST_P(Registrations, ARefreshTellsEachListenerOnceWhoIsSignedInNow) {
     client->addStatusListenerV2([&](const auto& now, const auto& before) { told.add({now, before}); });
     client->addStatusListener([&](const auto& now) { toldFirst.add(now); });
     auto daemon = makeDaemon();
-    daemon.answer("getLoginInfo", someone());
     appear(daemon);
     EXPECT_THAT(told.all(), ElementsAre(Pair(someone(), LoginInfo())));
     EXPECT_THAT(toldFirst.all(), ElementsAre(boost::optional<LoginInfo>(someone())));
-    ASSERT_EQ(daemon.count("getLoginInfo"), 1u);
-    for (const auto& call : daemon.calls()) {
-        if (call.method != "getLoginInfo")
-            continue;
-        EXPECT_EQ(call.arguments.get<std::string>(0), "CONNECTOR");
-        EXPECT_EQ(call.arguments.get<int>(1), 2);
-    }
-}
-
-TEST_P(Registrations, AListenerThatBlocksHoldsUpNoOther) {
-    foundation::concurrent::threadpool::Executor roomy{
-        {.minThreads = 1, .maxThreads = 2, .idleTimeout = 30s, .name = "roomy"}};
-    owner = makeClient(roomy);
-    client = owner.login;
-    std::promise<void> goOn;
-    const auto blocking = Registered::make(*client, 1, [done = goOn.get_future().share()] { done.wait(); });
-    const auto other = Registered::make(*client, 2);
-    std::array<LedgerDaemon, 3> daemons{makeDaemon(), makeDaemon(), makeDaemon()};
-    for (auto& daemon : daemons) {
-        daemon.appear();
-        ASSERT_TRUE(eventually([&] { return daemon.live() == 2; }));
-        ASSERT_TRUE(eventually([&] { return *blocking.called == 1; }));
-        daemon.disappear();
-    }
-    goOn.set_value();
-    ASSERT_TRUE(eventually([&] { return *blocking.called == 3; }));
-    owner.end();
+    EXPECT_EQ(daemon.count("getLoginInfo"), 1u);
+    const auto asked = daemon.last("getLoginInfo").value();
+    EXPECT_EQ(asked.arguments.get<std::string>(0), "CONNECTOR");
+    EXPECT_EQ(asked.arguments.get<int>(1), 2);
 }
 
 TEST_P(Registrations, AFunctionMayDoWhatItLikesWhileItsClientWaitsForIt) {
@@ -220,7 +257,6 @@ TEST_P(Registrations, AFunctionMayDoWhatItLikesWhileItsClientWaitsForIt) {
         },
     };
     auto daemon = makeDaemon();
-    daemon.answer("getLoginInfo", someone());
     appear(daemon);
     for (std::size_t deed = 0; deed < deeds.size(); ++deed) {
         std::vector<Registered> registered(Registered::kinds);
@@ -258,12 +294,14 @@ TEST_P(Registrations, NoDeliveryThatStartsAfterARemovalReachesTheFunction) {
     static thread_local bool late = false;
     std::atomic<int> violations{0};
     std::mutex mutex;
-    auto current = std::make_shared<Round>();
+    std::shared_ptr<Round> current;
     auto deliverers = startThreads(3, [&](std::stop_token stop, int) {
         while (!stop.stop_requested()) {
             std::unique_lock lock(mutex);
             const auto round = current;
             lock.unlock();
+            if (!round)
+                continue;
             late = round->removed;
             try {
                 daemon.callbacks()->invoke(callbackOf(round->registration), {},
@@ -295,7 +333,6 @@ TEST_P(Registrations, NoDeliveryThatStartsAfterARemovalReachesTheFunction) {
     EXPECT_EQ(daemon.live(), 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Versions, Registrations, Values(Subject::version2(), Subject::version1()),
-                         [](const auto& subject) { return subject.param.name; });
+INSTANTIATE_TEST_SUITE_P(Versions, Registrations, bothVersions, subjectName);
 
 } // namespace

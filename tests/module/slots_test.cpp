@@ -13,39 +13,27 @@ namespace {
 
 using namespace zelkor::test;
 
-template <class Function>
-std::size_t slotOf(Function function) {
-    return (std::bit_cast<std::array<std::uintptr_t, 2>>(function)[0] - 1) / sizeof(void*);
+template <class... Functions>
+std::vector<std::size_t> slotsOf(Functions... functions) {
+    return {(std::bit_cast<std::array<std::uintptr_t, 2>>(functions)[0] - 1) / sizeof(void*)...};
 }
 
 template <class Client>
-struct Slots : Test {
-    static std::vector<std::size_t> ofDetail() {
-        return {slotOf(&Client::getLoginInfoAndLogTELX),
-                slotOf(&Client::getEndpoint),
-                slotOf(&Client::getRelease),
-                slotOf(&Client::getSourceId),
-                slotOf(&Client::getPersistedLoginData),
-                slotOf(&Client::persistIdentity),
-                slotOf(&Client::clearSettings),
-                slotOf(&Client::getCurrentSessionId),
-                slotOf(&Client::completeLogout),
-                slotOf(&Client::isLogoutVetoed),
-                slotOf(&Client::negotiateLogout)};
-    }
-    static std::vector<std::size_t> ofVetoer() {
-        return {slotOf(&Client::vetoSignIn), slotOf(&Client::shouldVetoSignIn)};
-    }
-};
+struct Slots : Test {};
 using Clients =
     testing::Types<login::spf::ZelkorLogin, login::spf::session::ZelkorLogin, login::ZelkorLoginImpl>;
 TYPED_TEST_SUITE(Slots, Clients);
 
 TYPED_TEST(Slots, OwnFunctionsHaveTheirFixedPlaces) {
-    EXPECT_THAT(this->ofDetail(), ElementsAre(15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25));
+    using C = TypeParam;
+    EXPECT_THAT(slotsOf(&C::getLoginInfoAndLogTELX, &C::getEndpoint, &C::getRelease, &C::getSourceId,
+                        &C::getPersistedLoginData, &C::persistIdentity, &C::clearSettings,
+                        &C::getCurrentSessionId, &C::completeLogout, &C::isLogoutVetoed, &C::negotiateLogout),
+                ElementsAre(15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25));
     // Version 1 has twelve functions of the interactive interface before them.
-    constexpr std::size_t interactive = std::is_same_v<TypeParam, login::ZelkorLoginImpl> ? 12 : 0;
-    EXPECT_THAT(this->ofVetoer(), ElementsAre(26 + interactive, 27 + interactive));
+    constexpr std::size_t interactive = std::is_same_v<C, login::ZelkorLoginImpl> ? 12 : 0;
+    EXPECT_THAT(slotsOf(&C::vetoSignIn, &C::shouldVetoSignIn),
+                ElementsAre(26 + interactive, 27 + interactive));
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "contract/records/LoginInfo.h"
 #include "module/runtime/Timeouts.h"
+#include "tests/support/People.h"
 
 #include <cppmicroservices/AnyMap.h>
 
@@ -20,13 +20,6 @@ inline std::shared_ptr<cppmicroservices::AnyMap> configuration(std::optional<int
     if (service)
         (*map)[Timeouts::serviceKey] = *service;
     return map;
-}
-
-inline login::LoginInfo someone() {
-    login::LoginInfo info;
-    info.userId = u"someone";
-    info.level = login::LoginInfo::Level::SignedIn;
-    return info;
 }
 
 } // namespace zelkor::test

@@ -53,11 +53,7 @@ public:
         : context_(std::move(context)), identity_(std::move(identity)) {}
     explicit FakeDaemon(cppmicroservices::BundleContext context)
         : FakeDaemon(std::move(context), Identity{}) {}
-    ~FakeDaemon() {
-        disappear();
-        for (const auto& service : taken(services_))
-            service->end();
-    }
+    ~FakeDaemon() { end(); }
 
     /// Of daemons that appear from now on.
     void limitCallbacks(std::size_t limit) { callbackLimit_ = limit; }
@@ -87,6 +83,12 @@ public:
                 // The framework has stopped.
             }
         }
+    }
+    /// Disappears, and takes no calls from now on: before anything goes that its behaviours use.
+    void end() {
+        disappear();
+        for (const auto& service : taken(services_))
+            service->end();
     }
 
     /// What happens when the method is called; without one the call fails with "no behaviour for <method>".

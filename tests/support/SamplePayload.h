@@ -3,25 +3,13 @@
 #include "contract/calls/ExportedCallback.h"
 #include "contract/calls/GenericPayload.h"
 #include "contract/records/AccessToken.h"
-#include "contract/records/LoginData.h"
 #include "contract/records/Negotiation.h"
 #include "contract/records/NotifierUuid.h"
+#include "tests/support/People.h"
 
 #include <boost/optional.hpp>
 
 namespace zelkor::test {
-
-inline login::LoginInfo sampleInfo() {
-    // Unpaired surrogates, embedded zeros and bytes that are no UTF-8 must all arrive.
-    return {u"u\xd800id",
-            std::u16string(u"a\0b", 3),
-            u"given",
-            u"",
-            std::string("\xff\0z", 3),
-            u"e@x",
-            static_cast<login::LoginInfo::Level>(-17),
-            0x7fffffff};
-}
 
 /// A slot of every type that can be sent.
 inline agent::spf::core::GenericPayload samplePayload() {

@@ -8,13 +8,17 @@
 
 #include <agent/spf/transport/Connector.h>
 
+#include <fstream>
+
 namespace zelkor::test {
 
 /// A daemon process, and this process connected to it.
 class SystemFixture : public Test {
 protected:
-    /// @param scripted the daemon plays script().
-    explicit SystemFixture(bool scripted = false) : scripted_(scripted) {}
+    /// @param script by which the daemon misbehaves.
+    explicit SystemFixture(const std::string& script = "{}") {
+        std::ofstream(directory / "script.json") << script;
+    }
     void start() {
         daemon.start();
         connector.start();
@@ -23,21 +27,13 @@ protected:
         return std::make_shared<login::spf::ZelkorLogin>(configuration(call, service));
     }
 
-    std::filesystem::path script() const { return directory / "script.json"; }
-
-private:
-    const bool scripted_;
-
-protected:
     TempDirectory directory;
     TestFramework framework;
-    hshd::DaemonProcess daemon{
-        {.program = HSHD_PROGRAM,
-         .socketDirectory = directory / "run",
-         .stateDirectory = directory / "state",
-         .arguments = scripted_ ? std::vector<std::string>{"--log-level", "all", "--script", script()}
-                                : std::vector<std::string>{"--log-level", "all"},
-         .errorFile = directory / "hshd.log"}};
+    hshd::DaemonProcess daemon{{.program = HSHD_PROGRAM,
+                                .socketDirectory = directory / "run",
+                                .stateDirectory = directory / "state",
+                                .arguments = {"--log-level", "all", "--script", directory / "script.json"},
+                                .errorFile = directory / "hshd.log"}};
     agent::spf::transport::Connector connector{framework.context(), {directory / "run", "", {}}};
 };
 

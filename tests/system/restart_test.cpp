@@ -52,34 +52,4 @@ TEST_F(Restart, SixtyFourThreadsCallWithoutPauseWhileTheDaemonIsKilledAHundredTi
     EXPECT_EQ(client->getLoginInfo("restart", LoginInfo::Level::SignedIn), someone());
 }
 
-TEST_F(Restart, WhatTheDaemonAnsweredForSurvivesItsViolentEnd) {
-    start();
-    const auto client = makeClient(10, 60);
-    detail::LoginData data;
-    data.info = someone();
-    data.rememberMe = true;
-    for (int round = 0; round < 10; ++round) {
-        data.deviceId = std::to_string(round);
-        client->persistIdentity(data); // answered: it must be there from now on
-        std::jthread next([&] {
-            auto later = data;
-            later.deviceId = "later";
-            try {
-                client->persistIdentity(later); // may or may not make it
-            } catch (const std::runtime_error&) {
-            }
-        });
-        daemon.kill();
-        // Until the client has noticed, its queries answer empty.
-        ASSERT_TRUE(log.waitFor(16, removed, static_cast<std::size_t>(round) + 1));
-        daemon.start();
-        next.join();
-        auto kept = client->getPersistedLoginData();
-        EXPECT_THAT(kept.deviceId, AnyOf(data.deviceId, "later"));
-        kept.deviceId = data.deviceId;
-        EXPECT_EQ(kept, data);
-    }
-    EXPECT_EQ(daemon.stop(), 0);
-}
-
 } // namespace

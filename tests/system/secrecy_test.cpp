@@ -23,10 +23,8 @@ TEST_F(Secrecy, NoSecretIsInAnyLogLineOrExceptionText) {
     RecordingLog log; // every component, every level
     start();
     const std::string canary = "CaNaRy-4711";
-    detail::LoginData data;
+    auto data = dataOf(someone());
     data.refreshToken = data.deviceId = data.accountHint = data.endpoint = data.sourceId = canary;
-    data.info = someone();
-    data.rememberMe = true;
     std::string errors;
     const auto walk = [&](auto& client) {
         const auto level = LoginInfo::Level::SignedIn;
@@ -47,7 +45,7 @@ TEST_F(Secrecy, NoSecretIsInAnyLogLineOrExceptionText) {
         errors += textOf([&] { client.clearSettings(); });
     };
     const auto listening = makeClient(10, 60);
-    static_cast<void>(listening->addStatusListenerV2([](const auto&, const auto&) {}));
+    listening->addStatusListenerV2([](const auto&, const auto&) {});
     walk(*listening);
     ZelkorLoginImpl version1(configuration(10, 60));
     walk(version1);

@@ -136,6 +136,13 @@ inline std::future<GenericPayload> callFor(core::Invokable& invokable, std::chro
     return ending.promise->get_future();
 }
 
+/// Answers a call with what a function of its client does, or with its failure.
+inline void answerByCallback(const SharedIncoming& call, const boost::uuids::uuid& function) {
+    call->client()->callBack(function, {}, 30s,
+                             {[call](auto value) { call->reply(std::move(value)); },
+                              [call](auto) { call->fail(ErrorKind::Remote, "callback failed"); }});
+}
+
 /// The error's kind and text; fails the test when the call ends otherwise, or not at all.
 template <class R>
 Failure errorOf(std::future<R> result) {

@@ -14,7 +14,6 @@ namespace {
 
 using namespace login;
 using agent::spf::core::ExportedCallback;
-using agent::spf::core::SignatureDescriptor;
 namespace core = agent::spf::core;
 
 template <class T>
@@ -38,15 +37,6 @@ TEST(TypeKey, IsTheInstalledLibrarysHash) {
                         RequestAccessTokenResponse, std::tuple<LoginInfo, LoginInfo>,
                         std::tuple<const LoginInfo&, const LoginInfo&>, std::tuple<LoginInfo, std::string>,
                         ExportedCallback, core::ExportedDataSink, core::ExportedDataSource>();
-}
-
-// The descriptors of all methods and exported functions are compared in tests/component.
-TEST(SignatureDescriptor, OfTwoTagTypesAndNoName) {
-    const auto descriptor = SignatureDescriptor::of<bool(const std::string&, bool)>();
-    EXPECT_EQ(descriptor.named("m"),
-              R"({"name":"m","return":{"bool":0},"arguments":[{"string":0},{"bool":1},]})");
-    EXPECT_EQ(descriptor.unnamed(), R"({"return":{"bool":0},"arguments":[{"string":0},{"bool":1},]})");
-    EXPECT_EQ(descriptor.named(""), descriptor.unnamed());
 }
 
 } // namespace

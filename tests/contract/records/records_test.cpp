@@ -1,8 +1,6 @@
-#include "contract/records/AccessToken.h"
-#include "contract/records/LoginData.h"
-#include "contract/records/LoginInfo.h"
 #include "contract/records/NotifierId.h"
 #include "contract/records/Utf.h"
+#include "tests/support/People.h"
 #include "tests/support/Testing.h"
 
 #include <boost/uuid/uuid_hash.hpp>
@@ -13,38 +11,26 @@ namespace {
 
 using namespace zelkor::test;
 
-login::LoginInfo someone() {
-    return {.userId = u"u-1",
-            .displayName = u"Zo\u00eb \U0001F680",
-            .givenName = u"Zo\u00eb, long enough to live on the heap",
-            .familyName = u"\u5c71\u7530",
-            .locale = std::string("de\0\xff", 4), // bytes, not text
-            .email = u"zoe@example.test",
-            .level = login::LoginInfo::Level::Confirmed,
-            .accountType = -7};
-}
-
 TEST(LoginInfo, StreamsAsOneLineOfUtf8) {
-    EXPECT_EQ(PrintToString(someone()), "LoginInfo{user: \"u-1\", name: \"Zoë 🚀\", level: 3}");
+    auto zoe = person(u"u-1", login::LoginInfo::Level::Confirmed);
+    zoe.displayName = u"Zo\u00eb \U0001F680";
+    EXPECT_EQ(PrintToString(zoe), "LoginInfo{user: \"u-1\", name: \"Zoë 🚀\", level: 3}");
     EXPECT_EQ(login::toUtf16(login::toUtf8(u"x\xd800")), u"x\ufffd"); // an unpaired surrogate does not throw
 }
 
 TEST(LoginData, MoveLeavesTheDeviceIdBehindAndTheStringsEmpty) {
     const auto filled = [] {
-        login::detail::LoginData data;
-        data.refreshToken = "refresh";
+        auto data = dataOf(sampleInfo());
+        data.info.familyName = u"\u5c71\u7530";
+        data.info.givenName = u"Zo\u00eb, long enough to live on the heap";
         data.deviceId = "device";
-        data.accountHint = "hint";
-        data.info = someone();
-        data.endpoint = "endpoint";
-        data.sourceId = "source";
-        data.rememberMe = true;
+        data.accountHint = data.endpoint = data.sourceId = "text";
         return data;
     };
     login::detail::LoginData leftover;
     leftover.deviceId = "device";
-    leftover.info.level = someone().level;
-    leftover.info.accountType = someone().accountType;
+    leftover.info.level = sampleInfo().level;
+    leftover.info.accountType = sampleInfo().accountType;
 
     auto first = filled(), second = filled();
     const auto constructed(std::move(first));

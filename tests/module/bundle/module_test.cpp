@@ -4,52 +4,26 @@
 #include "tests/support/RecordingLog.h"
 #include "tests/support/RecordingLogin.h"
 
+#include <foundation/json.h>
 #include <foundation/log/subscription.h>
 
 #include <dlfcn.h>
 
 namespace zelkor::test {
 
-namespace {
-
-using cppmicroservices::Any;
 using cppmicroservices::any_cast;
 
-/// A manifest's value on one line: lists as [a, b], objects as {key: value, ...} by sorted key.
-std::string onOneLine(const Any& value) {
-    const auto enclosed = [](char open, const std::vector<std::string>& parts, char close) {
-        std::string all(1, open);
-        for (const auto& part : parts)
-            all += (all.size() > 1 ? ", " : "") + part;
-        return all + close;
-    };
-    std::vector<std::string> parts;
-    if (const auto* list = any_cast<std::vector<Any>>(&value)) {
-        for (const auto& item : *list)
-            parts.push_back(onOneLine(item));
-        return enclosed('[', parts, ']');
-    }
-    if (const auto* object = any_cast<AnyMap>(&value)) {
-        for (const auto& [key, member] : std::map<std::string, Any>(object->begin(), object->end()))
-            parts.push_back(key + ": " + onOneLine(member));
-        return enclosed('{', parts, '}');
-    }
-    const auto* flag = any_cast<bool>(&value);
-    return flag ? (*flag ? "true" : "false") : value.ToStringNoExcept();
-}
-
-} // namespace
-
 TEST_F(ModuleHost, DeclaresItsComponents) {
+    using foundation::json::parse;
     EXPECT_EQ(bundle.GetSymbolicName(), "com_halvorin_zelkorloginclient");
     const auto headers = bundle.GetHeaders();
-    EXPECT_EQ(onOneLine(headers.AtCompoundKey("scr.version")), "1");
-    const auto components = any_cast<std::vector<Any>>(headers.AtCompoundKey("scr.components"));
+    EXPECT_EQ(any_cast<int>(headers.AtCompoundKey("scr.version")), 1);
+    const auto declared = parse(headers.AtCompoundKey("scr.components").ToJSON()).as_array();
     std::ifstream golden(ZELKOR_COMPONENTS_GOLDEN);
     std::size_t known = 0;
     for (std::string expected; std::getline(golden, expected); ++known)
-        EXPECT_EQ(known < components.size() ? onOneLine(components[known]) : "nothing", expected);
-    EXPECT_EQ(components.size(), known);
+        EXPECT_EQ(known < declared.size() ? declared[known] : nullptr, parse(expected));
+    EXPECT_EQ(declared.size(), known);
 }
 
 TEST_F(ModuleHost, OffersItsServicesAsConfigured) {
@@ -138,8 +112,19 @@ TEST_F(ModuleHost, TheInteractiveClientOfADesktopWinsWhereThereIsOne) {
     desktop.Unregister();
     EXPECT_TRUE(eventually([&] { return best() == plain; }));
     EXPECT_TRUE(get<login::interactive::ZelkorLogin>()->supportsWebRedirect());
+}
+
+TEST_F(ModuleHost, TheVetoerVetoesNothingWithoutADaemonAndSwallowsFailures) {
     configure("hv.HalvorinServiceHost.LoginVetoer~test", {{"timeouts::service", 0}});
-    EXPECT_FALSE(get<login::control::LoginVetoer>()->shouldVetoSignIn());
+    const auto vetoer = get<login::control::LoginVetoer>();
+    EXPECT_FALSE(vetoer->shouldVetoSignIn());
+    EXPECT_NO_THROW(vetoer->vetoSignIn(true));
+    daemon.answer("shouldVetoSignIn", true);
+    daemon.appear();
+    EXPECT_TRUE(eventually([&] { return vetoer->shouldVetoSignIn(); }));
+    RecordingLog log("login.spf.LoginVetoerClient");
+    EXPECT_NO_THROW(vetoer->vetoSignIn(true));
+    EXPECT_EQ(log.count(256, "`vetoSignIn` on `ZelkorLogin-v2.1` failed: no behaviour for vetoSignIn"), 1u);
 }
 
 TEST_F(ModuleHost, AChangeOfItsConfigurationReachesTheSameObject) {
@@ -174,10 +159,10 @@ TEST_F(ModuleHost, AFunctionThatTheDaemonCallsBeforeItAnswersMayUseItsClient) {
         call.answer(FakeDaemon::Payload::of(login::detail::createUuid()));
     });
     std::string release;
-    static_cast<void>(login->addLogoutNegotiator({"asks", [&](const auto&) {
-                                                      release = detail->getRelease();
-                                                      return login::NegotiatorResponse{};
-                                                  }}));
+    login->addLogoutNegotiator({"asks", [&](const auto&) {
+                                    release = detail->getRelease();
+                                    return login::NegotiatorResponse{};
+                                }});
     EXPECT_EQ(release, "1.2");
 }
 

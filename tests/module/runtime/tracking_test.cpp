@@ -34,22 +34,6 @@ protected:
     }
     ~Tracking() override { tracker->close(); }
 
-    const Invokable* held() {
-        SharedHold hold(tracker->state());
-        try {
-            return &tracker->invokableFor("x", hold.access());
-        } catch (const std::runtime_error&) {
-            return nullptr;
-        }
-    }
-    void appear(FakeDaemon& which) {
-        which.appear();
-        settle();
-    }
-    void disappear(FakeDaemon& which) {
-        which.disappear();
-        settle();
-    }
     void start() {
         tracker->start();
         settle();
@@ -89,51 +73,12 @@ TEST_F(Tracking, OnlyAMatchingServiceIsTaken) {
     start();
     EXPECT_EQ(events, "");
     FakeDaemon newer(framework.context(), {.revision = 3});
-    appear(newer);
+    newer.appear();
+    settle();
     EXPECT_EQ(events, "Ff");
-}
-
-TEST_F(Tracking, TheBestRankedIsHeldAndTheRestTakesOverWhenItGoes) {
-    tracker->start();
-    FakeDaemon low(framework.context(), {.ranking = -1});
-    FakeDaemon high(framework.context(), {.ranking = 5});
-    appear(daemon); // no ranking counts as 0
-    const auto* first = held();
-    ASSERT_NE(first, nullptr);
-    appear(low);
-    EXPECT_EQ(held(), first);
-    appear(high);
-    const auto* best = held();
-    EXPECT_NE(best, first);
-
-    trackerLog.clear();
-    disappear(low);
-    EXPECT_EQ(held(), best);
-    EXPECT_FALSE(trackerLog.mentions("was removed"));
-    disappear(high);
-    EXPECT_EQ(trackerLog.count(16, "Invokable for ZelkorLogin-v2.1 was removed"), 1u);
-    EXPECT_EQ(held(), first); // it has been there all the time
-    disappear(daemon);
-    EXPECT_EQ(held(), nullptr);
-}
-
-TEST_F(Tracking, EveryFindMakesANewCallbackManagerAndTheOldCallbacksAreGone) {
-    std::vector<boost::uuids::uuid> exported;
-    const auto function = agent::spf::core::exportFunction(std::function<void()>([] {}));
-    onFinding = [&](auto& lock) {
-        exported.push_back(tracker->exportCallback(lock, function, std::nullopt).getCallbackID());
-    };
-    tracker->start();
-    appear(daemon);
-    const auto firstTable = daemon.callbacks();
-    FakeDaemon better(framework.context(), {.ranking = 1});
-    appear(better);
-    ASSERT_EQ(exported.size(), 2u);
-    EXPECT_EQ(firstTable->size(), 0u);
-    EXPECT_NO_THROW(better.callbacks()->invoke(exported[1], {}, {}));
-    disappear(better);
-    EXPECT_EQ(better.callbacks()->size(), 0u);
-    EXPECT_EQ(events, "FfFflFf");
+    newer.disappear();
+    settle();
+    EXPECT_EQ(events, "Ffl");
 }
 
 TEST_F(Tracking, PendingWorkRunsInOrderAndSurvivesWhatThrows) {
@@ -147,7 +92,8 @@ TEST_F(Tracking, PendingWorkRunsInOrderAndSurvivesWhatThrows) {
         throw std::runtime_error("replay failed");
     };
     tracker->start();
-    appear(daemon);
+    daemon.appear();
+    settle();
     EXPECT_EQ(order, "012");
     EXPECT_EQ(events, "Ff"); // the steps after a throwing one still ran
     const auto caught = Field(&Line::text, StartsWith("Exception caught: "));

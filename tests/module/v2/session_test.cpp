@@ -1,6 +1,7 @@
 // The session's own decisions: who is asked, in which order, and what a failure leaves undone.
 
 #include "module/v2/session/ZelkorLogin.h"
+#include "tests/support/People.h"
 #include "tests/support/RecordingLogin.h"
 #include "tests/support/Testing.h"
 
@@ -25,9 +26,7 @@ protected:
         return made;
     }
     static login::detail::LoginData dataAt(Level level, bool remember = false) {
-        login::detail::LoginData data;
-        data.info.level = level;
-        data.info.userId = u"ada";
+        auto data = dataOf(person(u"ada", level));
         data.rememberMe = remember;
         return data;
     }
@@ -67,52 +66,40 @@ TEST_F(SessionLogin, OneSideAnswersForEach) {
     const auto session = make();
     ZelkorLogin& login = *session;
     login::detail::ZelkorLogin& details = *session;
-    const auto listened = std::make_shared<Calls>();
-    const auto id = boost::uuids::to_string(local->id);
-    LoginInfo ada;
-    ada.userId = u"ada";
-    const std::pair<std::function<void()>, std::string> routes[] = {
-        {[&] { EXPECT_EQ(login.getLoginInfo("me", Level::SignedIn).locale, "login"); },
-         "login.getLoginInfo(me2)"},
-        {[&] { EXPECT_EQ(login.requestAccessToken("me", Level::SignedIn)->getTokenString(), "login"); },
-         "login.requestAccessTokenAdvanced(me2)"},
-        {[&] { EXPECT_EQ(login.requestAccessTokenAdvanced("me", Level::SignedIn).status, 1); },
-         "login.requestAccessTokenAdvanced(me2)"},
-        {[&] { EXPECT_EQ(login.getAccessToken().getTokenString(), "login"); },
-         "login.getAccessTokenAdvanced"},
-        {[&] { EXPECT_EQ(login.getAccessTokenAdvanced().status, 2); }, "login.getAccessTokenAdvanced"},
-        {[&] {
-             const auto listener = [&](const LoginInfo& now, const LoginInfo&) { listened->add(now.locale); };
-             EXPECT_EQ(login.addStatusListenerV2(listener).getValue(), local->id);
-             EXPECT_THAT(listened->take(), ElementsAre("login"));
-         },
-         "login.addStatusListenerV2"},
-        {[&] { EXPECT_TRUE(login.removeStatusListener(ZelkorLogin::StatusListenerId(local->id))); },
-         "login.removeStatusListener(" + id + ")"},
-        {[&] {
-             const auto answer = [](const auto&) {
-                 return NegotiatorResponse{Negotiator::Position::Accept, u"answers"};
-             };
-             EXPECT_EQ(login.addLogoutNegotiator({"editor ", answer}).getValue(), local->id);
-         },
-         "login.addLogoutNegotiator(editor answers)"},
-        {[&] { EXPECT_TRUE(login.removeLogoutNegotiator(ZelkorLogin::LogoutNegotiatorId(local->id))); },
-         "login.removeLogoutNegotiator(" + id + ")"},
-        {[&] { login.impersonate(AccessToken("token "), ada); }, "login.impersonate(token ada)"},
-        {[&] { EXPECT_EQ(details.getLoginInfoAndLogTELX("me", Level::SignedIn, "c").locale, "detail"); },
-         "detail.getLoginInfoAndLogTELX(me2c)"},
-        {[&] { EXPECT_EQ(details.getEndpoint(), "detail"); }, "detail.getEndpoint"},
-        {[&] { EXPECT_EQ(details.getRelease(), "daemon"); }, "daemon.getRelease"},
-        {[&] { EXPECT_EQ(details.getSourceId(), "detail"); }, "detail.getSourceId"},
-        {[&] { details.getPersistedLoginData(); }, "detail.getPersistedLoginData"},
-        {[&] { details.clearSettings(); }, "detail.clearSettings"},
-        {[&] { EXPECT_EQ(details.getCurrentSessionId(), "detail"); }, "detail.getCurrentSessionId"},
-        {[&] { EXPECT_TRUE(session->shouldVetoSignIn()); }, "vetoer.shouldVetoSignIn"},
+    std::string told;
+    const auto listener = [&](const LoginInfo& now, const LoginInfo&) { told = now.locale; };
+    const auto answer = [](const auto&) {
+        return NegotiatorResponse{Negotiator::Position::Accept, u"answers"};
     };
-    for (const auto& [call, reached] : routes) {
-        call();
-        EXPECT_THAT(calls->take(), ElementsAre(reached));
-    }
+    EXPECT_EQ(login.getLoginInfo("me", Level::SignedIn).locale, "login");
+    EXPECT_EQ(login.requestAccessToken("me", Level::SignedIn)->getTokenString(), "login");
+    EXPECT_EQ(login.requestAccessTokenAdvanced("me", Level::SignedIn).status, 1);
+    EXPECT_EQ(login.getAccessToken().getTokenString(), "login");
+    EXPECT_EQ(login.getAccessTokenAdvanced().status, 2);
+    EXPECT_EQ(login.addStatusListenerV2(listener).getValue(), local->id);
+    EXPECT_EQ(told, "login");
+    EXPECT_TRUE(login.removeStatusListener(ZelkorLogin::StatusListenerId(local->id)));
+    EXPECT_EQ(login.addLogoutNegotiator({"editor ", answer}).getValue(), local->id);
+    EXPECT_TRUE(login.removeLogoutNegotiator(ZelkorLogin::LogoutNegotiatorId(local->id)));
+    login.impersonate(AccessToken("token "), person(u"ada"));
+    EXPECT_EQ(details.getLoginInfoAndLogTELX("me", Level::SignedIn, "c").locale, "detail");
+    EXPECT_EQ(details.getEndpoint(), "detail");
+    EXPECT_EQ(details.getRelease(), "daemon");
+    EXPECT_EQ(details.getSourceId(), "detail");
+    details.getPersistedLoginData();
+    details.clearSettings();
+    EXPECT_EQ(details.getCurrentSessionId(), "detail");
+    EXPECT_TRUE(session->shouldVetoSignIn());
+    const auto id = "(" + boost::uuids::to_string(local->id) + ")";
+    EXPECT_THAT(calls->take(),
+                ElementsAre("login.getLoginInfo(me2)", "login.requestAccessTokenAdvanced(me2)",
+                            "login.requestAccessTokenAdvanced(me2)", "login.getAccessTokenAdvanced",
+                            "login.getAccessTokenAdvanced", "login.addStatusListenerV2",
+                            "login.removeStatusListener" + id, "login.addLogoutNegotiator(editor answers)",
+                            "login.removeLogoutNegotiator" + id, "login.impersonate(token ada)",
+                            "detail.getLoginInfoAndLogTELX(me2c)", "detail.getEndpoint", "daemon.getRelease",
+                            "detail.getSourceId", "detail.getPersistedLoginData", "detail.clearSettings",
+                            "detail.getCurrentSessionId", "vetoer.shouldVetoSignIn"));
     const std::pair<std::function<void()>, std::string> retired[] = {
         {[&] { login.addStatusListener({}); }, "addStatusListener"},
         {[&] { login.addLogoutVetoer({}); }, "addLogoutVetoer"},

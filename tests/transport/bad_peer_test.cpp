@@ -2,7 +2,6 @@
 #include "RawPeer.h"
 #include "transport/wire/PayloadCodec.h"
 
-#include <cstring>
 #include <random>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -32,13 +31,27 @@ Bytes withBrokenBody(Bytes bytes) {
 }
 
 struct BadClient : Connection {
-    void expectOthersGoOn() { EXPECT_EQ(callAndHelp<int>(*invokable, "m", 3), 3); }
+    void expectOthersGoOn() {
+        service->call = [](auto call) { call->reply(std::move(call->arguments())); };
+        EXPECT_EQ(callAndHelp<int>(*invokable, "m", 3), 3);
+    }
     RawPeer stranger() { return RawPeer(directory / "s"); }
     /// A client past its hello.
     RawPeer greeted() {
         auto peer = stranger();
         peer.send(fillHello);
         EXPECT_TRUE(peer.receive([](auto message) { EXPECT_TRUE(message.isWelcome()); }));
+        return peer;
+    }
+    /// A client that does not read the long answers to so many calls.
+    RawPeer lazy(unsigned calls) {
+        service->call = [](auto call) { call->reply(payload(std::string(50'000, 'x'))); };
+        auto peer = greeted();
+        for (unsigned i = 0; i < calls; ++i)
+            peer.send([&](auto message) {
+                message.initCall().setId(i);
+                message.getCall().setRemainingMs(30'000);
+            });
         return peer;
     }
     /// What the daemon says to such a hello before it closes.
@@ -52,6 +65,23 @@ struct BadClient : Connection {
         peer.receive([&](auto message) { text = wire::textOf(message.getGoodbye().getText()); });
         EXPECT_TRUE(peer.closedByOther());
         return text;
+    }
+};
+
+/// A client, and the daemon's end of its connection.
+struct Met {
+    TempDirectory directory;
+    RawDaemon daemon{directory.path()};
+    Client client;
+    RawPeer peer;
+    Invokables invokable;
+
+    explicit Met(transport::Limits limits = {})
+        : client(directory.path(), limits), peer(daemon.welcome()), invokable(client.found()) {}
+    /// Waits until the connection is lost; why it was.
+    std::string lossReason() {
+        EXPECT_TRUE(eventually([&] { return !client.connector().status().connected; }));
+        return client.connector().status().lastError;
     }
 };
 
@@ -104,35 +134,17 @@ TEST_F(BadClient, WithoutAHelloIsNotKept) {
 
 TEST_F(BadClient, ThatDoesNotReadIsDisconnected) {
     begin({.queuedBytesPerConnection = 1'000'000});
-    service->call = [](auto call) { call->reply(payload(std::string(50'000, 'x'))); };
-    auto lazy = greeted();
-    for (unsigned i = 0; i < 100; ++i)
-        lazy.send([&](auto message) {
-            message.initCall().setId(i);
-            message.getCall().setRemainingMs(30'000);
-        });
+    const auto peer = lazy(100);
     EXPECT_TRUE(eventually([&] { return log.mentions("does not read") == 1; }));
-    service->call = [](auto call) { call->reply(std::move(call->arguments())); };
     expectOthersGoOn();
 }
 
 TEST_F(BadClient, WithMostWaitingForItGoesWhenAllTogetherAreOverTheirLimit) {
     begin({.queuedBytesPerConnection = 1'000'000, .queuedBytes = 1'500'000});
-    service->call = [](auto call) { call->reply(payload(std::string(50'000, 'x'))); };
-    const auto lazy = [&](unsigned calls) {
-        auto peer = greeted();
-        for (unsigned i = 0; i < calls; ++i)
-            peer.send([&](auto message) {
-                message.initCall().setId(i);
-                message.getCall().setRemainingMs(30'000);
-            });
-        return peer;
-    };
     auto modest = lazy(10), greedy = lazy(18), greedyToo = lazy(18);
     EXPECT_TRUE(eventually([&] { return log.mentions("too much waits for all clients together") == 1; }));
     for (int i = 0; i < 10; ++i)
         EXPECT_TRUE(modest.receive());
-    service->call = [](auto call) { call->reply(std::move(call->arguments())); };
     expectOthersGoOn();
 }
 
@@ -142,37 +154,29 @@ TEST_F(BadClient, IsToldWhenThereIsNoDescriptorLeftForIt) {
 #endif
     begin();
     const auto address = wire::socketAddress(server->socketPath());
-    const auto hello = frame(fillHello);
+    std::vector<RawPeer> peers;
+    std::vector<int> sockets(50);
+    for (int& socket : sockets) {
+        socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        peers.emplace_back(socket);
+    }
     rlimit before{}, tight{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
     tight = before;
     tight.rlim_cur = static_cast<rlim_t>(foundation::UniqueFd(::dup(0)).get()) + 4;
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &tight), 0);
-    const pid_t child = ::fork();
-    if (child == 0) { // Its exit code is the number of those turned away, or 100 when one hears nothing.
-        ::setrlimit(RLIMIT_NOFILE, &before);
-        pollfd fds[50];
-        int turnedAway = 0;
-        for (auto& fd : fds) {
-            fd = {::socket(AF_UNIX, SOCK_STREAM, 0), POLLIN, 0};
-            if (::connect(fd.fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-                ::_exit(101);
-            ::send(fd.fd, hello.data(), hello.size(), MSG_NOSIGNAL);
-        }
-        for (auto& fd : fds) {
-            char answer[512] = {};
-            if (::poll(&fd, 1, 20'000) != 1)
-                ::_exit(100);
-            const auto size = std::max<ssize_t>(::recv(fd.fd, answer, sizeof answer, 0), 0);
-            if (::memmem(answer, static_cast<std::size_t>(size), "Too many clients", 16))
-                ++turnedAway;
-        }
-        ::_exit(turnedAway);
+    int turnedAway = 0;
+    for (std::size_t i = 0; i < peers.size(); ++i) {
+        EXPECT_EQ(::connect(sockets[i], reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        peers[i].send(fillHello);
     }
-    int status = 0;
-    ::waitpid(child, &status, 0);
+    for (auto& peer : peers)
+        EXPECT_TRUE(peer.receive([&](auto message) {
+            turnedAway += message.isGoodbye() &&
+                          wire::textOf(message.getGoodbye().getText()).starts_with("Too many clients");
+        }));
     ::setrlimit(RLIMIT_NOFILE, &before);
-    EXPECT_THAT(WEXITSTATUS(status), AllOf(Ge(20), Le(50)));
+    EXPECT_THAT(turnedAway, AllOf(Ge(20), Le(50)));
     expectOthersGoOn();
 }
 
@@ -234,46 +238,37 @@ TEST(BadDaemon, IsLeftAndAllItsCallsEnd) {
                                  replyTo(0),
                                  replyTo(9)};
     for (const auto& bytes : bad) {
-        TempDirectory directory;
-        RawDaemon daemon(directory.path());
-        Client client(directory.path());
-        auto peer = daemon.welcome();
-        const auto invokable = client.found();
-        auto call = callFor(*invokable, 30s, "m");
-        peer.receive();
-        peer.send(bytes);
+        Met met;
+        auto call = callFor(*met.invokable, 30s, "m");
+        met.peer.receive();
+        met.peer.send(bytes);
         EXPECT_EQ(errorOf(std::move(call)).first, ErrorKind::Disconnected);
-        EXPECT_TRUE(eventually([&] { return !client.connector().status().connected; }));
-        EXPECT_THAT(client.connector().status().lastError, HasSubstr("malformed"));
+        EXPECT_THAT(met.lossReason(), HasSubstr("malformed"));
     }
     EXPECT_EQ(log.mentions("The connection to the daemon is closed, malformed frame"), bad.size());
 }
 
 TEST(BadDaemon, ThatCallsBackTooOftenIsRefused) {
-    TempDirectory directory;
-    RawDaemon daemon(directory.path());
-    Client client(directory.path(), {.pendingCallsPerConnection = 2, .callbacksPerConnection = 2});
-    auto peer = daemon.welcome();
-    const auto invokable = client.found();
+    Met met({.pendingCallsPerConnection = 2, .callbacksPerConnection = 2});
     std::promise<void> release;
     const core::ExportedFunction slow{[released = release.get_future().share()](auto, auto) {
                                           released.wait();
                                           return GenericPayload();
                                       },
                                       core::SignatureDescriptor::of<void()>()};
-    invokable->callbacks()->add({}, slow, std::nullopt);
+    met.invokable->callbacks()->add({}, slow, std::nullopt);
     const core::ExportedFunction fast{[](auto, auto) { return GenericPayload(); }, slow.signature};
-    invokable->callbacks()->add({1}, fast, std::nullopt);
-    EXPECT_THROW(invokable->callbacks()->add({2}, fast, std::nullopt), core::RefusedError);
+    met.invokable->callbacks()->add({1}, fast, std::nullopt);
+    EXPECT_THROW(met.invokable->callbacks()->add({2}, fast, std::nullopt), core::RefusedError);
     const auto call = [&](unsigned id) {
-        peer.send([=](auto message) {
+        met.peer.send([=](auto message) {
             message.initCallback().setId(id);
             message.getCallback().setRemainingMs(30'000);
             wire::encodeUuid({id > 2}, message.getCallback().initCallback());
         });
     };
     const auto expectAnswer = [&](unsigned id, bool refused) {
-        EXPECT_TRUE(peer.receive([&](auto message) {
+        EXPECT_TRUE(met.peer.receive([&](auto message) {
             const auto reply = message.getCallbackReply();
             EXPECT_EQ(reply.getId(), id);
             EXPECT_EQ(reply.isError(), refused);
@@ -295,33 +290,25 @@ TEST(BadDaemon, SaysTooMuchAndIsCutShortBetweenTwoCharacters) {
     while (text.size() < 200'000)
         text += umlaut;
     const auto shortened = text.substr(0, 16 * 1024 - 1); // 16 KiB end in the midst of one
-    TempDirectory directory;
-    RawDaemon daemon(directory.path());
-    Client client(directory.path());
-    auto peer = daemon.welcome();
-    auto call = callFor(*client.found(), 30s, "m");
-    peer.receive([&](auto message) {
+    Met met;
+    auto call = callFor(*met.invokable, 30s, "m");
+    met.peer.receive([&](auto message) {
         const auto id = message.getCall().getId();
-        peer.send([&](auto reply) {
+        met.peer.send([&](auto reply) {
             reply.initReply().setId(id);
             reply.getReply().initError().setText(text);
         });
     });
     EXPECT_EQ(errorOf(std::move(call)).second, shortened);
-    peer.send([&](auto message) { message.initGoodbye().setText(text); });
-    EXPECT_TRUE(eventually([&] { return !client.connector().status().connected; }));
-    EXPECT_THAT(client.connector().status().lastError, EndsWith("said goodbye: " + shortened));
+    met.peer.send([&](auto message) { message.initGoodbye().setText(text); });
+    EXPECT_THAT(met.lossReason(), EndsWith("said goodbye: " + shortened));
 }
 
 TEST(BadDaemon, ThatDoesNotReadRefusesOnlyWhatDoesNotFit) {
-    TempDirectory directory;
-    RawDaemon daemon(directory.path());
-    Client client(directory.path(), {.queuedBytesPerConnection = 2'000'000});
-    auto peer = daemon.welcome();
-    const auto invokable = client.found();
+    Met met({.queuedBytesPerConnection = 2'000'000});
     std::vector<std::future<GenericPayload>> calls;
     for (int i = 0; i < 60; ++i)
-        calls.push_back(callFor(*invokable, 30s, "m", payload(std::string(50'000, 'x'))));
+        calls.push_back(callFor(*met.invokable, 30s, "m", payload(std::string(50'000, 'x'))));
     EXPECT_EQ(errorOf(std::move(calls.back())).first, ErrorKind::Refused);
     calls.pop_back();
     // It reads again: everything that was accepted arrives, in order, and is answered.
@@ -329,8 +316,9 @@ TEST(BadDaemon, ThatDoesNotReadRefusesOnlyWhatDoesNotFit) {
     for (auto& call : calls) {
         if (call.wait_for(0s) == std::future_status::ready)
             continue; // refused as well
-        peer.receive([&](auto message) {
-            peer.send([&](auto reply) { wire::fillReply(reply.initReply(), message.getCall().getId(), {}); });
+        met.peer.receive([&](auto message) {
+            met.peer.send(
+                [&](auto reply) { wire::fillReply(reply.initReply(), message.getCall().getId(), {}); });
         });
         EXPECT_NO_THROW(call.get());
         ++answered;

@@ -52,21 +52,27 @@ TEST_F(Load, TheReadersRoleIsHandedOnAmongCallersOfAllKinds) {
     });
 }
 
-TEST_F(Load, CallbacksAndCallsInBothDirections) {
+TEST_F(Load, CallbacksCallWhileTheCallThatTheyAnswerWaits) {
     service->call = [](SharedIncoming call) {
-        const auto id = call->arguments().get<boost::uuids::uuid>(0);
-        call->client()->callBack(id, {}, 30s,
-                                 {[call](auto value) { call->reply(std::move(value)); },
-                                  [call](auto) { call->reply(payload(-1)); }});
+        if (call->method() == "inner")
+            call->reply(std::move(call->arguments()));
+        else
+            answerByCallback(call, call->arguments().get<boost::uuids::uuid>(0));
     };
     begin();
     startThreads(8, [&](int i) {
         for (int round = 0; round < 25; ++round) {
             const auto id = login::detail::createUuid();
-            const auto function = [i](auto, auto) { return payload(i); };
+            const auto function = [&, i](auto, auto) {
+                return payload(callAndHelp<int>(*invokable, "inner", i));
+            };
             invokable->callbacks()->add(id, {function, core::SignatureDescriptor::of<int()>()}, 1U);
-            EXPECT_EQ(callAndHelp<int>(*invokable, "m", id), i);
-            EXPECT_EQ(callAndHelp<int>(*invokable, "m", id), -1) << "its limit of calls is used up";
+            if (round % 2 == 0)
+                EXPECT_EQ(callAndHelp<int>(*invokable, "outer", id), i);
+            else
+                EXPECT_EQ(invokable->invokeAsync<int>(30s, "outer", id).get(), i);
+            EXPECT_THROW(callAndHelp<int>(*invokable, "outer", id), core::RemoteError)
+                << "its limit of calls is used up";
         }
     });
     EXPECT_EQ(invokable->callbacks()->size(), 0U);
@@ -123,11 +129,7 @@ TEST_F(Load, EveryCallEndsOnceWhenTheDaemonIsReplacedAtAnAwkwardMoment) {
             return GenericPayload();
         };
         invokable->callbacks()->add(id, {function, core::SignatureDescriptor::of<void()>()}, std::nullopt);
-        service->call = [&](SharedIncoming call) {
-            call->client()->callBack(id, {}, 30s,
-                                     {[call](auto value) { call->reply(std::move(value)); },
-                                      [call](auto) { call->fail(ErrorKind::Remote, "callback failed"); }});
-        };
+        service->call = [id](SharedIncoming call) { answerByCallback(call, id); };
         callAll();
         running->get_future().wait();
         replace();

@@ -1,5 +1,6 @@
 #include "Fixture.h"
 #include "RawPeer.h"
+#include "contract/calls/CallbackManager.h"
 #include "contract/records/NotifierUuid.h"
 #include "tests/support/OneThread.h"
 
@@ -34,24 +35,6 @@ struct Callback : Connection {
 
 } // namespace
 
-TEST_F(Callback, RunsOffTheReadingThreadBeforeTheReply) {
-    meet();
-    // The daemon holds the reply back until the callback has called it in turn.
-    const auto id = exported([&](auto given) {
-        return payload(callAndHelp<int>(*invokable, "inner", given.template get<int>(0) + 1));
-    });
-    service->call = [&](SharedIncoming call) {
-        if (call->method() == "inner")
-            call->reply(std::move(call->arguments()));
-        else
-            call->client()->callBack(id, payload(4), 30s,
-                                     {[call](auto value) { call->reply(std::move(value)); },
-                                      [call](auto) { call->fail(ErrorKind::Remote, "callback failed"); }});
-    };
-    EXPECT_EQ(callAndHelp<int>(*invokable, "outer"), 5);
-    EXPECT_EQ(invokable->invokeAsync<int>(30s, "outer").get(), 5);
-}
-
 TEST_F(Callback, EveryWayOfFailingReachesTheDaemon) {
     meet();
     const struct {
@@ -77,6 +60,7 @@ TEST_F(Callback, EveryWayOfFailingReachesTheDaemon) {
     EXPECT_EQ(errorOf(callBack(echo, payload(1.5))).first, ErrorKind::Refused);
     EXPECT_EQ(errorOf(callBack(echo, payload(std::string(2'000'000, 'x')))).first, ErrorKind::Refused);
     EXPECT_EQ(errorOf(callBack(echo, {}, 0ms)).first, ErrorKind::Timeout);
+    EXPECT_TRUE(core::CallbackManager(invokable->callbacks()).removeCallback(echo).empty()) << "another's";
     EXPECT_EQ(callBack(echo, payload(7)).get().get<int>(0), 7);
 }
 
