@@ -2,6 +2,7 @@
 
 #include "contract/calls/Invokable.h"
 #include "contract/calls/ServiceProperties.h"
+#include "host/ComponentLog.h"
 #include "host/session/InProcessLogin.h"
 
 #include <cppmicroservices/FrameworkEvent.h>
@@ -74,6 +75,8 @@ Host::Host(HostOptions options)
     try {
         framework_.Start();
         context_ = framework_.GetBundleContext();
+        static_cast<void>(context_.RegisterService<cppmicroservices::logservice::LogService>(
+            std::make_shared<ComponentLog>()));
         if (options_.desktopServices)
             static_cast<void>(
                 context_.RegisterService<HasDesktopServices>(std::make_shared<DesktopServices>()));

@@ -15,6 +15,7 @@
 #include <array>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <tuple>
 #include <type_traits>
@@ -61,7 +62,14 @@ public:
 
     void CreateInstance(const std::shared_ptr<ComponentContext>& context) override {
         const agent::spf::cppmsclientutils::ConstructionContext belongsTo(context->GetBundleContext());
-        made_->CreateInstance(context);
+        try {
+            made_->CreateInstance(context);
+        } catch (const std::exception& error) {
+            // A framework may pass on nothing but this text.
+            throw std::runtime_error(
+                "The component '" + context->GetProperties()["component.name"].ToStringNoExcept() +
+                "' of the bundle '" US_STR(US_BUNDLE_NAME) "' cannot be constructed: " + error.what());
+        }
     }
     void BindReferences(const std::shared_ptr<ComponentContext>& context) override {
         made_->BindReferences(context);
