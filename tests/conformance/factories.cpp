@@ -57,6 +57,12 @@ int main(int, char** argv) {
     Say("pid ", named->GetPid(), ", factory pid ", named->GetFactoryPid());
     named->Update({{"n", 4}}).get();
     TellAll(context, "by its factory's pid");
+    const auto unnamed = admin->CreateFactoryConfiguration("probe.made");
+    unnamed->Update({{"n", 9}}).get();
+    const auto made =
+        context.GetServiceReferences<Probe>("(component.name=probe::Made_" + unnamed->GetPid() + ')');
+    Say("unnamed: ", made.size(), " service, ", admin->ListConfigurations("(n=9)").size(), " configuration");
+    unnamed->Remove().get();
     late->Remove().get();
     named->Remove().get();
     TellAll(context, "both removed");

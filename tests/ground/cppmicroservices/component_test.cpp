@@ -40,34 +40,6 @@ TEST_F(Components, AreConstructedWhenFirstGotOnceForAllAndKept) {
     EXPECT_EQ(Greeting("test::Plain"), "plain");
 }
 
-TEST_F(Components, AreMadeByTheirConfigurationsAsThePolicySays) {
-    Configure("test.factory~early", {{"text", std::string("early")}});
-    Configure("test.factory", {{"text", std::string("never")}});
-    bundle.Start();
-    EXPECT_EQ(Greeting("test::Factory_test.factory~early"), "early");
-    EXPECT_EQ(Greeting("test::Optional"), "manifest");
-    EXPECT_EQ(Greeting("test::PidWithoutPolicy"), "manifest");
-    EXPECT_FALSE(Find("test::Factory")) << "the plain pid does not make a factory component";
-    EXPECT_FALSE(Find("test::Rebuilt"));
-    EXPECT_FALSE(Find("test::PidAsText"));
-
-    const auto late = admin->GetFactoryConfiguration("test.factory", "late");
-    EXPECT_EQ(late->GetPid(), "test.factory~late");
-    EXPECT_FALSE(Find("test::Factory_test.factory~late")) << "it counts from its first update on";
-    late->Update().get();
-    EXPECT_EQ(Greeting("test::Factory_test.factory~late"), "made");
-    const auto unnamed = admin->CreateFactoryConfiguration("test.factory");
-    unnamed->Update().get();
-    EXPECT_EQ(Greeting("test::Factory_" + unnamed->GetPid()), "made");
-    EXPECT_EQ(admin->ListConfigurations("(text=early)").size(), 1u);
-
-    late->Remove().get();
-    AwaitGone("test::Factory_test.factory~late");
-    EXPECT_TRUE(Find("test::Factory_test.factory~early"));
-    Configure("test.ignored", {{"text", std::string("ignored")}});
-    EXPECT_EQ(Greeting("test::PidWithoutPolicy"), "manifest");
-}
-
 TEST_F(Components, TakeAChangeInTheSameObjectIfTheyCan) {
     Configure("test.factory~x", {{"text", std::string("one")}});
     Configure("test.rebuilt");
