@@ -1,6 +1,7 @@
 #include "ModuleHost.h"
 #include "contract/calls/ExportedCallback.h"
 #include "contract/records/NotifierUuid.h"
+#include "host/ComponentLog.h"
 #include "tests/support/RecordingLog.h"
 #include "tests/support/RecordingLogin.h"
 
@@ -71,8 +72,14 @@ TEST_F(ModuleHost, ASessionJoinsThisProcessAndTheDaemon) {
     EXPECT_EQ(bestDetail(), "login::spf::session::ZelkorLogin");
     EXPECT_THAT(calls->take(), testing::IsEmpty()) << "made at the first use";
 
+    static_cast<void>(context.RegisterService<cppmicroservices::logservice::LogService>(
+        std::make_shared<host::ComponentLog>()));
+    const RecordingLog log("framework");
     own->failing = "completeLogout"; // there is no session then, and the next use tries again
     EXPECT_EQ(context.GetService(context.GetServiceReference<login::detail::ZelkorLogin>()), nullptr);
+    EXPECT_NE(log.mentions("The component 'login::spf::session::ZelkorLogin' of the bundle "
+                           "'com_halvorin_zelkorloginclient' cannot be constructed: "),
+              0u);
     own->failing.clear();
     EXPECT_THAT(calls->take(), testing::ElementsAre("own.setSourceId(source)", "own.completeLogout"));
     const auto session = get<login::detail::ZelkorLogin>();
