@@ -4,6 +4,7 @@
 #include <cppmicroservices/BundleInitialization.h>
 #include <cppmicroservices/servicecomponent/detail/ComponentInstanceImpl.hpp>
 
+#include <functional>
 #include <set>
 #include <stdexcept>
 
@@ -32,6 +33,8 @@ struct Throws : Probe {
 struct Configured : Probe {
     explicit Configured(const std::shared_ptr<AnyMap>& properties) : n(properties->at("n").ToString()) {}
     void Modified(const std::shared_ptr<ComponentContext>&, const std::shared_ptr<AnyMap>& properties) {
+        if (const auto gate = properties->find("gate"); gate != properties->end())
+            any_cast<std::function<void()>>(gate->second)();
         n = properties->at("n").ToString();
         ++modified;
     }

@@ -54,26 +54,61 @@ TEST_F(ModuleHost, MayStopStartAndBeUsedAgainAndAgain) {
     });
 }
 
+/// A host with a client.
+struct OneMore : ModuleHost {
+    OneMore() {
+        daemon.appear();
+        configure(detailPid, {{"timeouts::service", 3600}});
+        client = get<login::detail::ZelkorLogin>();
+        EXPECT_EQ(client->getRelease(), "1.2");
+    }
+    void TestBody() override {}
+    using ModuleHost::bundle, ModuleHost::configure, ModuleHost::daemon, ModuleHost::get;
+    std::shared_ptr<login::detail::ZelkorLogin> client;
+};
+
+/// Of a client whose framework has stopped, and the daemon with it.
+void expectOver(login::detail::ZelkorLogin& held) {
+    EXPECT_EQ(held.getRelease(), "");
+    EXPECT_THROW(held.completeLogout(), std::runtime_error);
+}
+
+TEST(ModuleLife, WhatIsHeldPastAStopStaysCallableBesideTheNextStarts) {
+    OneMore host;
+    auto former = host.client;
+    const auto callable = [&] { return former->getRelease(); }; // answers, or fails as without a daemon
+    host.bundle.Stop();
+    EXPECT_THAT(callable(), testing::AnyOf("1.2", ""));
+    host.bundle.Start();
+    host.configure(detailPid, {{"timeouts::service", 3600}});
+    const auto next = host.get<login::detail::ZelkorLogin>();
+    EXPECT_NE(next, former);
+    EXPECT_EQ(next->getRelease(), "1.2");
+    EXPECT_THAT(callable(), testing::AnyOf("1.2", ""));
+    former.reset();
+    EXPECT_EQ(next->getRelease(), "1.2");
+}
+
 TEST(ModuleLife, AProcessMayHaveOneFrameworkAfterAnother) {
-    struct OneMore : ModuleHost {
-        void TestBody() override {
-            daemon.appear();
-            configure(detailPid, {{"timeouts::service", 3600}});
-            held = get<login::detail::ZelkorLogin>();
-            ASSERT_EQ(held->getRelease(), "1.2");
-            configure(detailPid, {{"timeouts::service", 0}}); // from now on it waits for nobody
-        }
-        std::shared_ptr<login::detail::ZelkorLogin> held;
-    };
     std::shared_ptr<login::detail::ZelkorLogin> held; // past its framework
     expectFlat(rounds(50), [&] {
         OneMore host;
-        host.TestBody();
+        host.configure(detailPid, {{"timeouts::service", 0}}); // from now on it waits for nobody
         if (!held)
-            held = host.held;
+            held = host.client;
     });
-    EXPECT_EQ(held->getRelease(), "");
-    EXPECT_THROW(held->completeLogout(), std::runtime_error);
+    expectOver(*held);
+}
+
+TEST(ModuleLife, TwoFrameworksOfOneProcessHaveClientsOfTheirOwn) {
+    OneMore one;
+    {
+        OneMore other;
+        other.daemon.answer("getRelease", std::string("other"));
+        EXPECT_EQ(other.client->getRelease(), "other");
+        EXPECT_EQ(one.client->getRelease(), "1.2");
+    }
+    EXPECT_EQ(one.client->getRelease(), "1.2") << "the other one's end is not this one's";
 }
 
 } // namespace zelkor::test
