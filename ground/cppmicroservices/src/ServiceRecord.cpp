@@ -192,7 +192,7 @@ InterfaceMapConstPtr ServiceRecord::AcquireAnother(const std::shared_ptr<BundleP
     {
         const foundation::MutexLock lock(mutex_);
         if (state_ != State::Gone) {
-            others_.emplace(made, user);
+            others_.emplace_back(made, user);
             return made;
         }
     }
@@ -205,7 +205,8 @@ void ServiceRecord::ReleaseAnother(const InterfaceMapConstPtr& services) {
     std::shared_ptr<ServiceFactory> factory;
     {
         const foundation::MutexLock lock(mutex_);
-        const auto found = others_.find(services);
+        const auto found =
+            std::ranges::find(others_, services, [](const auto& other) { return other.first; });
         if (found == others_.end())
             return; // taken back by the unregistration
         user = found->second;

@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace cppmicroservices {
@@ -99,8 +100,8 @@ private:
     InterfaceMapConstPtr services_ GUARDED_BY(mutex_);
     std::shared_ptr<ServiceFactory> factory_ GUARDED_BY(mutex_);
     Uses uses_ GUARDED_BY(mutex_);
-    std::multimap<InterfaceMapConstPtr, std::shared_ptr<BundlePrivate>>
-        others_ GUARDED_BY(mutex_); ///< AcquireAnother()
+    /// From AcquireAnother(), in the order of making.
+    std::vector<std::pair<InterfaceMapConstPtr, std::shared_ptr<BundlePrivate>>> others_ GUARDED_BY(mutex_);
 };
 
 } // namespace detail
