@@ -155,8 +155,9 @@ InterfaceMapConstPtr ServiceRecord::Acquire(const std::shared_ptr<BundlePrivate>
         }
         made_.notify_all();
     }
+    // Unregistered meanwhile: it is the caller's alone.
     if (takeBack)
-        TakeBack(user, *factory, std::exchange(made, nullptr));
+        TakeBack(user, *factory, made);
     return made;
 }
 

@@ -202,7 +202,7 @@ TEST_F(Components, MayAskForThemselvesAndStopTheirBundleWhileConstructed) {
     RemoveConfiguration("test.thrower");
     AwaitGone("test::Thrower");
     Configure("test.thrower", {{"text", std::string("stop")}});
-    EXPECT_EQ(Greeting("test::Thrower"), "(null)");
+    EXPECT_EQ(Greeting("test::Thrower"), "stop") << "who asked gets the object, stopped as it is";
     EXPECT_EQ(bundle.GetState(), Bundle::STATE_RESOLVED);
     EXPECT_EQ(Counts::Now().created, Counts::Now().deleted);
 }

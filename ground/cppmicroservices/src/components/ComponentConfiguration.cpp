@@ -341,12 +341,12 @@ InterfaceMapConstPtr ComponentConfiguration::EndConstruction(const RunPtr& run,
     bool changed = false;
     {
         const foundation::MutexLock lock(mutex_);
-        if (made && run_ == run) {
+        if (made)
             interfaces = made->Interfaces();
+        if (made && run_ == run)
             instances_.push_back(std::move(made));
-        }
     }
-    // It was deactivated meanwhile, and the object came too late for that.
+    // It was deactivated meanwhile: who asked for the object gets it, deactivated as well.
     made.reset();
     {
         const foundation::MutexLock lock(mutex_);
