@@ -260,15 +260,18 @@ void ComponentConfiguration::End(const RunPtr& run) {
         }
     }
     Instances instances;
+    bool making = false;
     {
         const foundation::MutexLock lock(mutex_);
         run_ = nullptr;
+        making = maker_ != std::thread::id();
         instances.swap(instances_);
     }
     for (const auto& instance : instances)
         instance->Deactivate();
     instances.clear();
-    run->services->Release();
+    if (!making) // a constructor may still ask for its services; its thread lets them go
+        run->services->Release();
 }
 
 void ComponentConfiguration::Release(const InterfaceMapConstPtr& interfaces) {
@@ -338,7 +341,7 @@ ComponentConfiguration::Construct(const Run& run, PropertiesPtr properties,
 InterfaceMapConstPtr ComponentConfiguration::EndConstruction(const RunPtr& run,
                                                              std::shared_ptr<ComponentInstanceHandle> made) {
     InterfaceMapConstPtr interfaces;
-    bool changed = false;
+    bool changed = false, over = false;
     {
         const foundation::MutexLock lock(mutex_);
         if (made)
@@ -351,10 +354,13 @@ InterfaceMapConstPtr ComponentConfiguration::EndConstruction(const RunPtr& run,
     {
         const foundation::MutexLock lock(mutex_);
         maker_ = {};
+        over = run_ != run;
         // Properties that came before the object are published with it.
         changed = interfaces != nullptr || wanted_ != run->properties;
         idle_.notify_all();
     }
+    if (over)
+        run->services->Release();
     if (changed)
         Settle();
     return interfaces;
