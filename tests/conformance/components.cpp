@@ -112,7 +112,8 @@ int main(int, char** argv) {
             for (auto& bundle : context.InstallBundles(path))
                 bundle.Start();
     References(context);
-    Tell(context, "Throws");
+    for (int i = 0; i < 2; ++i)
+        Tell(context, "Throws");
     for (const auto& cause : log->causes)
         Say("logged: ", cause);
     Configurations(context);
