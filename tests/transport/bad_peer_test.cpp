@@ -132,23 +132,6 @@ TEST_F(BadClient, WithoutAHelloIsNotKept) {
     expectOthersGoOn();
 }
 
-TEST_F(BadClient, ThatSaysNothingKeepsNobodyOut) {
-    begin({.silentConnections = 3});
-    std::vector<RawPeer> silent;
-    for (int i = 0; i < 8; ++i)
-        silent.push_back(stranger());
-    const auto newcomer = greeted();
-    for (int i = 0; i < 6; ++i) { // the newcomer took the place of the sixth
-        EXPECT_TRUE(silent[i].receive([](auto message) { EXPECT_TRUE(message.isGoodbye()); }));
-        EXPECT_TRUE(silent[i].closedByOther());
-    }
-    for (int i = 6; i < 8; ++i) {
-        silent[i].send(fillHello);
-        EXPECT_TRUE(silent[i].receive([](auto message) { EXPECT_TRUE(message.isWelcome()); }));
-    }
-    expectOthersGoOn();
-}
-
 TEST_F(BadClient, ThatDoesNotReadIsDisconnected) {
     begin({.queuedBytesPerConnection = 1'000'000});
     const auto peer = lazy(100);

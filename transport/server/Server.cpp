@@ -9,7 +9,6 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 
-#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <optional>
@@ -39,10 +38,7 @@ public:
         listener_.emplace(core_->options.socketDirectory);
         acceptor_.assign(boost::asio::local::stream_protocol(), listener_->takeSocket().release());
         acceptor_.native_non_blocking(true);
-        const auto& limits = core_->options.limits;
-        const auto room = provideDescriptors(limits.connections + limits.silentConnections);
-        silent_ = std::clamp<std::size_t>(room / 4, 1, std::max<std::size_t>(limits.silentConnections, 1));
-        core_->connections = std::min(limits.connections, std::max<std::size_t>(room - silent_, 1));
+        connections_ = provideDescriptors(core_->options.limits.connections);
         takeSpare();
         waitForClients();
         thread_ = std::thread([this] { run(); });
@@ -145,13 +141,13 @@ private:
                 core_->log.log(logging_event_types::warning, "A connection was refused: " + why);
                 return;
             }
-            // Who connects and says nothing keeps nobody out.
-            while (core_->silent.size() >= silent_)
-                core_->silent.begin()->second->dismiss(
-                    "Too many clients without a hello are connected (limit " + std::to_string(silent_) + ')');
             const auto session = std::make_shared<Session>(core_, std::move(socket), peer);
             core_->sessions.insert(session);
-            session->start();
+            if (core_->sessions.size() > connections_)
+                session->dismiss("Too many clients are connected (limit " + std::to_string(connections_) +
+                                 ')');
+            else
+                session->start();
         } catch (const std::exception& error) {
             core_->log.log(logging_event_types::error,
                            std::string("A client cannot be served: ") + error.what());
@@ -173,7 +169,7 @@ private:
     std::optional<Listener> listener_;
     boost::asio::local::stream_protocol::acceptor acceptor_;
     boost::asio::steady_timer retry_;
-    std::size_t silent_ = 0;     // connections without a hello that there is room for
+    std::size_t connections_ = 0;
     foundation::UniqueFd spare_; // given up for a moment when there is no other descriptor
     std::thread thread_;
     bool stopping_ = false;

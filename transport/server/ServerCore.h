@@ -6,8 +6,6 @@
 #include <boost/asio/io_context.hpp>
 
 #include <atomic>
-#include <cstdint>
-#include <map>
 #include <unordered_set>
 #include <vector>
 
@@ -16,7 +14,7 @@ namespace agent::spf::transport {
 class Session;
 
 /// What a server's sessions share. Sessions that somebody still holds keep it alive after the server is gone.
-/// `services`, `sessions` and `silent` belong to the I/O thread, and are emptied by it when the server stops.
+/// `services` and `sessions` belong to the I/O thread, and are emptied by it when the server stops.
 struct ServerCore {
     ServerOptions options;
     std::vector<OfferedService> services;
@@ -24,8 +22,6 @@ struct ServerCore {
     foundation::log::basic_diagnostic_logger<char> log{"transport"};
     boost::asio::io_context io{1};
     std::unordered_set<std::shared_ptr<Session>> sessions;
-    std::map<std::uint64_t, Session*> silent; // those of them without a hello yet, the oldest first
-    std::size_t connections = 0; // there is room for, of those with a hello; set before the I/O thread starts
     std::atomic<std::size_t> waitingCallbackBytes = 0; // of all sessions
     std::atomic<std::size_t> queuedBytes = 0;          // of all sessions
     std::size_t givenUpBytes = 0;                      // by sessions that closed; the I/O thread's

@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <malloc.h>
 #include <sys/socket.h>
-#include <utility>
 
 namespace agent::spf::transport {
 
@@ -30,18 +29,12 @@ Session::Session(std::shared_ptr<ServerCore> core, foundation::UniqueFd socket, 
                  core_->options.limits.waitingCallbackBytes, core_->waitingCallbackBytes) {}
 
 void Session::start() {
-    silent_ = core_->silent.empty() ? 1 : core_->silent.rbegin()->first + 1;
-    core_->silent.emplace(silent_, this);
     timer_.expires_after(core_->options.limits.helloTimeout);
     timer_.async_wait([self = shared_from_this()](const boost::system::error_code& error) {
         if (!error && !self->connected_)
             self->dismiss("No hello within the time limit");
     });
     read();
-}
-
-void Session::noLongerSilent() {
-    core_->silent.erase(std::exchange(silent_, 0));
 }
 
 std::string Session::name() const {
@@ -122,12 +115,6 @@ void Session::greet(wire::Hello::Reader hello) {
                 " printable ASCII characters without spaces");
         return;
     }
-    const auto greeted = core_->sessions.size() - core_->silent.size();
-    if (greeted >= core_->connections) {
-        dismiss("Too many clients are connected (limit " + std::to_string(core_->connections) + ')');
-        return;
-    }
-    noLongerSilent();
     clientId_ = wire::textOf(clientId);
     peerFrameBytes_ = static_cast<std::size_t>(hello.getFrameBytes());
     if (hello.getCallbacks() != 0)
@@ -322,7 +309,6 @@ void Session::dismiss(const std::string& text) {
 void Session::close(logging_event_types level, const std::string& why) {
     if (std::exchange(closed_, true))
         return;
-    noLongerSilent();
     const auto self = shared_from_this();
     const bool introduced = connected_.exchange(false);
     core_->log.log(level, name() + ": connection closed, " + why);

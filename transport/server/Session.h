@@ -51,7 +51,6 @@ private:
     void read();
     void handleFrames();
     void handle(wire::Message::Reader message);
-    void noLongerSilent();
     void greet(wire::Hello::Reader hello);
     void welcome();
     void dispatch(wire::Call::Reader call, Clock::time_point now);
@@ -86,8 +85,7 @@ private:
     PendingCallbacks callbacks_;
     std::atomic<bool> connected_ = false;
     std::atomic<std::size_t> unanswered_ = 0;
-    bool closed_ = false;      // I/O thread
-    std::uint64_t silent_ = 0; // its key in ServerCore::silent; 0 when it is not there
+    bool closed_ = false; // I/O thread
 
     // The call that a service is being given: when it is dropped there, what the service threw makes the
     // better answer. Both on the I/O thread.

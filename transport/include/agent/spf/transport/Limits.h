@@ -17,9 +17,8 @@ struct Limits {
     std::size_t waitingCallbackBytes = 128U << 20U;             ///< of those to all clients together
     std::size_t queuedBytesPerConnection = 8U << 20U; ///< written by us and not yet read by the peer
     std::size_t queuedBytes = 64U << 20U;             ///< the same for all connections of a server together
-    std::size_t connections = 1024;                   ///< of a server, that have said hello
-    std::size_t silentConnections = 256;              ///< of a server, that have not; the oldest goes first
-    std::chrono::milliseconds helloTimeout{5'000};    ///< a connected peer must have said hello by then
+    std::size_t connections = 1024;
+    std::chrono::milliseconds helloTimeout{5'000};         ///< a connected peer must have said hello by then
     std::chrono::milliseconds defaultCallTimeout{130'000}; ///< for calls that bring none
 };
 
