@@ -74,7 +74,6 @@ private:
 
     void run();
     void findDaemon();
-    Dialled dialWatching();
     void leave(const std::optional<SocketId>& socket, std::chrono::steady_clock::duration lived);
     std::optional<SocketId> socketThere() const;
     void watchDirectory();
@@ -126,33 +125,14 @@ void Connector::Impl::run() {
     }
 }
 
-/// With a watch for the daemon's coming, unless it is there at once: ending a watch takes the kernel many
-/// milliseconds, which a program that asks once would wait for.
-Dialled Connector::Impl::dialWatching() {
-    const auto once = [this] {
-        return dial(options_.socketDirectory, options_.clientId, options_.limits, wakeUp_->fd());
-    };
-    if (!watch_.armed()) {
-        try {
-            return once();
-        } catch (const DialError& error) {
-            watchDirectory();
-            if (!error.nobodyThere() || stopping_)
-                throw;
-        }
-    } else {
-        watchDirectory();
-    }
-    return once(); // it may have come before the watch
-}
-
 void Connector::Impl::findDaemon() {
+    watchDirectory();
     wakeUp_->reset(); // an earlier connection's loss must not end this attempt
     if (stopping_)
         return;
     try {
         const auto socket = socketThere();
-        auto dialled = dialWatching();
+        auto dialled = dial(options_.socketDirectory, options_.clientId, options_.limits, wakeUp_->fd());
         const auto since = std::chrono::steady_clock::now();
         serve(std::move(dialled));
         leave(socket, std::chrono::steady_clock::now() - since);
@@ -175,8 +155,6 @@ void Connector::Impl::findDaemon() {
 /// After a connection to this socket that lived so long.
 void Connector::Impl::leave(const std::optional<SocketId>& socket,
                             std::chrono::steady_clock::duration lived) {
-    if (stopping_)
-        return;
     watchDirectory(); // before looking
     wakeUp_->reset();
     if (lived >= settled || !socket || socketThere() != socket) {

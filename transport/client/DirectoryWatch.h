@@ -20,7 +20,6 @@ public:
     void arm();
     /// Gives the system's means back, of which a user has few (128 by default, for all programs).
     void disarm() noexcept;
-    bool armed() const noexcept { return static_cast<bool>(inotify_); }
 
 private:
     std::filesystem::path nearest() const;
