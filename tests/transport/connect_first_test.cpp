@@ -29,6 +29,8 @@ TEST(ConnectFirst, WatchesTheDirectoryOnlyWhenNobodyAnswers) {
     EXPECT_TRUE(eventually([] { return watches() == 1; }));
     const auto server = startServer(empty / "s");
     EXPECT_EQ(callAndHelp<int>(*client.found(), "m", 1), 1);
+    client.connector().stop();
+    EXPECT_EQ(watches(), 0U) << "who stops looks for no successor";
 }
 
 } // namespace transport_test

@@ -166,6 +166,8 @@ void Connector::Impl::findDaemon() {
 /// After a connection to this socket that lived so long.
 void Connector::Impl::leave(const std::optional<SocketId>& socket,
                             std::chrono::steady_clock::duration lived) {
+    if (stopping_)
+        return;
     watchDirectory(); // before looking
     wakeUp_->reset();
     if (lived >= settled || !socket || socketThere() != socket) {
