@@ -43,6 +43,7 @@ public:
         wire::checkSocketDirectory(options_.socketDirectory);
         wire::socketAddress(options_.socketDirectory / wire::socketName);
         stopping_ = false;
+        watchFirst_ = false;
         wakeUp_->reset();
         thread_ = std::thread([this] { run(); });
     }
@@ -106,6 +107,7 @@ private:
     std::minstd_rand random_{std::random_device{}()}; // the thread's
     std::chrono::milliseconds retry_ = firstRetry;    // the thread's
     bool watching_ = true;                            // the thread's
+    bool watchFirst_ = false;                         // the thread's; set once nobody answered
 
     mutable foundation::Mutex mutex_; // a leaf
     Status status_ GUARDED_BY(mutex_);
@@ -126,7 +128,11 @@ void Connector::Impl::run() {
 }
 
 void Connector::Impl::findDaemon() {
-    watchDirectory();
+    // Usually the daemon is there. Giving a watch back takes the kernel many milliseconds, which a
+    // short-lived program would spend at its end.
+    const bool watched = std::exchange(watchFirst_, true);
+    if (watched)
+        watchDirectory();
     wakeUp_->reset(); // an earlier connection's loss must not end this attempt
     if (stopping_)
         return;
@@ -139,6 +145,11 @@ void Connector::Impl::findDaemon() {
     } catch (const DialError& error) {
         if (stopping_)
             return;
+        if (!watched) {
+            if (error.nobodyThere())
+                return; // to watch, and to look again: it may have come meanwhile
+            watchDirectory();
+        }
         if (status().lastError != error.what())
             log_.log(logging_event_types::info, std::string("No daemon yet: ") + error.what());
         setError(error.what());
@@ -155,6 +166,8 @@ void Connector::Impl::findDaemon() {
 /// After a connection to this socket that lived so long.
 void Connector::Impl::leave(const std::optional<SocketId>& socket,
                             std::chrono::steady_clock::duration lived) {
+    if (stopping_)
+        return;
     watchDirectory(); // before looking
     wakeUp_->reset();
     if (lived >= settled || !socket || socketThere() != socket) {

@@ -10,19 +10,19 @@ namespace {
 constexpr rlim_t ownDescriptors = 64;
 } // namespace
 
-std::size_t provideDescriptors(std::size_t connections) {
+Room provideDescriptors(const Limits& limits) {
     rlimit limit{};
     if (::getrlimit(RLIMIT_NOFILE, &limit) != 0)
-        return connections;
-    const rlim_t wanted = std::min<rlim_t>(connections + ownDescriptors, limit.rlim_max);
-    if (limit.rlim_cur < wanted) {
-        auto raised = limit;
-        raised.rlim_cur = wanted;
+        return {limits.connections, limits.connectionsWithoutHello};
+    if (auto raised = limit; limit.rlim_cur < limit.rlim_max) {
+        raised.rlim_cur = raised.rlim_max;
         if (::setrlimit(RLIMIT_NOFILE, &raised) == 0)
             limit = raised;
     }
-    const rlim_t room = limit.rlim_cur > ownDescriptors ? limit.rlim_cur - ownDescriptors : 1;
-    return static_cast<std::size_t>(std::min<rlim_t>(connections, room));
+    const auto room =
+        static_cast<std::size_t>(limit.rlim_cur > ownDescriptors ? limit.rlim_cur - ownDescriptors : 2);
+    const auto withoutHello = std::min(limits.connectionsWithoutHello, std::max<std::size_t>(room / 8, 1));
+    return {std::min(limits.connections, room - withoutHello), withoutHello};
 }
 
 } // namespace agent::spf::transport

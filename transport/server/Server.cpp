@@ -1,5 +1,4 @@
 #include "contract/records/NotifierUuid.h"
-#include "transport/server/Descriptors.h"
 #include "transport/server/Listener.h"
 #include "transport/server/Session.h"
 #include "transport/wire/Protocol.h"
@@ -38,7 +37,7 @@ public:
         listener_.emplace(core_->options.socketDirectory);
         acceptor_.assign(boost::asio::local::stream_protocol(), listener_->takeSocket().release());
         acceptor_.native_non_blocking(true);
-        connections_ = provideDescriptors(core_->options.limits.connections);
+        core_->room = provideDescriptors(core_->options.limits);
         takeSpare();
         waitForClients();
         thread_ = std::thread([this] { run(); });
@@ -143,11 +142,11 @@ private:
             }
             const auto session = std::make_shared<Session>(core_, std::move(socket), peer);
             core_->sessions.insert(session);
-            if (core_->sessions.size() > connections_)
-                session->dismiss("Too many clients are connected (limit " + std::to_string(connections_) +
-                                 ')');
-            else
-                session->start();
+            session->start();
+            // Those that never introduce themselves keep nobody out.
+            while (core_->withoutHello.size() > core_->room.withoutHello)
+                core_->withoutHello.front()->dismiss(
+                    "No hello so far, and many others are connecting: connect again");
         } catch (const std::exception& error) {
             core_->log.log(logging_event_types::error,
                            std::string("A client cannot be served: ") + error.what());
@@ -169,7 +168,6 @@ private:
     std::optional<Listener> listener_;
     boost::asio::local::stream_protocol::acceptor acceptor_;
     boost::asio::steady_timer retry_;
-    std::size_t connections_ = 0;
     foundation::UniqueFd spare_; // given up for a moment when there is no other descriptor
     std::thread thread_;
     bool stopping_ = false;

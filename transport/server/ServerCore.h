@@ -1,11 +1,14 @@
 #pragma once
 
+#include "transport/server/Descriptors.h"
+
 #include <agent/spf/transport/Server.h>
 #include <foundation/log/diagnostic_logger.h>
 
 #include <boost/asio/io_context.hpp>
 
 #include <atomic>
+#include <list>
 #include <unordered_set>
 #include <vector>
 
@@ -14,14 +17,17 @@ namespace agent::spf::transport {
 class Session;
 
 /// What a server's sessions share. Sessions that somebody still holds keep it alive after the server is gone.
-/// `services` and `sessions` belong to the I/O thread, and are emptied by it when the server stops.
+/// `services`, `room`, `sessions` and `withoutHello` belong to the I/O thread; it empties them when the
+/// server stops.
 struct ServerCore {
     ServerOptions options;
     std::vector<OfferedService> services;
     boost::uuids::uuid generation;
     foundation::log::basic_diagnostic_logger<char> log{"transport"};
     boost::asio::io_context io{1};
+    Room room{};
     std::unordered_set<std::shared_ptr<Session>> sessions;
+    std::list<Session*> withoutHello;                  // the oldest first; each is one of the sessions
     std::atomic<std::size_t> waitingCallbackBytes = 0; // of all sessions
     std::atomic<std::size_t> queuedBytes = 0;          // of all sessions
     std::size_t givenUpBytes = 0;                      // by sessions that closed; the I/O thread's

@@ -18,6 +18,11 @@ namespace agent::spf::transport {
 using foundation::log::logging_event_types;
 using Outcome = wire::FrameWriter::Outcome;
 
+namespace {
+// A client that sends without waiting keeps the others waiting for so many calls at a time.
+constexpr int framesPerTurn = 8;
+} // namespace
+
 Session::Session(std::shared_ptr<ServerCore> core, foundation::UniqueFd socket, const wire::Peer& peer)
     : core_(std::move(core)), peer_(peer), id_(login::detail::createUuid()),
       socket_(core_->io, boost::asio::local::stream_protocol(), socket.get()), timer_(core_->io),
@@ -29,6 +34,7 @@ Session::Session(std::shared_ptr<ServerCore> core, foundation::UniqueFd socket, 
                  core_->options.limits.waitingCallbackBytes, core_->waitingCallbackBytes) {}
 
 void Session::start() {
+    withoutHello_ = core_->withoutHello.insert(core_->withoutHello.end(), this);
     timer_.expires_after(core_->options.limits.helloTimeout);
     timer_.async_wait([self = shared_from_this()](const boost::system::error_code& error) {
         if (!error && !self->connected_)
@@ -54,17 +60,30 @@ void Session::read() {
                 return;
             }
             self->buffer_.commit(count);
-            self->handleFrames();
-            if (!self->closed_)
-                self->read();
+            // The replies to everything that came together go together.
+            self->writer_.hold();
+            self->serveTurn();
         });
 }
 
-void Session::handleFrames() {
-    // The replies to everything that came together go together.
-    writer_.hold();
+void Session::serveTurn() {
+    if (closed_)
+        return;
+    if (!handleFrames()) {
+        boost::asio::post(core_->io, [self = shared_from_this()] { self->serveTurn(); });
+        return;
+    }
+    sendCallbacks(); // those to whose turn it has come, with the replies
+    after(writer_.release());
+    if (!closed_)
+        read();
+}
+
+bool Session::handleFrames() {
     try {
-        while (!closed_) {
+        for (int handled = 0; !closed_; ++handled) {
+            if (handled == framesPerTurn)
+                return false;
             const auto body = buffer_.next();
             if (!body)
                 break;
@@ -79,8 +98,7 @@ void Session::handleFrames() {
     } catch (...) {
         close(logging_event_types::error, "it cannot be served");
     }
-    sendCallbacks(); // those to whose turn it has come, with the replies
-    after(writer_.release());
+    return true;
 }
 
 void Session::handle(wire::Message::Reader message) {
@@ -115,6 +133,11 @@ void Session::greet(wire::Hello::Reader hello) {
                 " printable ASCII characters without spaces");
         return;
     }
+    if (core_->sessions.size() - core_->withoutHello.size() >= core_->room.clients) {
+        dismiss("Too many clients are connected (limit " + std::to_string(core_->room.clients) + ')');
+        return;
+    }
+    leaveThoseWithoutHello();
     clientId_ = wire::textOf(clientId);
     peerFrameBytes_ = static_cast<std::size_t>(hello.getFrameBytes());
     if (hello.getCallbacks() != 0)
@@ -126,6 +149,12 @@ void Session::greet(wire::Hello::Reader hello) {
     core_->log.log(logging_event_types::info, name() + " connected");
     for (auto& offered : core_->services)
         offered.service->onConnected(shared_from_this());
+}
+
+void Session::leaveThoseWithoutHello() noexcept {
+    if (withoutHello_)
+        core_->withoutHello.erase(*withoutHello_);
+    withoutHello_.reset();
 }
 
 void Session::welcome() {
@@ -323,6 +352,7 @@ void Session::close(logging_event_types level, const std::string& why) {
     giveBack(queued);
     for (const auto& handler : callbacks_.close())
         run(handler, core::makeInvocationError(core::ErrorKind::Disconnected, "The client disconnected"));
+    leaveThoseWithoutHello();
     core_->sessions.erase(self);
     if (!introduced)
         return;

@@ -11,6 +11,7 @@
 #include <boost/asio/steady_timer.hpp>
 
 #include <atomic>
+#include <list>
 #include <optional>
 
 namespace agent::spf::transport {
@@ -49,10 +50,14 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void read();
-    void handleFrames();
+    /// Serves a turn of what was received; what is left follows after the other clients' turns.
+    void serveTurn();
+    /// @return whether all complete frames have been handled.
+    bool handleFrames();
     void handle(wire::Message::Reader message);
     void greet(wire::Hello::Reader hello);
     void welcome();
+    void leaveThoseWithoutHello() noexcept;
     void dispatch(wire::Call::Reader call, Clock::time_point now);
     void serve(OfferedService& service, wire::Call::Reader call, Clock::time_point deadline);
     void endCallback(wire::Reply::Reader reply);
@@ -85,7 +90,8 @@ private:
     PendingCallbacks callbacks_;
     std::atomic<bool> connected_ = false;
     std::atomic<std::size_t> unanswered_ = 0;
-    bool closed_ = false; // I/O thread
+    bool closed_ = false;                                       // I/O thread
+    std::optional<std::list<Session*>::iterator> withoutHello_; // its place; I/O thread
 
     // The call that a service is being given: when it is dropped there, what the service threw makes the
     // better answer. Both on the I/O thread.

@@ -17,8 +17,9 @@ struct Limits {
     std::size_t waitingCallbackBytes = 128U << 20U;             ///< of those to all clients together
     std::size_t queuedBytesPerConnection = 8U << 20U; ///< written by us and not yet read by the peer
     std::size_t queuedBytes = 64U << 20U;             ///< the same for all connections of a server together
-    std::size_t connections = 1024;
-    std::chrono::milliseconds helloTimeout{5'000};         ///< a connected peer must have said hello by then
+    std::size_t connections = 1024;                   ///< that have said hello
+    std::size_t connectionsWithoutHello = 128;        ///< beside those; over this the oldest is closed
+    std::chrono::milliseconds helloTimeout{5'000};    ///< a connected peer must have said hello by then
     std::chrono::milliseconds defaultCallTimeout{130'000}; ///< for calls that bring none
 };
 
