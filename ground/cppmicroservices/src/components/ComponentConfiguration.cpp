@@ -102,13 +102,18 @@ void ComponentConfiguration::WaitUntilIdle() {
 void ComponentConfiguration::Step() {
     RunPtr run;
     PropertiesPtr wanted;
+    Instances released;
     bool disposed = false;
     {
         const foundation::MutexLock lock(mutex_);
+        released.swap(released_);
         run = run_;
         wanted = wanted_;
         disposed = disposed_;
     }
+    for (const auto& instance : released)
+        instance->Deactivate();
+    released.clear();
     if (run && (disposed || !MayGoOn(*run))) {
         End(run);
         run = nullptr;
@@ -277,16 +282,15 @@ void ComponentConfiguration::End(const RunPtr& run) {
 void ComponentConfiguration::Release(const InterfaceMapConstPtr& interfaces) {
     if (description_->scope == ServiceScope::Singleton)
         return; // kept for the next one
-    std::shared_ptr<ComponentInstanceHandle> released;
     {
         const foundation::MutexLock lock(mutex_);
         const auto found = std::ranges::find(instances_, interfaces, &ComponentInstanceHandle::Interfaces);
         if (found == instances_.end())
             return;
-        released = std::move(*found);
+        released_.push_back(std::move(*found));
         instances_.erase(found);
     }
-    released->Deactivate();
+    Settle(); // the worker may be calling it just now
 }
 
 InterfaceMapConstPtr ComponentConfiguration::Obtain(const ServiceReferenceBase& service, const Bundle& user) {

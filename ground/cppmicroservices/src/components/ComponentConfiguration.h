@@ -94,8 +94,9 @@ private:
     bool disposed_ GUARDED_BY(mutex_) = false;
     PropertiesPtr wanted_ GUARDED_BY(mutex_);
     RunPtr run_ GUARDED_BY(mutex_);
-    /// Put in by the maker, taken out by the worker, or by who releases one. One at most of scope singleton.
+    /// Put in by the maker, taken out by the worker or by who releases one. One at most of scope singleton.
     Instances instances_ GUARDED_BY(mutex_);
+    Instances released_ GUARDED_BY(mutex_); ///< to be deactivated by the worker
 };
 
 } // namespace cppmicroservices::detail
