@@ -208,17 +208,27 @@ void ComponentConfiguration::Change(const RunPtr& run, const PropertiesPtr& prop
         Begin(properties);
         return;
     }
-    if (changed) {
-        for (const auto& instance : instances) {
-            try {
-                instance->Modify(properties);
-            } catch (...) {
-                environment_.onFault("its Modified threw an exception", std::current_exception());
-            }
-        }
-    }
+    if (changed)
+        Modify(instances, properties);
     if (std::exchange(run->published, properties) != properties && run->registration)
         run->registration.SetProperties(ForService(*properties, description_->scope));
+}
+
+void ComponentConfiguration::Modify(const Instances& instances, const PropertiesPtr& properties) {
+    {
+        const foundation::MutexLock lock(mutex_);
+        changer_ = std::this_thread::get_id();
+    }
+    for (const auto& instance : instances) {
+        try {
+            instance->Modify(properties);
+        } catch (...) {
+            environment_.onFault("its Modified threw an exception", std::current_exception());
+        }
+    }
+    const foundation::MutexLock lock(mutex_);
+    changer_ = {};
+    idle_.notify_all();
 }
 
 void ComponentConfiguration::Rebind(const RunPtr& run) {
@@ -301,7 +311,8 @@ InterfaceMapConstPtr ComponentConfiguration::Obtain(const ServiceReferenceBase& 
         if (maker_ == std::this_thread::get_id())
             throw std::runtime_error("The component '" + description_->name +
                                      "' asks for its own service in its constructor.");
-        while (maker_ != std::thread::id())
+        while (maker_ != std::thread::id() ||
+               (changer_ != std::thread::id() && changer_ != std::this_thread::get_id()))
             idle_.wait(lock);
         if (!run_)
             throw std::runtime_error("The component '" + description_->name + "' has just been deactivated.");

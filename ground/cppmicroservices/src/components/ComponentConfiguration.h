@@ -30,8 +30,9 @@ struct ComponentEnvironment {
 /// constructs its object when the service is first got.
 ///
 /// Whoever changes something that matters calls Settle. One thread at a time works; others leave it a note
-/// and go on, so no thread ever waits for a transition here, only for the constructor of the object it asks
-/// for, or in WaitUntilIdle. Constructors, Modified, listeners and destructors run without the lock.
+/// and go on, so no thread ever waits for a transition here, only for the constructor or Modified of the
+/// object it asks for, or in WaitUntilIdle. Constructors, Modified, listeners and destructors run without the
+/// lock.
 class ComponentConfiguration final : public std::enable_shared_from_this<ComponentConfiguration> {
 public:
     ComponentConfiguration(std::shared_ptr<const ComponentDescription> description,
@@ -71,6 +72,7 @@ private:
     void End(const RunPtr& run) EXCLUDES(mutex_);
     /// Whether what the run is bound to may go on with other services of its dynamic references.
     bool MayGoOn(const Run& run);
+    void Modify(const Instances& instances, const PropertiesPtr& properties) EXCLUDES(mutex_);
     /// Gives the objects the services that their dynamic references are bound to now.
     void Rebind(const RunPtr& run) EXCLUDES(mutex_);
     std::shared_ptr<ServiceFactory> FactoryOfThis();
@@ -88,9 +90,10 @@ private:
 
     mutable foundation::Mutex mutex_; ///< a leaf
     std::condition_variable_any idle_;
-    bool noted_ GUARDED_BY(mutex_) = false;     ///< there is something for the worker to look at
-    std::thread::id worker_ GUARDED_BY(mutex_); ///< in Settle
-    std::thread::id maker_ GUARDED_BY(mutex_);  ///< in the constructor
+    bool noted_ GUARDED_BY(mutex_) = false;      ///< there is something for the worker to look at
+    std::thread::id worker_ GUARDED_BY(mutex_);  ///< in Settle
+    std::thread::id maker_ GUARDED_BY(mutex_);   ///< in the constructor
+    std::thread::id changer_ GUARDED_BY(mutex_); ///< in Modified
     bool disposed_ GUARDED_BY(mutex_) = false;
     PropertiesPtr wanted_ GUARDED_BY(mutex_);
     RunPtr run_ GUARDED_BY(mutex_);
