@@ -36,7 +36,7 @@ std::unique_ptr<Child> connectionTo(const Daemon& daemon, int number) {
     auto child = std::make_unique<Child>([&] {
         const auto dialled =
             agent::spf::transport::dial(daemon.socketDirectory(), "bench-" + std::to_string(number),
-                                        agent::spf::transport::Limits(), /*cancel=*/-1);
+                                        agent::spf::transport::Limits(), /*cancel=*/-1, [](pid_t) {});
         ready.give();
         idle();
     });

@@ -14,6 +14,14 @@ void Session::requireDaemon() {
     if (connection.connected)
         throw NoAnswer("the daemon at " + connection.socketPath.string() +
                        " offers no login service. Update it, or see its log");
+    if (const auto process = std::to_string(connection.daemonProcess); connection.daemonProcess != 0)
+        throw NoAnswer("the daemon (process " + process + ") does not answer: it listens at " +
+                           connection.socketPath.string() + ", and said nothing for " +
+                           std::to_string(limit_.count()) + " s. " + connection.lastError + ".",
+                       "If it was stopped, kill -CONT " + process +
+                           " lets it go on. Otherwise it hangs, or is busy: "
+                           "see its log, and kill " +
+                           process + " ends it");
     throw NoAnswer("the daemon is absent: its socket was looked for at " + connection.socketPath.string() +
                        " for " + std::to_string(limit_.count()) + " s. " + connection.lastError + ".",
                    "Start it with:  hshd --socket-dir '" + directory + "'");

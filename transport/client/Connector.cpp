@@ -89,6 +89,7 @@ private:
     bool sleep(std::chrono::milliseconds limit, bool watching);
     std::chrono::milliseconds jitter();
     void setError(const std::string& text);
+    void setDaemonProcess(pid_t process);
 
     static constexpr std::chrono::milliseconds forEver{-1};
     static constexpr std::chrono::milliseconds firstRetry{50};
@@ -136,9 +137,12 @@ void Connector::Impl::findDaemon() {
     wakeUp_->reset(); // an earlier connection's loss must not end this attempt
     if (stopping_)
         return;
+    setDaemonProcess(0);
+    const auto onReached = [this](pid_t process) { setDaemonProcess(process); };
     try {
         const auto socket = socketThere();
-        auto dialled = dial(options_.socketDirectory, options_.clientId, options_.limits, wakeUp_->fd());
+        auto dialled =
+            dial(options_.socketDirectory, options_.clientId, options_.limits, wakeUp_->fd(), onReached);
         const auto since = std::chrono::steady_clock::now();
         serve(std::move(dialled));
         leave(socket, std::chrono::steady_clock::now() - since);
@@ -278,6 +282,13 @@ bool Connector::Impl::sleep(std::chrono::milliseconds limit, bool watching) {
 std::chrono::milliseconds Connector::Impl::jitter() {
     const auto most = std::max<std::int64_t>(options_.reconnectJitter.count(), 0);
     return std::chrono::milliseconds(std::uniform_int_distribution<std::int64_t>(0, most)(random_));
+}
+
+void Connector::Impl::setDaemonProcess(pid_t process) {
+    const foundation::MutexLock lock(mutex_);
+    status_.daemonProcess = process;
+    if (process != 0)
+        status_.lastError = "The daemon has not said welcome yet";
 }
 
 void Connector::Impl::setError(const std::string& text) {

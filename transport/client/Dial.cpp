@@ -107,9 +107,10 @@ void readWelcome(wire::Message::Reader message, Dialled& dialled) {
 } // namespace
 
 Dialled dial(const std::filesystem::path& directory, const std::string& clientId, const Limits& limits,
-             int cancel) {
+             int cancel, const std::function<void(pid_t process)>& onReached) {
     const auto deadline = Clock::now() + limits.helloTimeout;
     auto socket = connectTo(directory);
+    onReached(wire::peerOf(socket.get()).pid);
     sendHello(socket.get(), clientId, limits);
     Dialled dialled{nullptr, wire::FrameBuffer(limits.frameBytes), {}, 0, {}};
     try {

@@ -8,9 +8,11 @@
 #include <boost/uuid/uuid.hpp>
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace agent::spf::transport {
@@ -45,8 +47,9 @@ private:
 
 /// Connects and exchanges hello and welcome; blocks for Limits::helloTimeout at most.
 /// @param cancel a descriptor that ends the attempt when it becomes readable.
+/// @param onReached told the process that listens at the socket, before it has said anything.
 /// @throws DialError
 Dialled dial(const std::filesystem::path& directory, const std::string& clientId, const Limits& limits,
-             int cancel);
+             int cancel, const std::function<void(pid_t process)>& onReached);
 
 } // namespace agent::spf::transport

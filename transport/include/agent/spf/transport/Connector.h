@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <sys/types.h>
 
 namespace agent::spf::transport {
 
@@ -51,6 +52,8 @@ public:
         std::string clientId;
         std::string lastError; ///< why it is not connected, for people
         std::filesystem::path socketPath;
+        pid_t daemonProcess =
+            0; ///< who listens at the socket, be it without a word; 0 when nobody is known to
         std::uint64_t connections = 0; ///< how often a connection was made
     };
     Status status() const;
