@@ -53,8 +53,7 @@ std::vector<std::byte> callsOfOneWrite() {
         auto call = frame.message().initCall();
         call.setId(id);
         call.setRemainingMs(60'000);
-        call.setMethod(method);
-        call.setDescriptor(descriptor);
+        wire::fillMethod(call.initTexts(), method, descriptor);
         wire::encodePayload(core::GenericPayload::of(std::string("flood"), 2), call.initPayload(2));
         frame.appendTo(bytes);
     }

@@ -48,12 +48,9 @@ struct Settings {
 /// As the transport frames the registration of a status listener and its reply.
 CallBytes bytesOfRegistration() {
     namespace wire = agent::spf::transport::wire;
-    const std::string method(login::spf::remote::addStatusListener.name);
     wire::FrameBuilder request;
     auto call = request.message().initCall();
-    call.setMethod(method);
-    call.setDescriptor(
-        core::SignatureDescriptor::of<boost::uuids::uuid(core::ExportedCallback)>().named(method));
+    call.setMethod(1); // the texts have travelled
     wire::encodePayload(
         core::GenericPayload::of(core::ExportedCallback(
             {}, core::SignatureDescriptor::of<void(const login::LoginInfo&, const login::LoginInfo&)>().named(

@@ -22,8 +22,8 @@ void visit(wire::Message::Reader message, const Limits& limits) {
         for (const auto service : message.getWelcome().getServices())
             wire::textOf(service.getName());
     if (message.isCall()) {
-        wire::textOf(message.getCall().getMethod());
-        wire::textOf(message.getCall().getDescriptor());
+        wire::textOf(message.getCall().getTexts().getName());
+        wire::textOf(message.getCall().getTexts().getDescriptor());
         wire::decodePayload(message.getCall().getPayload(), limits.slots);
     }
     if (message.isReply() && message.getReply().isError())

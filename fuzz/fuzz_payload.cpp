@@ -39,6 +39,17 @@ std::vector<std::uint64_t> bodyOf(const core::GenericPayload& payload) {
     return body;
 }
 
+/// A caller that asked for a T gets what the payload holds, or is told that it is something else.
+template <class T>
+void expectResult(std::span<const std::uint64_t> body, const core::GenericPayload& payload) {
+    wire::FrameReader reader(body, limits);
+    T result{};
+    const bool asked = payload.size() == 1 && payload.type(0) == typeid(T) && !payload.isPolymorphic(0);
+    if (wire::decodeResult(reader.message().getReply().getPayload(), core::ResultRef(result)) != asked ||
+        (asked && !(result == payload.get<T>(0))))
+        std::abort();
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -57,5 +68,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (std::size_t i = 0; i < first->size(); ++i)
         if (first->type(i) != second->type(i) || first->isPolymorphic(i) != second->isPolymorphic(i))
             std::abort();
+    expectResult<std::u16string>(written, *second);
+    expectResult<login::LoginInfo>(written, *second);
+    expectResult<login::detail::NegotiationsResult>(written, *second);
+    expectResult<login::RequestAccessTokenResponse>(written, *second);
     return 0;
 }

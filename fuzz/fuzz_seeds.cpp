@@ -48,7 +48,7 @@ int main(int argc, char** argv) {
     seed([](auto message) { wire::fillError(message.initReply(), 1, core::ErrorKind::Refused, "no"); });
     seed([](auto message) { message.initHello().setClientId("client"); });
     seed([](auto message) { message.initWelcome().initServices(2)[1].setName("service"); });
-    seed([](auto message) { message.initCall().setMethod("method"); });
+    seed([](auto message) { message.initCall().initTexts().setName("method"); });
     seed([](auto message) { message.initCallback().initPayload(1); });
     seed([](auto message) { message.initGoodbye().setText("bye"); });
     return 0;

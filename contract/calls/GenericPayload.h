@@ -62,6 +62,9 @@ public:
     /// The type of a slot's value; typeid(void) for an empty slot. `index` must be below size().
     const std::type_info& type(std::size_t index) const noexcept { return *slots_[index].type; }
 
+    /// Where a slot's value is; null for an empty slot. `index` must be below size().
+    const void* value(std::size_t index) const noexcept { return slots_[index].value.get(); }
+
     /// The value of a slot.
     /// @throws std::out_of_range no such slot; std::runtime_error the slot is empty; std::bad_any_cast the
     /// slot holds another type than T.

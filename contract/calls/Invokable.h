@@ -1,16 +1,20 @@
 #pragma once
 
+#include "contract/calls/BlockingCall.h"
 #include "contract/calls/CallbackTable.h"
 #include "contract/calls/CompletionHandler.h"
 #include "contract/calls/GenericPayload.h"
 #include "contract/calls/SignatureDescriptor.h"
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <future>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
@@ -47,7 +51,22 @@ public:
                       GenericPayload::of(std::forward<Args>(args)...), std::move(handler));
     }
 
-    /// invokeAsync() for a caller that is going to wait: pass the id to help().
+    /// Calls a remote method and waits for its end, without a copy of any argument.
+    /// @throws whatever the call failed with, as the future of invokeAsync() would.
+    template <class R, class... Args>
+    R call(std::chrono::seconds timeout, std::string_view method, const Args&... args) {
+        const std::array<ArgumentRef, sizeof...(Args)> arguments{ArgumentRef(args)...};
+        constexpr auto signature = SignatureDescriptor::of<R(Args...)>();
+        if constexpr (std::is_void_v<R>) {
+            callAndWait(timeout, method, signature, arguments, ResultRef());
+        } else {
+            R result{};
+            callAndWait(timeout, method, signature, arguments, ResultRef(result));
+            return result;
+        }
+    }
+
+    /// invokeAsync() for a caller that does something else first, and then waits: pass the id to help().
     template <class R, class... Args>
     StartedCall<R> startCall(std::chrono::seconds timeout, std::string method, Args&&... args) {
         auto promise = std::make_shared<std::promise<R>>();
@@ -64,6 +83,15 @@ public:
     virtual CallId invokeGeneric(std::optional<std::chrono::milliseconds> timeout, std::string method,
                                  SignatureDescriptor signature, GenericPayload arguments,
                                  CompletionHandler handler) = 0;
+
+    /// Sends a call and waits for its end. May complete other threads' calls meanwhile, as help() does. By
+    /// default it is made of invokeGeneric() and help(), with copies of the arguments.
+    /// @param timeout without one, the Invokable's own limit applies.
+    /// @throws whatever the call failed with; what ResultRef::takeFrom() throws for an answer of another
+    /// kind.
+    virtual void callAndWait(std::optional<std::chrono::milliseconds> timeout, std::string_view method,
+                             SignatureDescriptor signature, std::span<const ArgumentRef> arguments,
+                             ResultRef result);
 
     /// Lends the calling thread, which is about to wait for that call, to the transport; returns no later
     /// than the call ends. May complete other threads' calls on this one, never runs exported callbacks. Does

@@ -40,21 +40,22 @@ protected:
     void closeTracking() { tracker_->close(); }
 
     template <class R, class... Args>
-    R call(const RemoteMethod<R(Args...)>& method, std::type_identity_t<Args>... args) const {
+    R call(const RemoteMethod<R(Args...)>& method, const std::type_identity_t<Args>&... args) const {
         const std::shared_ptr<Tracker> tracker = tracker_;
         SharedHold hold(tracker->state());
-        return RemoteCaller(*tracker, hold.access())(method, std::move(args)...);
+        return RemoteCaller(*tracker, hold.access())(method, args...);
     }
 
     /// The answer, or nothing when the call failed in whichever way.
     template <class R, class... Args>
-    Attempted<R> attempt(const RemoteMethod<R(Args...)>& method, std::type_identity_t<Args>... args) const {
+    Attempted<R> attempt(const RemoteMethod<R(Args...)>& method,
+                         const std::type_identity_t<Args>&... args) const {
         try {
             if constexpr (std::is_void_v<R>) {
-                call(method, std::move(args)...);
+                call(method, args...);
                 return std::monostate{};
             } else {
-                return call(method, std::move(args)...);
+                return call(method, args...);
             }
         } catch (...) {
             return std::nullopt; // logged where it failed

@@ -65,8 +65,19 @@ public:
     }
     /// Sends a call and waits for its answer.
     template <class R, class... Args>
-    R operator()(const RemoteMethod<R(Args...)>& method, std::type_identity_t<Args>... args) const {
-        return begin(method, std::move(args)...).get(access_);
+    R operator()(const RemoteMethod<R(Args...)>& method, const std::type_identity_t<Args>&... args) const {
+        if constexpr (std::is_same_v<Access, SharedAccess>) {
+            auto& invokable = tracker_.invokableFor(method.name, access_);
+            try {
+                return invokable.template call<R, std::type_identity_t<Args>...>(
+                    tracker_.callTimeout(method.timeout), method.name, args...);
+            } catch (const std::exception& failure) {
+                tracker_.logFailure(method.name, failure.what());
+                throw;
+            }
+        } else {
+            return begin(method, args...).get(access_);
+        }
     }
 
 private:

@@ -68,9 +68,7 @@ private:
 /// Calls as the synchronous clients do.
 template <class R, class... Args>
 R callAndHelp(agent::spf::core::Invokable& service, std::string method, Args... args) {
-    auto call = service.startCall<R>(std::chrono::seconds(60), std::move(method), std::move(args)...);
-    service.help(call.id);
-    return call.result.get();
+    return service.call<R>(std::chrono::seconds(60), method, args...);
 }
 
 } // namespace zelkor::test

@@ -115,6 +115,7 @@ public:
             auto welcome = message.initWelcome();
             welcome.setProtocolVersion(wire::protocolVersion);
             welcome.setFrameBytes(1 << 20);
+            welcome.setMethods(1);
             welcome.initGeneration().setLow(1);
             welcome.initServices(1)[0].setName("Test");
         });

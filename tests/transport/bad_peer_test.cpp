@@ -101,6 +101,22 @@ TEST_F(BadClient, IsDisconnectedWithOneLineAndOthersGoOn) {
         expectClosed(greeted(), anyTime);
     }
     expectClosed(stranger(), frame([](auto message) { message.initCall(); }));
+    const auto named = [](std::uint32_t number, const char* name, const std::string& descriptor = "d") {
+        return frame([&](auto message) {
+            message.initCall().setMethod(number);
+            wire::fillMethod(message.getCall().initTexts(), name, descriptor);
+        });
+    };
+    const auto both = [](Bytes first, const Bytes& second) {
+        first.insert(first.end(), second.begin(), second.end());
+        return first;
+    };
+    for (const auto& badMethod :
+         {both(named(2, "m"), frame([](auto message) { message.initCall().setMethod(1); })),
+          both(named(1, "m"), frame([](auto message) { message.initCall().setMethod(2); })),
+          both(named(1, "m"), named(1, "m", "e")), both(named(1, "m"), named(1, "n")), named(513, "m"),
+          named(~0U, "m"), named(1, "m", std::string(5'000, 'x'))})
+        expectClosed(greeted(), badMethod);
     for (const Fill& afterHello :
          {Fill(fillHello), Fill([](auto message) { message.initWelcome(); }),
           Fill([](auto message) { message.initReply(); }), Fill([](auto message) { message.initGoodbye(); }),
@@ -114,7 +130,7 @@ TEST_F(BadClient, IsDisconnectedWithOneLineAndOthersGoOn) {
 TEST_F(BadClient, IsToldWhyItIsRefused) {
     begin({.connections = 2});
     EXPECT_EQ(goodbyeTo([](auto hello) { hello.setProtocolVersion(77); }),
-              "The client speaks protocol version 77, this daemon version 1: update the older one");
+              "The client speaks protocol version 77, this daemon version 2: update the older one");
     for (const char* name : {"", "two words", "line\nbreak"})
         EXPECT_THAT(goodbyeTo([&](auto hello) { hello.setClientId(name); }), HasSubstr("printable"));
     auto second = greeted();

@@ -1,4 +1,5 @@
 #include "Fixture.h"
+#include "RawPeer.h"
 
 namespace transport_test {
 
@@ -7,7 +8,10 @@ namespace {
 struct Call : Connection {
     Held held;
     Failure failure(std::chrono::seconds timeout = 30s) {
-        return errorOf(invokable->invokeAsync<void>(timeout, "m"));
+        auto failed = errorOf(invokable->invokeAsync<void>(timeout, "m"));
+        EXPECT_EQ(errorOf(std::async(std::launch::async, [&] { invokable->call<void>(timeout, "m"); })),
+                  failed);
+        return failed;
     }
 };
 
@@ -66,6 +70,53 @@ TEST_F(Call, EveryWayOfFailingHasItsKindAndText) {
     EXPECT_EQ(errorOf(callFor(*invokable, 30s, "m", payload(huge))).first, ErrorKind::Refused);
     service->call = [](auto call) { call->reply({}); };
     EXPECT_NO_THROW(invokable->invokeAsync<void>(30s, "m").get());
+}
+
+TEST_F(Call, AnAnswerOfAnotherKindIsNoResult) {
+    begin();
+    const auto call = [&](const GenericPayload& answer) {
+        service->call = [&](auto incoming) { incoming->reply(answer); };
+        invokable->call<void>(30s, "m");
+        return invokable->call<std::u16string>(30s, "m");
+    };
+    EXPECT_EQ(call(payload(std::u16string(u"\xd800 a"), 5)), u"\xd800 a");
+    EXPECT_THROW(call(payload()), std::out_of_range);
+    EXPECT_THROW(call(payload(std::string("a"))), std::bad_any_cast);
+    GenericPayload odd;
+    odd.addEmptySlot();
+    EXPECT_THAT([&] { call(odd); }, ThrowsMessage<std::runtime_error>("GenericPayload empty at index"));
+    odd = {};
+    odd.addSlot(std::make_shared<std::u16string>(), typeid(std::u16string),
+                GenericPayload::cloner_helper<std::u16string>(), true);
+    EXPECT_THAT([&] { call(odd); }, ThrowsMessage<std::runtime_error>(HasSubstr("Polymorphic")));
+}
+
+TEST(Method, TravelsAsTextsUntilTheDaemonHasAnsweredThem) {
+    TempDirectory directory;
+    RawDaemon daemon(directory.path());
+    Client client(directory.path());
+    auto peer = daemon.welcome(); // which knows one method by a number
+    const auto invokable = client.found();
+    const auto next = [&](auto start, bool answered = true) {
+        const auto call = start();
+        std::pair<std::uint32_t, std::string> method;
+        peer.receive([&](auto message) {
+            const auto got = message.getCall();
+            method = {got.getMethod(), wire::textOf(got.getTexts().getName())};
+            if (answered)
+                peer.send([&](auto reply) { wire::fillError(reply.initReply(), got.getId(), {}, "no"); });
+        });
+        if (answered)
+            call.wait();
+        return method;
+    };
+    const auto first = [&] { return invokable->invokeAsync<void>(30s, "first").share(); };
+    EXPECT_EQ(next(first, false), std::pair(1U, std::string("first")));
+    EXPECT_EQ(next(first), std::pair(1U, std::string("first")));
+    EXPECT_EQ(next(first), std::pair(1U, std::string()));
+    const auto second = [&] { return invokable->invokeAsync<bool>(30s, "first").share(); };
+    EXPECT_EQ(next(second), std::pair(0U, std::string("first"))); // another signature
+    EXPECT_EQ(next(second), std::pair(0U, std::string("first")));
 }
 
 TEST_F(Call, ADeadlineEndsItWhoeverWaits) {

@@ -10,7 +10,7 @@ Bytes callOf(std::uint64_t id, const char* method) {
         auto call = message.initCall();
         call.setId(id);
         call.setRemainingMs(60'000);
-        call.setMethod(method);
+        call.initTexts().setName(method);
     });
 }
 

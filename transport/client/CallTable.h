@@ -1,24 +1,28 @@
 #pragma once
 
-#include "contract/calls/CompletionHandler.h"
+#include "transport/client/CallReceiver.h"
 #include "transport/client/ReaderRole.h"
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <optional>
-#include <string>
+#include <string_view>
 #include <vector>
 
 namespace agent::spf::transport {
 
 /// A call without a reply yet.
 struct PendingCall {
-    core::CompletionHandler handler;
-    std::string method;
+    CallReceiver* receiver = nullptr;
+    std::unique_ptr<CallReceiver> owned; ///< the same, unless its caller waits
     std::chrono::milliseconds timeout{};
     std::chrono::steady_clock::time_point deadline;
-    ReaderRole::Waiter* waiter = nullptr; ///< to be told when the handler has run
+    ReaderRole::Waiter* waiter = nullptr; ///< to be told when the receiver has been
+    std::uint32_t defines = 0;            ///< the number of the method whose texts it brings
     bool sent = true;                     ///< or waits for its turn; see CallTable::markSent()
+
+    std::string_view method() const noexcept { return receiver->method(); }
 };
 
 /// The calls of one connection by id. Constant time and, once grown, no allocation per call. Not thread-safe.

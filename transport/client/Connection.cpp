@@ -3,6 +3,7 @@
 #include "transport/wire/Deadline.h"
 #include "transport/wire/PayloadCodec.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <sched.h>
 #include <sys/socket.h>
@@ -20,7 +21,8 @@ Connection::Connection(Dialled dialled, const Limits& limits,
     : limits_(limits), socket_(std::move(dialled.socket)), peerFrameBytes_(dialled.peerFrameBytes),
       executor_(executor), onLost_(std::move(onLost)),
       callbacks_(std::make_shared<core::CallbackTable>(limits.callbacksPerConnection)),
-      writer_(socket_, limits.queuedBytesPerConnection), buffer_(std::move(dialled.buffer)) {
+      methods_(std::min(limits.methods, dialled.methods)), writer_(socket_, limits.queuedBytesPerConnection),
+      buffer_(std::move(dialled.buffer)) {
     role_.onFree([this] { wakeUp_.wake(); });
     timeval limit{0, std::chrono::microseconds(readSlice).count()};
     if (::setsockopt(socket_->get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) != 0)
@@ -56,35 +58,62 @@ std::string Connection::lossReason() const {
 std::uint64_t Connection::call(std::uint32_t service, std::optional<std::chrono::milliseconds> timeout,
                                std::string method, core::SignatureDescriptor signature,
                                const core::GenericPayload& arguments, core::CompletionHandler handler) {
+    PendingCall pending;
+    pending.owned = std::make_unique<HandlerReceiver>(std::move(method), std::move(handler));
+    pending.receiver = pending.owned.get();
+    return start(service, timeout, signature, arguments, pending, Clock::now());
+}
+
+void Connection::callAndWait(std::uint32_t service, std::optional<std::chrono::milliseconds> timeout,
+                             std::string_view method, core::SignatureDescriptor signature,
+                             std::span<const core::ArgumentRef> arguments, core::ResultRef result) {
+    BlockedCaller caller(method, result);
+    ReaderRole::Waiter waiter;
+    PendingCall pending;
+    pending.receiver = &caller;
+    pending.waiter = &waiter;
     const auto now = Clock::now();
-    const auto limit = timeout.value_or(limits_.defaultCallTimeout);
-    PendingCall pending{std::move(handler), std::move(method), limit, wire::deadlineAfter(now, limit),
-                        nullptr};
+    if (const auto id = start(service, timeout, signature, arguments, pending, now); id != 0)
+        wait(id, waiter, wire::deadlineAfter(now, timeout.value_or(limits_.defaultCallTimeout)), now);
+    caller.rethrow();
+}
+
+template <class Arguments>
+std::uint64_t Connection::start(std::uint32_t service, std::optional<std::chrono::milliseconds> timeout,
+                                core::SignatureDescriptor signature, const Arguments& arguments,
+                                PendingCall& pending, Clock::time_point now) {
+    pending.timeout = timeout.value_or(limits_.defaultCallTimeout);
+    pending.deadline = wire::deadlineAfter(now, pending.timeout);
+    const auto method = pending.method();
+    const auto deadline = pending.deadline;
     const auto encode = [&](wire::FrameBuilder& frame) {
         auto call = frame.message().initCall();
         call.setService(service);
-        call.setRemainingMs(wire::remainingMs(now, pending.deadline));
-        wire::setText(call.initMethod(static_cast<unsigned>(pending.method.size())), pending.method);
-        const auto descriptor = signature.named(pending.method);
-        wire::setText(call.initDescriptor(static_cast<unsigned>(descriptor.size())), descriptor);
+        call.setRemainingMs(wire::remainingMs(now, deadline));
+        const auto known = methods_.find(method, signature);
+        call.setMethod(known.number);
+        if (!known.agreed) {
+            pending.defines = known.number;
+            wire::fillMethod(call.initTexts(), method, signature.named(method));
+        }
         wire::encodePayload(arguments, call.initPayload(static_cast<unsigned>(arguments.size())));
         return call;
     };
     std::uint64_t id = 0;
     try {
-        if (pending.deadline <= now)
+        if (deadline <= now)
             std::rethrow_exception(overdue(pending));
         wire::FrameBuilder frame;
         auto call = encode(frame);
         if (frame.bytes() > peerFrameBytes_)
-            throw core::RefusedError("The call of " + pending.method + " takes " +
+            throw core::RefusedError("The call of " + std::string(method) + " takes " +
                                      std::to_string(frame.bytes()) + " bytes, the daemon reads " +
                                      std::to_string(peerFrameBytes_) + " at most");
         auto recorded = record(pending, id, nullptr);
         if (recorded == Recorded::HasToWait) {
             auto waiting = std::make_unique<WaitingCall>();
             waiting->call = encode(waiting->frame);
-            waiting->deadline = pending.deadline;
+            waiting->deadline = deadline;
             recorded = record(pending, id, std::move(waiting));
         }
         if (recorded == Recorded::ToBeSent) {
@@ -98,7 +127,6 @@ std::uint64_t Connection::call(std::uint32_t service, std::optional<std::chrono:
         else
             end(id, std::current_exception());
         sendWaiting();
-        return 0;
     }
     return id;
 }
@@ -214,18 +242,19 @@ void Connection::runHandler(const PendingCall& call, const Run& run) noexcept {
     try {
         run();
     } catch (...) {
-        log_.log(logging_event_types::error, "The completion handler of " + call.method + " threw; ignored");
+        log_.log(logging_event_types::error,
+                 "The completion handler of " + std::string(call.method()) + " threw; ignored");
     }
 }
 
 void Connection::fail(PendingCall& call, std::exception_ptr error) noexcept {
-    runHandler(call, [&] { call.handler.onError(std::move(error)); });
+    runHandler(call, [&] { call.receiver->fail(std::move(error)); });
     if (call.waiter && role_.finish(*call.waiter))
         ReaderRole::wake(*call.waiter);
 }
 
-void Connection::succeed(PendingCall& call, core::GenericPayload result) noexcept {
-    runHandler(call, [&] { call.handler.onValue(std::move(result)); });
+void Connection::succeed(PendingCall& call) noexcept {
+    runHandler(call, [&] { call.receiver->succeed(); });
     if (!call.waiter || !role_.finish(*call.waiter))
         return;
     if (toWakeCount_ == toWake_.size())
@@ -248,7 +277,7 @@ void Connection::wakeCallers() noexcept {
 }
 
 std::exception_ptr Connection::overdue(const PendingCall& call) {
-    return std::make_exception_ptr(core::TimeoutError("No answer to " + call.method +
+    return std::make_exception_ptr(core::TimeoutError("No answer to " + std::string(call.method()) +
                                                       " within its limit of " +
                                                       std::to_string(call.timeout.count()) + " ms"));
 }
@@ -264,11 +293,16 @@ void Connection::help(std::uint64_t call) noexcept {
         pending->waiter = &waiter;
         deadline = pending->deadline;
     }
-    for (;;) {
+    wait(call, waiter, deadline, Clock::now());
+}
+
+void Connection::wait(std::uint64_t call, ReaderRole::Waiter& waiter, Clock::time_point deadline,
+                      Clock::time_point now) noexcept {
+    for (;; now = Clock::now()) {
         const auto turn = role_.await(waiter, deadline);
         if (turn == ReaderRole::Turn::Done)
             break;
-        if (turn == ReaderRole::Turn::Read && receive(deadline))
+        if (turn == ReaderRole::Turn::Read && receive(deadline, now))
             continue;
         std::optional<PendingCall> late;
         {
@@ -304,7 +338,7 @@ void Connection::disconnect(const std::string& why) noexcept {
         fail(call,
              std::make_exception_ptr(core::DisconnectedError("The connection to the daemon ended before it "
                                                              "answered " +
-                                                             call.method + ": " + why)));
+                                                             std::string(call.method()) + ": " + why)));
     wakeUp_.wake();
     onLost_();
 }

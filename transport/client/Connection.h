@@ -4,6 +4,7 @@
 #include "contract/calls/SignatureDescriptor.h"
 #include "transport/client/CallTable.h"
 #include "transport/client/Dial.h"
+#include "transport/client/KnownMethods.h"
 #include "transport/client/ReaderRole.h"
 #include "transport/client/WakeUp.h"
 #include "transport/wire/FrameWriter.h"
@@ -17,7 +18,9 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
+#include <string_view>
 #include <thread>
 
 namespace agent::spf::transport {
@@ -47,6 +50,10 @@ public:
     std::uint64_t call(std::uint32_t service, std::optional<std::chrono::milliseconds> timeout,
                        std::string method, core::SignatureDescriptor signature,
                        const core::GenericPayload& arguments, core::CompletionHandler handler);
+    /// @throws what the call failed with.
+    void callAndWait(std::uint32_t service, std::optional<std::chrono::milliseconds> timeout,
+                     std::string_view method, core::SignatureDescriptor signature,
+                     std::span<const core::ArgumentRef> arguments, core::ResultRef result);
     void help(std::uint64_t call) noexcept;
     const std::shared_ptr<core::CallbackTable>& callbacks() const noexcept { return callbacks_; }
 
@@ -76,6 +83,15 @@ private:
         std::size_t bytes() { return sizeof(*this) + frame.bytes(); }
     };
 
+    /// Sends the call, or ends it. @param call without times. @return its id; 0 when it has ended unrecorded.
+    template <class Arguments>
+    std::uint64_t start(std::uint32_t service, std::optional<std::chrono::milliseconds> timeout,
+                        core::SignatureDescriptor signature, const Arguments& arguments, PendingCall& call,
+                        Clock::time_point now);
+    /// Until the call has ended, which its record says by `waiter`.
+    void wait(std::uint64_t call, ReaderRole::Waiter& waiter, Clock::time_point deadline,
+              Clock::time_point now) noexcept;
+
     enum class Recorded { ToBeSent, Waits, HasToWait };
     /// Enters the call and sets its id; when it has to wait, only together with what waits.
     /// @throws core::InvocationError
@@ -88,13 +104,13 @@ private:
     template <class Run>
     void runHandler(const PendingCall& call, const Run& run) noexcept;
     void fail(PendingCall& call, std::exception_ptr error) noexcept;
-    /// For the reader.
-    void succeed(PendingCall& call, core::GenericPayload result) noexcept;
+    /// For the reader; the receiver has read the result.
+    void succeed(PendingCall& call) noexcept;
     void wakeCallers() noexcept;
     static std::exception_ptr overdue(const PendingCall& call);
 
-    /// For the holder of the reader role. False when `until` has passed.
-    bool receive(Clock::time_point until) noexcept;
+    /// For the holder of the reader role. False when `until` has passed `now`.
+    bool receive(Clock::time_point until, Clock::time_point now) noexcept;
     void handleFrames();
     void handle(wire::Message::Reader message);
     void handleReply(wire::Reply::Reader reply);
@@ -114,6 +130,7 @@ private:
     const std::shared_ptr<core::CallbackTable> callbacks_;
     const foundation::log::basic_diagnostic_logger<char> log_{"transport"};
 
+    KnownMethods methods_;
     wire::FrameWriter writer_;
     std::atomic<bool> wantsWritable_ = false;
     std::atomic<std::size_t> runningCallbacks_ = 0;

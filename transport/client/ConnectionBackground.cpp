@@ -60,7 +60,7 @@ void Connection::waitAndServe(ReaderRole::Background turn) {
         heed(writer_.resume());
     if (reading) {
         if ((fds[1].revents & ~POLLOUT) != 0)
-            receive(Clock::time_point::max());
+            receive(Clock::time_point::max(), Clock::now());
         role_.pass();
     }
 }

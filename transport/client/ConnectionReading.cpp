@@ -16,12 +16,12 @@ namespace agent::spf::transport {
 
 using foundation::log::logging_event_types;
 
-bool Connection::receive(Clock::time_point until) noexcept {
+bool Connection::receive(Clock::time_point until, Clock::time_point now) noexcept {
     try {
         // What a reader inside a handler of an earlier frame has left, or is to find.
         handleFrames();
         wakeCallers();
-        const auto left = until - Clock::now();
+        const auto left = until - now;
         if (left <= Clock::duration::zero())
             return false;
         int flags = 0;
@@ -92,6 +92,7 @@ void Connection::handleReply(wire::Reply::Reader reply) {
         sendWaiting();
     if (!call)
         return; // overdue
+    methods_.agree(call->defines);
     if (reply.isError()) {
         const auto error = reply.getError();
         auto kind = wire::errorKindOf(error.getKind());
@@ -101,20 +102,20 @@ void Connection::handleReply(wire::Reply::Reader reply) {
         fail(*call, core::makeInvocationError(kind, wire::errorTextOf(error.getText())));
         return;
     }
-    core::GenericPayload result;
     try {
-        result = wire::decodePayload(reply.getPayload(), limits_.slots);
+        call->receiver->read(reply.getPayload(), limits_.slots);
     } catch (const core::MalformedError& error) {
-        fail(*call,
-             core::makeInvocationError(core::ErrorKind::Malformed,
-                                       "The answer to " + call->method + " cannot be read: " + error.what()));
+        fail(*call, core::makeInvocationError(core::ErrorKind::Malformed,
+                                              "The answer to " + std::string(call->method()) +
+                                                  " cannot be read: " + error.what()));
         return;
     } catch (...) {
-        fail(*call, core::makeInvocationError(core::ErrorKind::Malformed,
-                                              "The answer to " + call->method + " cannot be read"));
+        fail(*call,
+             core::makeInvocationError(core::ErrorKind::Malformed,
+                                       "The answer to " + std::string(call->method()) + " cannot be read"));
         throw;
     }
-    succeed(*call, std::move(result));
+    succeed(*call);
 }
 
 void Connection::runCallback(wire::Callback::Reader callback) {

@@ -99,6 +99,7 @@ void readWelcome(wire::Message::Reader message, Dialled& dialled) {
              ", this client version " + std::to_string(wire::protocolVersion) + ": update the older one");
     dialled.generation = wire::decodeUuid(welcome.getGeneration());
     dialled.peerFrameBytes = static_cast<std::size_t>(welcome.getFrameBytes());
+    dialled.methods = welcome.getMethods();
     for (const auto service : welcome.getServices())
         dialled.services.push_back({wire::textOf(service.getName()), service.getVersion(),
                                     service.getRevision(), service.getRanking()});
@@ -112,7 +113,7 @@ Dialled dial(const std::filesystem::path& directory, const std::string& clientId
     auto socket = connectTo(directory);
     onReached(wire::peerOf(socket.get()).pid);
     sendHello(socket.get(), clientId, limits);
-    Dialled dialled{nullptr, wire::FrameBuffer(limits.frameBytes), {}, 0, {}};
+    Dialled dialled{nullptr, wire::FrameBuffer(limits.frameBytes), {}, 0, 0, {}};
     try {
         auto body = dialled.buffer.next();
         for (; !body; body = dialled.buffer.next())

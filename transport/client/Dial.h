@@ -30,6 +30,7 @@ struct Dialled {
     wire::FrameBuffer buffer;                           // may hold what came after the welcome
     boost::uuids::uuid generation;
     std::size_t peerFrameBytes;
+    std::size_t methods; // that the daemon knows by a number
     std::vector<Service> services;
 };
 

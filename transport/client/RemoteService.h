@@ -20,6 +20,11 @@ public:
         return connection_->call(index_, timeout, std::move(method), signature, arguments,
                                  std::move(handler));
     }
+    void callAndWait(std::optional<std::chrono::milliseconds> timeout, std::string_view method,
+                     core::SignatureDescriptor signature, std::span<const core::ArgumentRef> arguments,
+                     core::ResultRef result) override {
+        connection_->callAndWait(index_, timeout, method, signature, arguments, result);
+    }
     void help(CallId call) noexcept override { connection_->help(call); }
     std::shared_ptr<core::CallbackTable> callbacks() override { return connection_->callbacks(); }
 

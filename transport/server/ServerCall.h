@@ -12,19 +12,18 @@ namespace agent::spf::transport {
 /// A call as given to a service. Answers at most once; its session may be closed meanwhile.
 class ServerCall final : public IncomingCall {
 public:
-    ServerCall(std::shared_ptr<Session> session, std::uint64_t id, std::string method, std::string descriptor,
+    ServerCall(std::shared_ptr<Session> session, std::uint64_t id, std::shared_ptr<const MethodTexts> texts,
                core::GenericPayload arguments, std::size_t bytes,
                std::chrono::steady_clock::time_point deadline)
-        : session_(session), client_(std::move(session)), id_(id), method_(std::move(method)),
-          descriptor_(std::move(descriptor)), arguments_(std::move(arguments)), bytes_(bytes),
-          deadline_(deadline) {}
+        : session_(session), client_(std::move(session)), id_(id), texts_(std::move(texts)),
+          arguments_(std::move(arguments)), bytes_(bytes), deadline_(deadline) {}
     ~ServerCall() override {
         if (!answered_.exchange(true))
             session_->dropped(id_);
     }
 
-    const std::string& method() const noexcept override { return method_; }
-    const std::string& descriptor() const noexcept override { return descriptor_; }
+    const std::string& method() const noexcept override { return texts_->name; }
+    const std::string& descriptor() const noexcept override { return texts_->descriptor; }
     core::GenericPayload& arguments() noexcept override { return arguments_; }
     std::size_t bytes() const noexcept override { return bytes_; }
     const std::shared_ptr<ClientSession>& client() const noexcept override { return client_; }
@@ -47,8 +46,7 @@ private:
     const std::shared_ptr<Session> session_;
     const std::shared_ptr<ClientSession> client_; // the same, as services see it
     const std::uint64_t id_;
-    const std::string method_;
-    const std::string descriptor_;
+    const std::shared_ptr<const MethodTexts> texts_;
     core::GenericPayload arguments_;
     const std::size_t bytes_;
     const std::chrono::steady_clock::time_point deadline_;

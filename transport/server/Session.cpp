@@ -171,11 +171,44 @@ void Session::welcome() {
         services[i].setRevision(offered.revision);
         services[i].setRanking(offered.ranking);
     }
+    welcome.setMethods(static_cast<std::uint32_t>(core_->options.limits.methods));
     send(frame);
+}
+
+std::shared_ptr<const MethodTexts> Session::textsOf(wire::Call::Reader call) {
+    const auto number = call.getMethod();
+    const bool known = number != 0 && number <= methods_.size() && methods_[number - 1];
+    if (number != 0 && !call.hasTexts()) {
+        if (!known)
+            throw core::MalformedError("a call by a method's number that was never explained");
+        return methods_[number - 1];
+    }
+    const auto name = call.getTexts().getName();
+    const auto descriptor = call.getTexts().getDescriptor();
+    if (known) {
+        const auto& texts = methods_[number - 1];
+        if (texts->name != std::string_view(name.cStr(), name.size()) ||
+            texts->descriptor != std::string_view(descriptor.cStr(), descriptor.size()))
+            throw core::MalformedError("a method's number that stands for another one already");
+        return texts;
+    }
+    auto texts =
+        std::make_shared<const MethodTexts>(MethodTexts{wire::textOf(name), wire::textOf(descriptor)});
+    if (number == 0)
+        return texts;
+    if (number > core_->options.limits.methods)
+        throw core::MalformedError("a method's number over the limit");
+    if (texts->name.size() + texts->descriptor.size() > wire::maxMethodTextBytes)
+        throw core::MalformedError("a number for a method with too long a text");
+    if (methods_.size() < number)
+        methods_.resize(number);
+    methods_[number - 1] = texts;
+    return texts;
 }
 
 void Session::dispatch(wire::Call::Reader call, Clock::time_point now) {
     const auto id = call.getId();
+    auto texts = textsOf(call); // whatever becomes of the call, the client now counts on its number
     const auto limit = core_->options.limits.pendingCallsPerConnection;
     if (++unanswered_ > limit) {
         fail(id, core::ErrorKind::Refused,
@@ -186,19 +219,20 @@ void Session::dispatch(wire::Call::Reader call, Clock::time_point now) {
     } else if (call.getRemainingMs() <= 0) {
         fail(id, core::ErrorKind::Timeout, "The call was overdue before it started");
     } else {
-        serve(core_->services[call.getService()], call,
+        serve(core_->services[call.getService()], call, std::move(texts),
               wire::deadlineAfter(now, std::chrono::milliseconds(call.getRemainingMs())));
     }
 }
 
-void Session::serve(OfferedService& service, wire::Call::Reader call, Clock::time_point deadline) {
+void Session::serve(OfferedService& service, wire::Call::Reader call,
+                    std::shared_ptr<const MethodTexts> texts, Clock::time_point deadline) {
     const auto id = call.getId();
     std::unique_ptr<ServerCall> incoming;
     try {
-        incoming = std::make_unique<ServerCall>(
-            shared_from_this(), id, wire::textOf(call.getMethod()), wire::textOf(call.getDescriptor()),
-            wire::decodePayload(call.getPayload(), core_->options.limits.slots),
-            call.totalSize().wordCount * sizeof(capnp::word), deadline);
+        incoming =
+            std::make_unique<ServerCall>(shared_from_this(), id, std::move(texts),
+                                         wire::decodePayload(call.getPayload(), core_->options.limits.slots),
+                                         call.totalSize().wordCount * sizeof(capnp::word), deadline);
     } catch (const core::MalformedError& error) {
         fail(id, core::ErrorKind::Malformed, error.what());
         return;

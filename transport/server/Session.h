@@ -13,8 +13,16 @@
 #include <atomic>
 #include <list>
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace agent::spf::transport {
+
+/// What a client calls a method.
+struct MethodTexts {
+    std::string name;
+    std::string descriptor;
+};
 
 /// One connection, from accept to close.
 ///
@@ -59,7 +67,10 @@ private:
     void welcome();
     void leaveThoseWithoutHello() noexcept;
     void dispatch(wire::Call::Reader call, Clock::time_point now);
-    void serve(OfferedService& service, wire::Call::Reader call, Clock::time_point deadline);
+    void serve(OfferedService& service, wire::Call::Reader call, std::shared_ptr<const MethodTexts> texts,
+               Clock::time_point deadline);
+    /// The call's method, by its number or its texts. @throws core::MalformedError
+    std::shared_ptr<const MethodTexts> textsOf(wire::Call::Reader call);
     void endCallback(wire::Reply::Reader reply);
     void send(wire::FrameBuilder& frame);
     void sendError(std::uint64_t call, core::ErrorKind kind, std::string_view text) noexcept;
@@ -87,6 +98,7 @@ private:
     boost::asio::steady_timer timer_; // the hello's, then the callbacks'
     wire::FrameBuffer buffer_;
     wire::FrameWriter writer_;
+    std::vector<std::shared_ptr<const MethodTexts>> methods_; // by number, less one; I/O thread
     PendingCallbacks callbacks_;
     std::atomic<bool> connected_ = false;
     std::atomic<std::size_t> unanswered_ = 0;

@@ -70,6 +70,11 @@ FrameReader::FrameReader(std::span<const std::uint64_t> body, const Limits& limi
     : reader_(kj::arrayPtr(reinterpret_cast<const capnp::word*>(body.data()), body.size()),
               optionsFor(body.size(), limits)) {}
 
+void fillMethod(Method::Builder to, std::string_view name, std::string_view descriptor) {
+    setText(to.initName(static_cast<unsigned>(name.size())), name);
+    setText(to.initDescriptor(static_cast<unsigned>(descriptor.size())), descriptor);
+}
+
 void fillReply(Reply::Builder reply, std::uint64_t id, const core::GenericPayload& result) {
     reply.setId(id);
     encodePayload(result, reply.initPayload(static_cast<unsigned>(result.size())));

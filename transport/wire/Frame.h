@@ -51,6 +51,8 @@ private:
     capnp::FlatArrayMessageReader reader_;
 };
 
+void fillMethod(Method::Builder to, std::string_view name, std::string_view descriptor);
+
 /// Fills a reply, or the reply to a callback, with a result or an error.
 /// @throws core::RefusedError when the result cannot be sent.
 void fillReply(Reply::Builder reply, std::uint64_t id, const core::GenericPayload& result);

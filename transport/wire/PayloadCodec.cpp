@@ -11,6 +11,8 @@
 #include <boost/endian/conversion.hpp>
 #include <boost/optional.hpp>
 
+#include <bit>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <typeindex>
@@ -22,35 +24,38 @@ namespace agent::spf::transport::wire {
 
 namespace {
 
-using Utf16List = capnp::List<std::uint16_t, capnp::Kind::PRIMITIVE>;
-using Utf16Lists = capnp::List<Utf16List, capnp::Kind::LIST>;
+static_assert(std::endian::native == std::endian::little, "UTF-16 travels as it lies in memory");
+
+using Utf16 = capnp::Data;
+using Utf16s = capnp::List<Utf16, capnp::Kind::BLOB>;
 
 capnp::Data::Reader bytesOf(std::string_view text) {
     return {reinterpret_cast<const kj::byte*>(text.data()), text.size()};
+}
+
+capnp::Data::Reader bytesOf(std::u16string_view text) {
+    return {reinterpret_cast<const kj::byte*>(text.data()), text.size() * sizeof(char16_t)};
 }
 
 std::string stringOf(capnp::Data::Reader data) {
     return {reinterpret_cast<const char*>(data.begin()), data.size()};
 }
 
-void write16(std::u16string_view text, Utf16List::Builder units) {
-    for (unsigned i = 0; i < units.size(); ++i)
-        units.set(i, text[i]);
-}
-
-std::u16string read16(Utf16List::Reader units) {
-    std::u16string text(units.size(), u'\0');
-    for (unsigned i = 0; i < units.size(); ++i)
-        text[i] = units[i];
+std::u16string read16(Utf16::Reader units) {
+    if (units.size() % sizeof(char16_t) != 0)
+        throw core::MalformedError("A UTF-16 text has half a unit at its end");
+    std::u16string text(units.size() / sizeof(char16_t), u'\0');
+    if (!text.empty())
+        std::memcpy(text.data(), units.begin(), units.size());
     return text;
 }
 
-void write16s(const std::vector<std::u16string>& texts, Utf16Lists::Builder lists) {
+void write16s(const std::vector<std::u16string>& texts, Utf16s::Builder lists) {
     for (unsigned i = 0; i < lists.size(); ++i)
-        write16(texts[i], lists.init(i, static_cast<unsigned>(texts[i].size())));
+        lists.set(i, bytesOf(texts[i]));
 }
 
-std::vector<std::u16string> read16s(Utf16Lists::Reader lists) {
+std::vector<std::u16string> read16s(Utf16s::Reader lists) {
     std::vector<std::u16string> texts;
     texts.reserve(lists.size());
     for (const auto units : lists)
@@ -58,19 +63,15 @@ std::vector<std::u16string> read16s(Utf16Lists::Reader lists) {
     return texts;
 }
 
-unsigned length(std::u16string_view text) {
-    return static_cast<unsigned>(text.size());
-}
-
 void write(const login::LoginInfo& info, LoginInfo::Builder to) {
     to.setLevel(static_cast<std::int32_t>(info.level));
     to.setAccountType(info.accountType);
-    write16(info.userId, to.initUserId(length(info.userId)));
-    write16(info.displayName, to.initDisplayName(length(info.displayName)));
-    write16(info.givenName, to.initGivenName(length(info.givenName)));
-    write16(info.familyName, to.initFamilyName(length(info.familyName)));
+    to.setUserId(bytesOf(info.userId));
+    to.setDisplayName(bytesOf(info.displayName));
+    to.setGivenName(bytesOf(info.givenName));
+    to.setFamilyName(bytesOf(info.familyName));
     to.setLocale(bytesOf(info.locale));
-    write16(info.email, to.initEmail(length(info.email)));
+    to.setEmail(bytesOf(info.email));
 }
 
 login::LoginInfo read(LoginInfo::Reader from) {
@@ -133,13 +134,12 @@ core::ExportedCallback read(ExportedCallback::Reader from) {
     return {decodeUuid(from.getId()), std::string(descriptor.begin(), descriptor.size()), limit};
 }
 
-using Encoder = void (*)(const core::GenericPayload&, std::size_t, Slot::Builder);
+using Encoder = void (*)(const void*, Slot::Builder);
 
 template <class T, auto Write>
 std::pair<const std::type_index, Encoder> row() {
-    return {typeid(T), [](const core::GenericPayload& payload, std::size_t index, Slot::Builder slot) {
-                Write(payload.get<T>(index), slot);
-            }};
+    return {typeid(T),
+            [](const void* value, Slot::Builder slot) { Write(*static_cast<const T*>(value), slot); }};
 }
 
 // One row for each type that can be sent. Its place in the union is read again in addSlot().
@@ -150,8 +150,8 @@ const std::unordered_map<std::type_index, Encoder>& encoders() {
         row<unsigned int, [](unsigned int value, Slot::Builder slot) { slot.setUint32(value); }>(),
         row<std::string,
             [](const std::string& value, Slot::Builder slot) { slot.setString(bytesOf(value)); }>(),
-        row<std::u16string, [](const std::u16string& value,
-                               Slot::Builder slot) { write16(value, slot.initU16string(length(value))); }>(),
+        row<std::u16string,
+            [](const std::u16string& value, Slot::Builder slot) { slot.setU16string(bytesOf(value)); }>(),
         row<boost::uuids::uuid, [](const boost::uuids::uuid& value,
                                    Slot::Builder slot) { encodeUuid(value, slot.initUuid()); }>(),
         row<login::LoginInfo,
@@ -164,7 +164,7 @@ const std::unordered_map<std::type_index, Encoder>& encoders() {
             [](const login::NegotiatorResponse& value, Slot::Builder slot) {
                 auto to = slot.initNegotiatorResponse();
                 to.setDecision(static_cast<std::int32_t>(value.decision));
-                write16(value.message, to.initMessage(length(value.message)));
+                to.setMessage(bytesOf(value.message));
             }>(),
         row<login::detail::NegotiationsResult,
             [](const login::detail::NegotiationsResult& value, Slot::Builder slot) {
@@ -189,23 +189,20 @@ const std::unordered_map<std::type_index, Encoder>& encoders() {
     return table;
 }
 
-template <class T>
-void add(core::GenericPayload& payload, T value, bool polymorphic) {
-    if (polymorphic)
-        payload.addSlot(std::make_shared<T>(std::move(value)), typeid(T),
-                        core::GenericPayload::cloner_helper<T>(), true);
-    else
-        payload.add(std::move(value));
+void encodeSlot(unsigned index, const std::type_info& type, const void* value, Slot::Builder slot) {
+    const auto encoder = encoders().find(type);
+    if (encoder == encoders().end())
+        throw core::RefusedError("Slot " + std::to_string(index) + " holds a value of the type " +
+                                 boost::core::demangle(type.name()) + ", which cannot be sent");
+    encoder->second(value, slot);
 }
 
-/// Whether the slot's kind is known.
-bool addSlot(core::GenericPayload& payload, Slot::Reader slot) {
-    const bool polymorphic = slot.getPolymorphic();
-    const auto put = [&](auto value) { add(payload, std::move(value), polymorphic); };
+/// Gives the slot's value to `put`. Whether there is one, of a known kind.
+template <class Put>
+bool readValue(Slot::Reader slot, const Put& put) {
     switch (slot.which()) {
     case Slot::EMPTY:
-        payload.addEmptySlot();
-        return true;
+        return false;
     case Slot::BOOLEAN:
         put(slot.getBoolean());
         return true;
@@ -268,15 +265,14 @@ void encodePayload(const core::GenericPayload& payload, SlotList::Builder slots)
         auto slot = slots[i];
         if (payload.isPolymorphic(i))
             slot.setPolymorphic(true);
-        if (payload.isEmptySlot(i))
-            continue;
-        const auto encoder = encoders().find(payload.type(i));
-        if (encoder == encoders().end())
-            throw core::RefusedError("Slot " + std::to_string(i) + " holds a value of the type " +
-                                     boost::core::demangle(payload.type(i).name()) +
-                                     ", which cannot be sent");
-        encoder->second(payload, i, slot);
+        if (!payload.isEmptySlot(i))
+            encodeSlot(i, payload.type(i), payload.value(i), slot);
     }
+}
+
+void encodePayload(std::span<const core::ArgumentRef> arguments, SlotList::Builder slots) {
+    for (unsigned i = 0; i < slots.size(); ++i)
+        encodeSlot(i, arguments[i].type(), arguments[i].value(), slots[i]);
 }
 
 core::GenericPayload decodePayload(SlotList::Reader slots, std::size_t maxSlots) {
@@ -286,11 +282,32 @@ core::GenericPayload decodePayload(SlotList::Reader slots, std::size_t maxSlots)
     core::GenericPayload payload;
     payload.reserve(slots.size());
     for (unsigned i = 0; i < slots.size(); ++i) {
-        if (!addSlot(payload, slots[i]))
+        const auto slot = slots[i];
+        const auto put = [&]<class T>(T value) {
+            payload.addSlot(std::make_shared<T>(std::move(value)), typeid(T),
+                            core::GenericPayload::cloner_helper<T>(), slot.getPolymorphic());
+        };
+        if (slot.isEmpty())
+            payload.addEmptySlot();
+        else if (!readValue(slot, put))
             throw core::MalformedError("Slot " + std::to_string(i) + " is of an unknown kind (" +
-                                       std::to_string(static_cast<unsigned>(slots[i].which())) + ")");
+                                       std::to_string(static_cast<unsigned>(slot.which())) + ")");
     }
     return payload;
+}
+
+bool decodeResult(SlotList::Reader slots, const core::ResultRef& result) {
+    if (result.value() == nullptr)
+        return slots.size() == 0;
+    if (slots.size() != 1 || slots[0].getPolymorphic())
+        return false;
+    bool asked = false;
+    const auto put = [&]<class T>(T value) {
+        asked = result.type() == typeid(T);
+        if (asked)
+            *static_cast<T*>(result.value()) = std::move(value);
+    };
+    return readValue(slots[0], put) && asked;
 }
 
 boost::uuids::uuid decodeUuid(Uuid::Reader uuid) noexcept {

@@ -16,6 +16,10 @@
 #                  a function exported on this connection. It can be called until the client withdraws it, its limit of
 #                  calls is used up, or the connection ends.
 #   Call.service   the index in Welcome.services, valid for this connection.
+#   Call.method    chosen by the client: once the daemon has answered a call that brought `texts`, the number alone
+#                  stands for them. A call with a number that is new brings them; one that brings others than those
+#                  known under its number is a malformed frame, as is a number over Welcome.methods. 0 is no number:
+#                  the call always brings them.
 #   Welcome.generation
 #                  one uuid per start of the daemon. Another one means that everything registered with the earlier
 #                  daemon is gone.
@@ -61,6 +65,7 @@ struct Welcome {
   frameBytes @1 :UInt64;
   generation @2 :Uuid;
   services @3 :List(Service);
+  methods @4 :UInt32;       # the largest number that a method can have
 }
 
 struct Service {
@@ -74,9 +79,14 @@ struct Call {
   id @0 :UInt64;
   remainingMs @1 :Int64;
   service @2 :UInt32;
-  method @3 :Text;
-  descriptor @4 :Text;      # the signature, with the method's name
-  payload @5 :List(Slot);
+  method @3 :UInt32;
+  payload @4 :List(Slot);
+  texts @5 :Method;
+}
+
+struct Method {
+  name @0 :Text;
+  descriptor @1 :Text;      # the signature, with the method's name
 }
 
 struct Callback {
@@ -104,6 +114,9 @@ struct Goodbye {
   text @0 :Text;
 }
 
+# UTF-16 code units, least significant byte first; any, unpaired surrogates too.
+using Utf16 = Data;
+
 # One value of a payload. `polymorphic` marks a value that stands for a derived type.
 struct Slot {
   polymorphic @0 :Bool;
@@ -113,7 +126,7 @@ struct Slot {
     int32 @3 :Int32;
     uint32 @4 :UInt32;
     string @5 :Data;                     # any bytes
-    u16string @6 :List(UInt16);          # any code units, unpaired surrogates too
+    u16string @6 :Utf16;
     uuid @7 :Uuid;
     loginInfo @8 :LoginInfo;
     loginData @9 :LoginData;
@@ -135,12 +148,12 @@ struct Uuid {
 struct LoginInfo {
   level @0 :Int32;
   accountType @1 :Int32;
-  userId @2 :List(UInt16);
-  displayName @3 :List(UInt16);
-  givenName @4 :List(UInt16);
-  familyName @5 :List(UInt16);
+  userId @2 :Utf16;
+  displayName @3 :Utf16;
+  givenName @4 :Utf16;
+  familyName @5 :Utf16;
   locale @6 :Data;
-  email @7 :List(UInt16);
+  email @7 :Utf16;
 }
 
 struct LoginData {
@@ -155,13 +168,13 @@ struct LoginData {
 
 struct NegotiatorResponse {
   decision @0 :Int32;
-  message @1 :List(UInt16);
+  message @1 :Utf16;
 }
 
 struct NegotiationsResult {
   accepted @0 :Bool;
-  objections @1 :List(List(UInt16));
-  questions @2 :List(List(UInt16));
+  objections @1 :List(Utf16);
+  questions @2 :List(Utf16);
 }
 
 struct AccessTokenResponse {

@@ -10,7 +10,8 @@ namespace agent::spf::transport {
 struct Limits {
     std::size_t frameBytes = 1U << 20U;
     int nesting = 16;
-    std::size_t slots = 64; ///< per payload
+    std::size_t slots = 64;    ///< per payload
+    std::size_t methods = 512; ///< that a connection knows by a number; others travel with their texts
     std::size_t pendingCallsPerConnection = 1024;
     std::size_t callbacksPerConnection = 10'000;
     std::size_t waitingCallbackBytesPerConnection = 32U << 20U; ///< of callbacks that wait for their turn
