@@ -119,7 +119,7 @@ void measureReplay(const Settings& settings, RawPair& raw) {
         times.push_back(replay.count());
     }
     const auto what = std::to_string(settings.registrations) + " registrations after a restart";
-    report::ratio(what + ": all made again / as many raw round trips", fixed(median(ratios), 2));
+    report::ratio(what + ": all made again / as many raw round trips", fixed(median(ratios), 2), "<= 0.6");
     report::absolute(what, fixed(median(times), 1) + " ms");
 }
 

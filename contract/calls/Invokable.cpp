@@ -31,6 +31,10 @@ void Invokable::callAndWait(std::optional<std::chrono::milliseconds> timeout, st
     result.takeFrom(answer);
 }
 
+void Invokable::collect() noexcept {}
+
+void Invokable::sendCollected() noexcept {}
+
 void Invokable::help(CallId /*call*/) noexcept {}
 
 } // namespace agent::spf::core

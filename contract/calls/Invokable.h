@@ -93,6 +93,11 @@ public:
                              SignatureDescriptor signature, std::span<const ArgumentRef> arguments,
                              ResultRef result);
 
+    /// From collect() to sendCollected() calls may be kept back, those of other threads too, so that many are
+    /// sent together. For a moment: nobody waits for anything between the two. Does nothing by default.
+    virtual void collect() noexcept;
+    virtual void sendCollected() noexcept;
+
     /// Lends the calling thread, which is about to wait for that call, to the transport; returns no later
     /// than the call ends. May complete other threads' calls on this one, never runs exported callbacks. Does
     /// nothing by default.
@@ -105,6 +110,24 @@ protected:
     Invokable() = default;
     Invokable(const Invokable&) = delete;
     Invokable& operator=(const Invokable&) = delete;
+};
+
+/// Calls begun while it exists are sent together.
+class SentTogether {
+public:
+    explicit SentTogether(std::shared_ptr<Invokable> invokable) : invokable_(std::move(invokable)) {
+        if (invokable_)
+            invokable_->collect();
+    }
+    ~SentTogether() {
+        if (invokable_)
+            invokable_->sendCollected();
+    }
+    SentTogether(const SentTogether&) = delete;
+    SentTogether& operator=(const SentTogether&) = delete;
+
+private:
+    const std::shared_ptr<Invokable> invokable_;
 };
 
 } // namespace agent::spf::core

@@ -213,9 +213,12 @@ void RegistrationTable::replayInBatches(ExclusiveAccess& access, const std::vect
         }
     };
     for (auto item = items.begin(); item != items.end() && !tracker_->closed();) {
-        for (; item != items.end() && batch.size() < rules_.onTheirWay; ++item) {
-            if ((*item)->active())
-                attempt([&] { batch.push_back(tell(access, *item)); });
+        {
+            const core::SentTogether together(tracker_->held(access));
+            for (; item != items.end() && batch.size() < rules_.onTheirWay; ++item) {
+                if ((*item)->active())
+                    attempt([&] { batch.push_back(tell(access, *item)); });
+            }
         }
         for (auto& onItsWay : batch)
             attempt([&] { settle(access, onItsWay); });

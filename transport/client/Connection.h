@@ -54,6 +54,8 @@ public:
     void callAndWait(std::uint32_t service, std::optional<std::chrono::milliseconds> timeout,
                      std::string_view method, core::SignatureDescriptor signature,
                      std::span<const core::ArgumentRef> arguments, core::ResultRef result);
+    void collect() noexcept { writer_.hold(); }
+    void sendCollected() noexcept { heed(writer_.release()); }
     void help(std::uint64_t call) noexcept;
     const std::shared_ptr<core::CallbackTable>& callbacks() const noexcept { return callbacks_; }
 

@@ -25,6 +25,8 @@ public:
                      core::ResultRef result) override {
         connection_->callAndWait(index_, timeout, method, signature, arguments, result);
     }
+    void collect() noexcept override { connection_->collect(); }
+    void sendCollected() noexcept override { connection_->sendCollected(); }
     void help(CallId call) noexcept override { connection_->help(call); }
     std::shared_ptr<core::CallbackTable> callbacks() override { return connection_->callbacks(); }
 

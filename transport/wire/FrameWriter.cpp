@@ -18,7 +18,7 @@ FrameWriter::Outcome FrameWriter::write(FrameBuilder& frame) {
     if (unsent_ + queue_.size() + frame.bytes() > queueLimit_)
         return Outcome::OverLimit;
     frame.appendTo(queue_);
-    if (held_)
+    if (holds_ > 0)
         return Outcome::Accepted;
     const auto outcome = blocked_ || sending_ ? Outcome::Accepted : flush();
     count();
@@ -48,13 +48,13 @@ std::size_t FrameWriter::queued() {
 
 void FrameWriter::hold() {
     const foundation::MutexLock lock(mutex_);
-    held_ = true;
+    ++holds_;
 }
 
 FrameWriter::Outcome FrameWriter::release() {
     const foundation::MutexLock lock(mutex_);
-    held_ = false;
-    const auto outcome = blocked_ || sending_ ? Outcome::Accepted : flush();
+    const bool go = --holds_ <= 0;
+    const auto outcome = !go || blocked_ || sending_ ? Outcome::Accepted : flush();
     count();
     return outcome;
 }

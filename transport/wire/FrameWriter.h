@@ -42,7 +42,7 @@ public:
     /// How many bytes wait for the peer.
     std::size_t queued();
 
-    /// Until release() frames are collected only, whoever writes them.
+    /// Until as many release() frames are collected only, whoever writes them.
     void hold();
     Outcome release();
 
@@ -62,7 +62,7 @@ private:
     foundation::Mutex mutex_;
     std::shared_ptr<const foundation::UniqueFd> socket_ GUARDED_BY(mutex_);
     std::vector<std::byte> queue_ GUARDED_BY(mutex_);
-    bool held_ GUARDED_BY(mutex_) = false;
+    int holds_ GUARDED_BY(mutex_) = 0;
     bool blocked_ GUARDED_BY(mutex_) = false;
     bool sending_ GUARDED_BY(mutex_) = false;
     std::size_t unsent_ GUARDED_BY(mutex_) = 0;  // bytes of out_ not yet sent, as of the last system call
