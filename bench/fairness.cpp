@@ -1,6 +1,6 @@
-// What a flooding client costs another one: getLoginInfo's latency while a raw client
-// writes calls without waiting for answers, 50 to a write, against the same client's latency without it. The
-// two take turns; both clients run beside the daemon's processor.
+// What a busy client costs another one: getLoginInfo's latency while a raw client writes calls without
+// waiting for answers, 50 to a write, or while a process calls from 32 threads, against the same client's
+// latency without them. They take turns; all clients run beside the daemon's processor.
 
 #include "bench/support/ClientHost.h"
 #include "bench/support/Daemon.h"
@@ -20,12 +20,14 @@
 #include <exception>
 #include <fcntl.h>
 #include <iostream>
+#include <memory>
 #include <poll.h>
 #include <sched.h>
 #include <stdexcept>
 #include <string>
 #include <sys/socket.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -43,6 +45,7 @@ struct Settings {
 };
 
 constexpr unsigned callsPerWrite = 50;
+constexpr int busyCallers = 32;
 
 std::vector<std::byte> callsOfOneWrite() {
     const std::string method(login::spf::remote::getLoginInfo.name);
@@ -70,9 +73,8 @@ void leaveProcessor(int cpu) {
           "leaving the daemon's processor (this benchmark needs two)");
 }
 
-/// Stopped at first; ends when the daemon closes the connection.
+/// Ends when the daemon closes the connection.
 void flood(const std::filesystem::path& directory) {
-    ::raise(SIGSTOP);
     const auto address = wire::socketAddress(directory / wire::socketName);
     const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     check(::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0, "connect");
@@ -104,6 +106,18 @@ void flood(const std::filesystem::path& directory) {
     }
 }
 
+void callFromManyThreads(const std::filesystem::path& directory) {
+    ClientHost host;
+    host.connect(directory);
+    const auto client = host.makeClient();
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < busyCallers; ++i)
+        threads.emplace_back([&] {
+            while (!client->getLoginInfo("busy", LoginInfo::Level::SignedIn).userId.empty()) {
+            }
+        });
+}
+
 /// In microseconds, the middle of so many calls.
 double latency(login::spf::ZelkorLogin& client, int calls) {
     std::vector<double> times;
@@ -117,40 +131,62 @@ double latency(login::spf::ZelkorLogin& client, int calls) {
     return median(times);
 }
 
+/// A client that disturbs; stopped at first.
+struct Disturbance {
+    std::string what;
+    std::unique_ptr<Child> process;
+};
+
+Disturbance disturbance(const std::string& what, int daemonsCpu, const std::filesystem::path& directory,
+                        void (*work)(const std::filesystem::path&)) {
+    auto process = std::make_unique<Child>([=] {
+        leaveProcessor(daemonsCpu);
+        const sched_param ordinary{};
+        ::sched_setscheduler(0, SCHED_OTHER, &ordinary); // the caller preempts it
+        ::raise(SIGSTOP);
+        work(directory);
+    });
+    int status = 0;
+    check(::waitpid(process->pid(), &status, WUNTRACED) == process->pid(), "waitpid");
+    return {what, std::move(process)};
+}
+
+void measure(const Settings& settings, login::spf::ZelkorLogin& client, const Disturbance& other) {
+    std::vector<double> quiet, disturbed, ratios;
+    for (int round = 0; round < settings.rounds; ++round) {
+        quiet.push_back(latency(client, settings.calls));
+        check(::kill(other.process->pid(), SIGCONT) == 0, "SIGCONT");
+        disturbed.push_back(latency(client, settings.calls));
+        check(::kill(other.process->pid(), SIGSTOP) == 0, "SIGSTOP");
+        ratios.push_back(disturbed.back() / quiet.back());
+    }
+    int status = 0;
+    if (::waitpid(other.process->pid(), &status, WNOHANG) != 0)
+        throw std::runtime_error("the disturbing client ended");
+    const std::string subject = "`getLoginInfo`, one caller: latency ";
+    report::ratio(subject + "while another client " + other.what + " / without it", fixed(median(ratios), 2),
+                  "<= 3");
+    report::absolute(subject + "without another client", fixed(median(quiet), 1) + " us");
+    report::absolute(subject + "while another client " + other.what, fixed(median(disturbed), 1) + " us");
+}
+
 void run(const Settings& settings) {
     const auto place = claimOneCpu({});
     const Daemon daemon(settings.hshd);
-    const Child flooding([&] { // before there are threads
-        leaveProcessor(place.cpu);
-        const sched_param ordinary{};
-        ::sched_setscheduler(0, SCHED_OTHER, &ordinary); // the caller preempts it
-        flood(daemon.socketDirectory());
-    });
-    int status = 0;
-    check(::waitpid(flooding.pid(), &status, WUNTRACED) == flooding.pid(), "waitpid");
+    const auto directory = daemon.socketDirectory();
+    const Disturbance disturbances[] = {// before there are threads
+                                        disturbance("floods", place.cpu, directory, flood),
+                                        disturbance("calls from " + std::to_string(busyCallers) + " threads",
+                                                    place.cpu, directory, callFromManyThreads)};
     leaveProcessor(place.cpu); // there the daemon would not let the caller ask before it has served all
     ClientHost host;
-    host.connect(daemon.socketDirectory());
+    host.connect(directory);
     const auto client = host.makeClient();
     client->impersonate(login::AccessToken("bench-token"), sampleInfo());
-    std::vector<double> quiet, flooded, ratios;
-    for (int round = 0; round < settings.rounds; ++round) {
-        quiet.push_back(latency(*client, settings.calls));
-        check(::kill(flooding.pid(), SIGCONT) == 0, "SIGCONT");
-        flooded.push_back(latency(*client, settings.calls));
-        check(::kill(flooding.pid(), SIGSTOP) == 0, "SIGSTOP");
-        ratios.push_back(flooded.back() / quiet.back());
-    }
-    if (::waitpid(flooding.pid(), &status, WNOHANG) != 0)
-        throw std::runtime_error("the flooding client was disconnected");
-    report::ratio("`getLoginInfo`, one caller: latency while another client floods / without it",
-                  fixed(median(ratios), 2), "<= 3");
-    report::absolute("`getLoginInfo`, one caller: latency without another client",
-                     fixed(median(quiet), 1) + " us");
-    report::absolute("`getLoginInfo`, one caller: latency while another client floods",
-                     fixed(median(flooded), 1) + " us");
+    for (const auto& other : disturbances)
+        measure(settings, *client, other);
     report::note("Fairness: the daemon on CPU " + std::to_string(place.cpu) +
-                 ", both clients on another; medians of " + std::to_string(settings.rounds) + " rounds of " +
+                 ", all clients on another; medians of " + std::to_string(settings.rounds) + " rounds of " +
                  std::to_string(settings.calls) + " calls.");
 }
 
@@ -158,7 +194,7 @@ void run(const Settings& settings) {
 
 int main(int argc, char** argv) {
     zelkor::bench::Settings settings;
-    CLI::App app("Measures what a flooding client costs another one.");
+    CLI::App app("Measures what a busy client costs another one.");
     app.add_option("--hshd", settings.hshd, "The daemon's program")->required()->check(CLI::ExistingFile);
     app.add_option("--rounds", settings.rounds)->check(CLI::PositiveNumber)->capture_default_str();
     app.add_option("--calls", settings.calls)->check(CLI::Range(10, 1'000'000))->capture_default_str();

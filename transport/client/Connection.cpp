@@ -210,9 +210,10 @@ bool Connection::send(wire::FrameBuilder& frame, std::uint64_t call) {
         heed(outcome);
         return true;
     }
-    end(call, std::make_exception_ptr(core::RefusedError(
-                  "The daemon does not read what it is sent: more than " +
-                  std::to_string(limits_.queuedBytesPerConnection) + " bytes wait for it")));
+    auto error = std::make_exception_ptr(
+        core::RefusedError("The daemon does not read what it is sent: more than " +
+                           std::to_string(limits_.queuedBytesPerConnection) + " bytes wait for it"));
+    end(call, std::move(error));
     return false;
 }
 
@@ -334,11 +335,13 @@ void Connection::disconnect(const std::string& why) noexcept {
     // Ends reading on whatever thread. The descriptor itself stays until nobody can use it any more.
     ::shutdown(socket->get(), SHUT_RDWR);
     writer_.close();
-    for (auto& call : pending)
-        fail(call,
-             std::make_exception_ptr(core::DisconnectedError("The connection to the daemon ended before it "
-                                                             "answered " +
-                                                             std::string(call.method()) + ": " + why)));
+    for (auto& call : pending) {
+        // One owner at a time: what is thrown belongs to the caller alone once it has been told.
+        auto error = std::make_exception_ptr(
+            core::DisconnectedError("The connection to the daemon ended before it answered " +
+                                    std::string(call.method()) + ": " + why));
+        fail(call, std::move(error));
+    }
     wakeUp_.wake();
     onLost_();
 }
