@@ -82,6 +82,8 @@ Figures measure(const std::string& hshd, const std::filesystem::path& program, i
     }
     figures[memory] = static_cast<double>(Memory::of(daemon.pid()).own - alone) / clients;
 
+    // What the last ones' start has left to do is no idling; whatever comes again and again is.
+    std::this_thread::sleep_for(std::chrono::seconds(1));
     const auto sleeps = sleepsOf(daemon.pid());
     std::this_thread::sleep_for(std::chrono::seconds(2));
     figures[wakeUps] = static_cast<double>(sleepsOf(daemon.pid()) - sleeps);

@@ -34,6 +34,10 @@ TEST_F(Call, ArrivesWithAllThatBelongsToIt) {
     EXPECT_EQ(callAndHelp<std::string>(*invokable, "getLoginInfo", std::string("hello"), 3), "hello!");
     seen.get_future().wait();
     EXPECT_EQ(invokable->invokeAsync<std::string>(60s, "getLoginInfo", std::string("x"), 3).get(), "x!");
+    service->call = [](auto call) { call->reply(payload(call->method())); };
+    const std::string longName(5'000, 'm'); // which never gets a number
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(callAndHelp<std::string>(*invokable, longName), longName);
 }
 
 TEST_F(Call, EveryWayOfFailingHasItsKindAndText) {

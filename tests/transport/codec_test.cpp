@@ -88,6 +88,8 @@ TEST(Codec, LimitsAreKept) {
     EXPECT_FALSE(payloadIn(sampleFrame(), {.slots = 17}));
     EXPECT_TRUE(payloadIn(sampleFrame(), {.slots = 18}));
     EXPECT_FALSE(payloadIn(sampleFrame(), {.frameBytes = sampleFrame().size() - 16}));
+    EXPECT_FALSE(
+        payloadIn(frame([](auto message) { message.initReply().initPayload(1)[0].initU16string(3); })));
     // One list that many slots point at must not be copied out without end.
     const auto bomb = frame([](auto message) {
         for (auto slot : message.initReply().initPayload(64))
