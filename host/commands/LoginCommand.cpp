@@ -39,8 +39,11 @@ Result LoginCommand::run(Session& session, const Output&) {
     return {
         .code = ExitCode::Ok,
         .text = nameOf(info) + " is logged in, level " + levelName(info.getLevel()) + ".\n",
-        .note = {},
+        .note = remember_ ? ""
+                          : "Not remembered: commands and sessions that start later do not know of it. "
+                            "--remember makes them start signed in.\n",
         .json = {{"loggedIn", true},
+                 {"remembered", remember_},
                  {"user", {{"id", login::toUtf8(info.userId)}, {"name", login::toUtf8(info.displayName)}}},
                  {"level", static_cast<int>(info.getLevel())}}};
 }

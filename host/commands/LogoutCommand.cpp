@@ -3,6 +3,7 @@
 #include "host/commands/InteractiveWait.h"
 #include "host/commands/PrintableText.h"
 #include "host/commands/Refusal.h"
+#include "host/commands/SignInAdvice.h"
 
 #include <login/ZelkorLogin.h>
 #include <login/detail/ZelkorLogin.h>
@@ -41,8 +42,10 @@ Result LogoutCommand::run(Session& session, const Output&) {
         return ask(session);
     const auto login = session.service<login::ZelkorLogin>();
     const auto detail = session.service<login::detail::ZelkorLogin>();
-    const auto before =
+    auto before =
         session.ask([&] { return login->getLoginInfo(requester, login::LoginInfo::Level::Identified); });
+    if (before.userId.empty()) // this session's end is the daemon's, too
+        before = signInAdvice(session, login::LoginInfo::Level::Identified).daemons;
     if (!force_) {
         // An unanswered negotiation counts as accepted for the module; a person is told instead.
         const auto result = session.ask([&] { return detail->negotiateLogout({}); });

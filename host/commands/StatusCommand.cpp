@@ -2,6 +2,7 @@
 
 #include "contract/records/Utf.h"
 #include "host/commands/PrintableText.h"
+#include "host/commands/SignInAdvice.h"
 
 #include <login/ZelkorLogin.h>
 #include <login/detail/ZelkorLogin.h>
@@ -23,9 +24,9 @@ struct Status {
     login::LoginInfo info;
     std::string session, endpoint, source, release;
     std::chrono::duration<double, std::milli> roundTrip{};
-    std::string component;       ///< that answered
-    login::LoginInfo daemonInfo; ///< whom the daemon itself has signed in, at any level
-    std::string problem;         ///< with the session, if there is one
+    std::string component; ///< that answered
+    SignInAdvice advice;
+    std::string problem; ///< with the session, if there is one
     agent::spf::transport::Connector::Status connection;
 };
 
@@ -50,13 +51,14 @@ std::string inWords(const login::LoginInfo& info) {
 std::string asText(const Status& status, login::LoginInfo::Level asked) {
     const auto email = printable(status.info.email);
     return (status.info.userId.empty()
-                ? "Nobody is logged in at the level " + levelName(asked) + ".\n"
+                ? "Nobody is logged in at the level " + levelName(asked) + ".\n" + status.advice.text()
                 : nameOf(status.info) + (email.empty() ? "" : " <" + email + ">") + " is logged in, level " +
                       inWords(status.info.getLevel()) + ".\n") +
            "  session     " + orNone(status.session) + "\n  endpoint    " + orNone(status.endpoint) +
            "\n  source      " + orNone(status.source) + "\n  daemon      release " +
            printable(status.release) + ", generation " + printable(status.connection.generation) +
-           "\n  its login   " + inWords(status.daemonInfo) + "\n  socket      " +
+           "\n  its login   " + inWords(status.advice.daemons) +
+           (status.advice.vetoed ? "\n  sign-in     vetoed" : "") + "\n  socket      " +
            status.connection.socketPath.string() + "\n  round trip  " +
            threeDigits(status.roundTrip.count()) + " ms\n  component   " + status.component + "\n" +
            (status.problem.empty() ? "" : "  problem     " + status.problem + "\n");
@@ -75,9 +77,12 @@ foundation::json::object asJson(const Status& status) {
     json["daemon"] = {{"release", status.release},
                       {"generation", status.connection.generation},
                       {"socket", status.connection.socketPath.string()},
-                      {"login", toUtf8(status.daemonInfo.userId)},
+                      {"login", toUtf8(status.advice.daemons.userId)},
+                      {"signInVetoed", status.advice.vetoed},
                       {"roundTripMs", std::strtod(threeDigits(status.roundTrip.count()).c_str(), nullptr)}};
     json["component"] = status.component;
+    if (!status.loggedIn)
+        json["reason"] = status.advice.reason;
     if (!status.problem.empty())
         json["problem"] = status.problem;
     return json;
@@ -130,7 +135,6 @@ Result StatusCommand::run(Session& session, const Output&) {
         return listAll(host);
     const auto login = session.service<login::ZelkorLogin>();
     const auto detail = session.service<login::detail::ZelkorLogin>();
-    const auto daemon = host.get<login::ZelkorLogin>(among::daemonClients);
     const auto status = session.ask([&] {
         Status answer;
         answer.info = login->getLoginInfo(requester, level_.level());
@@ -143,7 +147,7 @@ Result StatusCommand::run(Session& session, const Output&) {
         answer.release = detail->getRelease();
         answer.roundTrip = std::chrono::steady_clock::now() - begin;
         answer.component = login.component;
-        answer.daemonInfo = daemon->getLoginInfo(requester, login::LoginInfo::Level::None);
+        answer.advice = signInAdvice(session, level_.level());
         answer.problem = host.sessionProblem();
         answer.connection = host.connection();
         return answer;

@@ -1,6 +1,7 @@
 #include "host/commands/TokenCommand.h"
 
 #include "host/commands/PrintableText.h"
+#include "host/commands/SignInAdvice.h"
 
 #include <login/ZelkorLogin.h>
 
@@ -20,13 +21,15 @@ Result TokenCommand::run(Session& session, const Output&) {
     const auto login = session.service<login::ZelkorLogin>();
     const auto answer =
         session.ask([&] { return login->requestAccessTokenAdvanced(requester, level_.level()); });
-    if (!answer.token)
+    if (!answer.token) {
+        const auto advice = signInAdvice(session, level_.level());
         return {.code = ExitCode::NotLoggedIn,
                 .text = {},
                 .note = "Nobody is logged in at the level " + levelName(level_.level()) +
                         ": there is no token (the daemon's status is " + std::to_string(answer.status) +
-                        ").\n",
-                .json = {{"loggedIn", false}, {"status", answer.status}}};
+                        ").\n" + advice.text(),
+                .json = {{"loggedIn", false}, {"status", answer.status}, {"reason", advice.reason}}};
+    }
     const auto token = answer.token.getTokenString();
     return {.code = ExitCode::Ok,
             .text = (::isatty(STDOUT_FILENO) != 0 ? printable(token) : token) + "\n",

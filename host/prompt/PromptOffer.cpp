@@ -5,8 +5,11 @@
 #include "contract/vocabulary/SignInPrompts.h"
 #include "host/commands/PrintableText.h"
 
+#include <cppmicroservices/LDAPFilter.h>
+#include <cppmicroservices/ServiceTracker.h>
 #include <foundation/json.h>
 
+#include <algorithm>
 #include <functional>
 #include <stdexcept>
 #include <utility>
@@ -18,6 +21,9 @@ namespace {
 namespace json = foundation::json;
 namespace remote = login::spf::prompts::remote;
 using agent::spf::core::Invokable;
+
+/// A daemon that has the others and not this one after so long is one without.
+constexpr std::chrono::seconds appearsWithin{5};
 
 std::string textAt(const json::object& object, const char* key) {
     const auto* value = object.if_contains(key);
@@ -65,9 +71,14 @@ std::string answer(Terminal& terminal, const std::string& text) {
 
 PromptOffer::PromptOffer(cppmicroservices::BundleContext context, std::chrono::seconds limit) {
     namespace properties = agent::spf::core::properties;
-    const auto found = context.GetServiceReferences<Invokable>(std::string("(") + properties::serviceName +
-                                                               "=SignInPrompts)");
-    daemon_ = found.empty() ? nullptr : context.GetService(found.front());
+    // A daemon's services appear one after another, and this one may be the last.
+    cppmicroservices::ServiceTracker<Invokable> tracker(
+        context,
+        cppmicroservices::LDAPFilter(std::string("(") + properties::serviceName + "=SignInPrompts)"));
+    tracker.Open();
+    const auto wait =
+        std::clamp<std::chrono::milliseconds>(limit, std::chrono::milliseconds(1), appearsWithin);
+    daemon_ = tracker.WaitForService(wait); // no time at all would be for ever
     if (!daemon_)
         throw std::runtime_error("the daemon offers no sign-in in a terminal. Update it, or see its log");
     callbacks_ = std::make_unique<agent::spf::core::CallbackManager>(daemon_->callbacks());

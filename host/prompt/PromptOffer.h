@@ -17,6 +17,7 @@ namespace zelkor::host {
 class PromptOffer {
 public:
     /// @param limit the time that the daemon has to take it.
+    /// Its service is waited for, up to 5 s of it.
     /// @throws std::runtime_error when the daemon takes no prompts.
     PromptOffer(cppmicroservices::BundleContext context, std::chrono::seconds limit);
     /// Ends the question that is being asked.

@@ -77,6 +77,19 @@ TEST_F(Zelkorlogin, ShowsAndEndsALoginThatAnotherProcessMadeAndDefends) {
     EXPECT_EQ(zelkorlogin("token").code, 1);
     EXPECT_TRUE(login->removeLogoutNegotiator(negotiator));
     EXPECT_THAT(zelkorlogin("logout"), FieldsAre(0, HasSubstr("Nobody was logged in"), _));
+
+    // What is not remembered is not the next session's; whoever asks is told so.
+    EXPECT_THAT(zelkorlogin("status").out, HasSubstr("To sign in:  zelkorlogin login --remember"));
+    login->impersonate(login::AccessToken(canary), info);
+    const auto advised = HasSubstr("Höpper is signed in at the daemon");
+    EXPECT_THAT(zelkorlogin("status"), FieldsAre(1, advised, _));
+    EXPECT_THAT(zelkorlogin("token"), FieldsAre(1, "", advised));
+    EXPECT_THAT(zelkorlogin("token --direct --level confirmed").err,
+                HasSubstr("zelkorlogin login --level confirmed"));
+    vetoer->vetoSignIn(true);
+    EXPECT_THAT(zelkorlogin("status").out, HasSubstr("sign-in     vetoed"));
+    EXPECT_THAT(zelkorlogin("logout"), FieldsAre(0, HasSubstr("Höpper is logged out"), _));
+    EXPECT_THAT(zelkorlogin("token").err, HasSubstr("Signing in is vetoed"));
 }
 
 TEST_F(Zelkorlogin, ListsWhoCouldAnswerAndNamesAWrongOrder) {
