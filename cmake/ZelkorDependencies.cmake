@@ -4,6 +4,17 @@ set(Boost_NO_WARN_NEW_VERSIONS ON)
 find_package(Boost 1.81 REQUIRED COMPONENTS log json thread)
 find_package(Threads REQUIRED)
 find_package(CapnProto REQUIRED)
+# Programs take it in, where it is there as static libraries, which are not fit for shared ones: the loader's work for two
+# libraries more is a tenth of a program that asks one question.
+find_library(static_capnp libcapnp.a)
+find_library(static_kj libkj.a)
+add_library(zelkor_capnp INTERFACE)
+if(static_capnp AND static_kj)
+  target_link_libraries(zelkor_capnp INTERFACE
+    "$<IF:$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>,${static_capnp};${static_kj},CapnProto::capnp>")
+else()
+  target_link_libraries(zelkor_capnp INTERFACE CapnProto::capnp)
+endif()
 find_package(SQLite3 REQUIRED)
 find_package(CLI11 REQUIRED)
 find_package(PkgConfig REQUIRED)
