@@ -3,6 +3,7 @@
 #include "contract/calls/Invokable.h"
 #include "contract/calls/ServiceProperties.h"
 #include "host/ComponentLog.h"
+#include "host/ConfigurationCheck.h"
 #include "host/session/InProcessLogin.h"
 
 #include <cppmicroservices/FrameworkEvent.h>
@@ -85,6 +86,7 @@ Host::Host(HostOptions options)
         connector_.emplace(context_, options_.connector);
         connector_->start();
         startBundles();
+        checkConfigurations(options_.configurations, module_->GetHeaders());
         for (const auto& configuration : options_.configurations)
             configure(configuration);
     } catch (...) {

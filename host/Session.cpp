@@ -28,6 +28,9 @@ void Session::requireDaemon() {
 }
 
 void Session::failUnanswered(const std::string& reason) {
+    if (reason.ends_with("bad any_cast"))
+        throw NoAnswer("the daemon's answer is not of the kind that was asked for: " + reason + ".",
+                       "Daemon and module are of releases that do not fit; update the older one");
     throw NoAnswer("the daemon did not answer: " + reason + ".",
                    "See its log; --timeout gives it another limit");
 }

@@ -1,6 +1,7 @@
 // zelkorlogin: the login services of this user's daemon, for people and scripts.
 
 #include "host/CommandLine.h"
+#include "host/Patience.h"
 #include "host/commands/LoginCommand.h"
 #include "host/commands/LogoutCommand.h"
 #include "host/commands/NegotiateCommand.h"
@@ -13,6 +14,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <unistd.h>
@@ -40,8 +42,8 @@ void addOptions(CLI::App& app, CommandLine& line) {
     app.add_flag("--json", line.json, "Print one JSON object instead of text");
     app.add_flag("--direct", line.direct, "Ask the daemon itself, past this process's own session");
     app.add_option("--timeout", line.timeout,
-                   "Wait this long for the daemon (default 5), and for each answer (default: as configured); "
-                   "login and logout --ask end within it")
+                   "End within this time (default: 5 for finding the daemon, and as configured for each "
+                   "answer)")
         ->type_name("SECONDS")
         ->check(CLI::Range(1, 3600).description(""));
     app.add_option("--config", line.configurationFile, "JSON file with bundle and component configurations")
@@ -68,20 +70,6 @@ Result failed(ExitCode code, const std::string& error, const std::string& advice
             .json = {{"error", error + (advice.empty() ? "" : " " + advice)}}};
 }
 
-Result run(const CommandLine& line, Command& command, const Output& output) {
-    try {
-        foundation::log::Options log;
-        log.console = line.logFilter();
-        foundation::log::setup(log);
-        Session session(line.hostOptions(), line.limit(), line.direct);
-        return command.run(session, output);
-    } catch (const NoAnswer& error) {
-        return failed(ExitCode::NoAnswer, error.what(), error.advice);
-    } catch (const std::exception& error) {
-        return failed(ExitCode::Configuration, error.what());
-    }
-}
-
 int print(Result result, bool json) {
     result.json["exitCode"] = static_cast<int>(result.code);
     if (json)
@@ -95,6 +83,44 @@ int print(Result result, bool json) {
         return static_cast<int>(ExitCode::Configuration);
     }
     return static_cast<int>(result.code);
+}
+
+/// What only waits for the daemon says so on a terminal, and ends with --timeout whatever is missing.
+std::unique_ptr<Patience> watchOver(const CommandLine& line, const Session& session) {
+    // What the command has found out by the very end is the better answer.
+    constexpr std::chrono::milliseconds grace{250};
+    auto end = session.deadline();
+    if (end)
+        *end += grace;
+    std::function<void()> tell;
+    if (!line.json && ::isatty(STDERR_FILENO) != 0)
+        tell = [] { std::cerr << "Waiting for the daemon; Ctrl-C ends it.\n" << std::flush; };
+    return std::make_unique<Patience>(tell, end, [line] {
+        ::_exit(print(failed(ExitCode::NoAnswer,
+                             "the daemon did not answer within the " + std::to_string(*line.timeout) +
+                                 " s of --timeout",
+                             "It is slow, or hangs: see its log"),
+                      line.json));
+    });
+}
+
+Result run(const CommandLine& line, Command& command, const Output& output) {
+    try {
+        foundation::log::Options log;
+        log.console = line.logFilter();
+        foundation::log::setup(log);
+        Session session(line.hostOptions(), line.limit(), line.direct);
+        if (!command.waitsForDaemonOnly())
+            return command.run(session, output);
+        const auto patience = watchOver(line, session);
+        auto result = command.run(session, output);
+        patience->over();
+        return result;
+    } catch (const NoAnswer& error) {
+        return failed(ExitCode::NoAnswer, error.what(), error.advice);
+    } catch (const std::exception& error) {
+        return failed(ExitCode::Configuration, error.what());
+    }
 }
 
 } // namespace
@@ -111,6 +137,7 @@ int main(int argc, char** argv) {
     CommandLine line;
     CLI::App app("Asks this user's login daemon through the login module.", "zelkorlogin");
     app.footer(footer);
+    app.set_version_flag("--version", "zelkorlogin " ZELKOR_HOST_RELEASE, "Print the version and exit");
     app.require_subcommand(1);
     app.fallthrough();
     addOptions(app, line);

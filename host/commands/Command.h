@@ -29,6 +29,8 @@ public:
     virtual std::string name() const = 0;
     virtual std::string description() const = 0;
     virtual void addOptions(CLI::App&) {}
+    /// Whether it waits for the daemon only, not for a person or for changes; its time is then limited.
+    virtual bool waitsForDaemonOnly() const { return true; }
     /// @throws ConfigurationError, NoAnswer
     /// @param output for a command that goes on; others return all they have to say
     virtual Result run(Session& session, const Output& output) = 0;

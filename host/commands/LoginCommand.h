@@ -11,6 +11,7 @@ public:
     std::string name() const override { return "login"; }
     std::string description() const override { return "Sign in; the account's password is asked for here"; }
     void addOptions(CLI::App& app) override;
+    bool waitsForDaemonOnly() const override { return false; }
     Result run(Session& session, const Output& output) override;
 
 private:

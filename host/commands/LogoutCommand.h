@@ -10,6 +10,7 @@ public:
     std::string name() const override { return "logout"; }
     std::string description() const override;
     void addOptions(CLI::App& app) override;
+    bool waitsForDaemonOnly() const override { return !ask_; }
     Result run(Session& session, const Output& output) override;
 
 private:

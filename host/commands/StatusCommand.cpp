@@ -135,9 +135,10 @@ Result StatusCommand::run(Session& session, const Output&) {
         return listAll(host);
     const auto login = session.service<login::ZelkorLogin>();
     const auto detail = session.service<login::detail::ZelkorLogin>();
+    const auto info = session.ask([&] { return login->getLoginInfo(requester, level_.level()); });
     const auto status = session.ask([&] {
         Status answer;
-        answer.info = login->getLoginInfo(requester, level_.level());
+        answer.info = info;
         answer.loggedIn = answer.info.getLevel() >= level_.level();
         answer.session = detail->getCurrentSessionId();
         answer.endpoint = detail->getEndpoint();

@@ -13,6 +13,7 @@ public:
         return "Tell each change of the login state as it comes, until interrupted";
     }
     void addOptions(CLI::App& app) override;
+    bool waitsForDaemonOnly() const override { return false; }
     Result run(Session& session, const Output& output) override;
 
 private:

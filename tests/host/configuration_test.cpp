@@ -33,6 +33,7 @@ TEST_F(HostConfiguration, WhatCannotBeSetUpIsAConfigurationErrorAndSaysWhatToDo)
     const auto complain = [&](const Ended& ended, const std::string& complaint) {
         EXPECT_THAT(ended, FieldsAre(2, "", HasSubstr(complaint)));
     };
+    EXPECT_THAT(zelkorlogin("--version"), FieldsAre(0, MatchesRegex("zelkorlogin [0-9.]+\n"), ""));
     complain(zelkorlogin(""), "A subcommand is required");
     complain(zelkorlogin("status --timeout 0"), "--timeout");
     complain(zelkorlogin("status --level high"), "--level");
@@ -42,6 +43,17 @@ TEST_F(HostConfiguration, WhatCannotBeSetUpIsAConfigurationErrorAndSaysWhatToDo)
     complain(configured(R"({"bundle": "host.json"})"), (place / "host.json").string());
     complain(configured(R"({"configurations": {}})"), "no component provides login::ZelkorLogin");
     complain(configured(R"({"desktopServices": false})"), "desktop services: no");
+    const auto complainOf = [&](const std::string& pid, const std::string& properties,
+                                const std::string& complaint) {
+        complain(configured(R"({"configurations": {")" + pid + "\": {" + properties + "}}}", "status"),
+                 complaint);
+    };
+    const std::string pid = "hv.HalvorinServiceHost.ZelkorLogin~mine";
+    complainOf("hv.HalvorinServiceHost.ZelcorLogin~mine", "",
+               "Was hv.HalvorinServiceHost.ZelkorLogin meant?");
+    complainOf("zelkor~mine", "", "Its pids are hv.HalvorinServiceHost.");
+    complainOf(pid, R"("timeout::call": 3)", "Was 'timeouts::call' meant?");
+    complainOf(pid, R"("timeouts::call": "3")", "a number of whole seconds");
     std::filesystem::create_directory(place / "zelkor");
     std::filesystem::permissions(place / "zelkor", std::filesystem::perms::all);
     complain(zelkorlogin("status"), "chmod 700");

@@ -190,6 +190,18 @@ TEST_F(Zelkorlogin, ALoginWithATimeoutEndsWithItWhateverIsMissing) {
         << "no answer is no refusal";
 }
 
+TEST_F(Zelkorlogin, TheTimeoutIsForAllAnswersTogether) {
+    const auto expectNoAnswer = [&](const std::string& rule, const std::string& reason) {
+        startWithRules(rule);
+        EXPECT_THAT(zelkorlogin("status --timeout 1"), FieldsAre(3, "", HasSubstr(reason))) << rule;
+        EXPECT_EQ(parse(zelkorlogin("status --timeout 1 --json").out).at("exitCode").as_int64(), 3);
+        misbehaving.stop();
+    };
+    expectNoAnswer(R"({"method": "*", "do": "late", "ms": 800})", "within the 1 s of --timeout");
+    expectNoAnswer(R"({"method": "getLoginInfo", "do": "never"})", "getLoginInfo");
+    expectNoAnswer(R"({"method": "getLoginInfo", "do": "wrong-type"})", "not of the kind that was asked for");
+}
+
 TEST_F(Zelkorlogin, WhatADaemonSaysIsHarmlessAndShortInATerminal) {
     const std::string text = R"(\u001b[2J\nzelkorlogin: forged\u007f\u009b31m)";
     startWithRules(R"({"method": "getLoginInfo", "do": "error", "text": ")" + text +
