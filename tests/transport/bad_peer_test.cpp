@@ -88,7 +88,7 @@ struct Met {
 } // namespace
 
 TEST_F(BadClient, IsDisconnectedWithOneLineAndOthersGoOn) {
-    begin({.frameBytes = 100'000});
+    begin({.frameBytes = 100'000, .complaintInterval = 0ms});
     std::size_t bad = 0;
     const auto expectClosed = [&](RawPeer peer, const Bytes& bytes) {
         peer.send(bytes);
@@ -125,6 +125,17 @@ TEST_F(BadClient, IsDisconnectedWithOneLineAndOthersGoOn) {
         expectClosed(greeted(), frame(afterHello));
     expectOthersGoOn();
     EXPECT_TRUE(eventually([&] { return log.mentions("malformed frame") == bad; }));
+}
+
+TEST_F(BadClient, FillsNoLog) {
+    begin({.complaintInterval = 300ms});
+    for (int i = 0; i < 50; ++i) {
+        auto peer = greeted();
+        peer.send(noise(64));
+        EXPECT_TRUE(peer.closedByOther());
+    }
+    EXPECT_TRUE(eventually([&] { return log.mentions("more bad connections of process") >= 1; }));
+    EXPECT_LE(log.mentions("malformed frame"), 10U);
 }
 
 TEST_F(BadClient, IsToldWhyItIsRefused) {

@@ -38,6 +38,7 @@ public:
         acceptor_.assign(boost::asio::local::stream_protocol(), listener_->takeSocket().release());
         acceptor_.native_non_blocking(true);
         core_->room = provideDescriptors(core_->options.limits);
+        core_->complaints.emplace(core_->io, core_->options.limits.complaintInterval, core_->log);
         takeSpare();
         waitForClients();
         thread_ = std::thread([this] { run(); });
@@ -137,7 +138,8 @@ private:
         try {
             const auto peer = wire::peerOf(socket.get());
             if (const auto why = wire::distrust(peer); !why.empty()) {
-                core_->log.log(logging_event_types::warning, "A connection was refused: " + why);
+                core_->complaints->log(logging_event_types::warning, peer.pid,
+                                       "A connection was refused: " + why);
                 return;
             }
             const auto session = std::make_shared<Session>(core_, std::move(socket), peer);
@@ -160,6 +162,7 @@ private:
         retry_.cancel();
         while (!core_->sessions.empty())
             (*core_->sessions.begin())->close(logging_event_types::info, "the daemon stops");
+        core_->complaints->close();
         // A service that keeps sessions would otherwise keep itself alive through them.
         core_->services.clear();
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "transport/server/Complaints.h"
 #include "transport/server/Descriptors.h"
 
 #include <agent/spf/transport/Server.h>
@@ -9,6 +10,7 @@
 
 #include <atomic>
 #include <list>
+#include <optional>
 #include <unordered_set>
 #include <vector>
 
@@ -26,6 +28,7 @@ struct ServerCore {
     foundation::log::basic_diagnostic_logger<char> log{"transport"};
     boost::asio::io_context io{1};
     Room room{};
+    std::optional<Complaints> complaints; // while the server runs; the I/O thread's
     std::unordered_set<std::shared_ptr<Session>> sessions;
     std::list<Session*> withoutHello;                  // the oldest first; each is one of the sessions
     std::atomic<std::size_t> waitingCallbackBytes = 0; // of all sessions

@@ -374,7 +374,11 @@ void Session::close(logging_event_types level, const std::string& why) {
         return;
     const auto self = shared_from_this();
     const bool introduced = connected_.exchange(false);
-    core_->log.log(level, name() + ": connection closed, " + why);
+    const auto text = name() + ": connection closed, " + why;
+    if (introduced && level == logging_event_types::info)
+        core_->log.log(level, text);
+    else
+        core_->complaints->log(level, peer_.pid, text);
     boost::system::error_code ignored;
     timer_.cancel();
     // Another thread may be sending just now: the descriptor goes with the last that uses it, the connection

@@ -20,7 +20,8 @@ struct Limits {
     std::size_t queuedBytes = 64U << 20U;             ///< the same for all connections of a server together
     std::size_t connections = 1024;                   ///< that have said hello
     std::size_t connectionsWithoutHello = 128;        ///< beside those; over this the oldest is closed
-    std::chrono::milliseconds helloTimeout{5'000};    ///< a connected peer must have said hello by then
+    std::chrono::milliseconds complaintInterval{60'000};   ///< a peer that misbehaves gets one log line in it
+    std::chrono::milliseconds helloTimeout{5'000};         ///< a connected peer must have said hello by then
     std::chrono::milliseconds defaultCallTimeout{130'000}; ///< for calls that bring none
 };
 
