@@ -3,28 +3,29 @@
 namespace zelkor::host {
 
 void Session::requireDaemon() {
-    if (host_.awaitDaemon(limit_))
-        return;
+    if (!host_.awaitDaemon(limit_))
+        throw noDaemon("for " + std::to_string(limit_.count()) + " s");
+}
+
+NoAnswer Session::noDaemon(const std::string& howLong) {
     const auto connection = host_.connection();
-    const auto directory = connection.socketPath.parent_path().string();
+    const auto socket = connection.socketPath.string();
     if (const auto offered = host_.offeredLoginServices(); !offered.empty())
-        throw NoAnswer(
-            "the daemon at " + connection.socketPath.string() + " offers " + offered +
-            ", and ZelkorLogin 2.1 is wanted. Update it, or have it offer version 2 (hshd --versions)");
+        return NoAnswer("the daemon at " + socket + " offers " + offered +
+                        ", and ZelkorLogin 2.1 is wanted. Update it, or have it offer version 2 (hshd "
+                        "--versions)");
     if (connection.connected)
-        throw NoAnswer("the daemon at " + connection.socketPath.string() +
-                       " offers no login service. Update it, or see its log");
+        return NoAnswer("the daemon at " + socket + " offers no login service. Update it, or see its log");
     if (const auto process = std::to_string(connection.daemonProcess); connection.daemonProcess != 0)
-        throw NoAnswer("the daemon (process " + process + ") does not answer: it listens at " +
-                           connection.socketPath.string() + ", and said nothing for " +
-                           std::to_string(limit_.count()) + " s. " + connection.lastError + ".",
-                       "If it was stopped, kill -CONT " + process +
-                           " lets it go on. Otherwise it hangs, or is busy: "
-                           "see its log, and kill " +
-                           process + " ends it");
-    throw NoAnswer("the daemon is absent: its socket was looked for at " + connection.socketPath.string() +
-                       " for " + std::to_string(limit_.count()) + " s. " + connection.lastError + ".",
-                   "Start it with:  hshd --socket-dir '" + directory + "'");
+        return NoAnswer("the daemon (process " + process + ") does not answer: it listens at " + socket +
+                            ", and said nothing " + howLong + ". " + connection.lastError + ".",
+                        "If it was stopped, kill -CONT " + process +
+                            " lets it go on. Otherwise it hangs, or is busy: see its log, and kill " +
+                            process + " ends it");
+    return NoAnswer("the daemon is absent: its socket was looked for at " + socket + " " + howLong + ". " +
+                        connection.lastError + ".",
+                    "Start it with:  hshd --socket-dir '" + connection.socketPath.parent_path().string() +
+                        "'");
 }
 
 void Session::failUnanswered(const std::string& reason) {

@@ -36,6 +36,9 @@ public:
     /// @throws NoAnswer when no daemon is found in time, saying where it was looked for and how to start it.
     void requireDaemon();
 
+    /// Why there is none, for people. @param howLong it was waited for: "for 5 s", "so far".
+    NoAnswer noDaemon(const std::string& howLong);
+
     /// Runs queries, whose answer is empty when the daemon gives none.
     /// @throws NoAnswer when the module logged that one of them failed.
     template <class Queries>

@@ -27,9 +27,10 @@ LoginEvent LoginEvent::daemonFound(const std::string& generation) {
     return event;
 }
 
-LoginEvent LoginEvent::daemonGone() {
+LoginEvent LoginEvent::daemonGone(const std::string& why) {
     LoginEvent event;
     event.kind = Kind::DaemonGone;
+    event.why = why;
     return event;
 }
 

@@ -19,11 +19,13 @@ struct LoginEvent {
     /// Of who is signed in, keeps what is told of it.
     static LoginEvent state(const login::LoginInfo& info);
     static LoginEvent daemonFound(const std::string& generation);
-    static LoginEvent daemonGone();
+    /// @param why for people; empty when nothing more is known.
+    static LoginEvent daemonGone(const std::string& why = {});
 
     Kind kind = Kind::State;
     login::LoginInfo info;  ///< State
     std::string generation; ///< DaemonFound
+    std::string why;        ///< DaemonGone; may be empty
     int dropped = 0;        ///< Dropped: how many events
     std::chrono::system_clock::time_point time = std::chrono::system_clock::now();
 };

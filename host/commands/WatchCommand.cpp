@@ -48,6 +48,8 @@ public:
                                     {"name", login::toUtf8(event.info.displayName)}};
             } else if (event.kind == LoginEvent::Kind::DaemonFound) {
                 line["generation"] = event.generation;
+            } else if (event.kind == LoginEvent::Kind::DaemonGone && !event.why.empty()) {
+                line["why"] = event.why;
             } else if (event.kind == LoginEvent::Kind::Dropped) {
                 line["count"] = event.dropped;
             }
@@ -77,7 +79,7 @@ private:
         if (event.kind == LoginEvent::Kind::DaemonFound)
             return "generation " + printable(event.generation);
         if (event.kind == LoginEvent::Kind::DaemonGone)
-            return "waiting for one";
+            return event.why.empty() ? "waiting for one" : printable(event.why);
         if (event.kind == LoginEvent::Kind::Dropped)
             return std::to_string(event.dropped) + ", which came faster than they were read";
         const auto level = event.info.getLevel();
@@ -121,7 +123,7 @@ Result WatchCommand::run(Session& session, const Output& output) {
     if (host.awaitDaemon(connecting))
         registerListener();
     else // one that comes is waited for here, where a signal ends the waiting
-        events->pushFirst(LoginEvent::daemonGone());
+        events->pushFirst(LoginEvent::daemonGone(session.noDaemon("so far").what()));
 
     for (int lines = 0; count_ == 0 || lines < count_; ++lines) {
         const auto event = events->wait();

@@ -112,6 +112,7 @@ TEST_F(Zelkorlogin, TellsWhichVersionADaemonHasAndWhichIsWanted) {
     old.start();
     EXPECT_THAT(zelkorlogin("status --timeout 1"),
                 FieldsAre(3, _, HasSubstr("offers ZelkorLogin 1.7, and ZelkorLogin 2.1 is wanted")));
+    EXPECT_THAT(zelkorlogin("watch --count 1").out, HasSubstr("offers ZelkorLogin 1.7"));
 }
 
 TEST_F(Zelkorlogin, WatchesThroughTheEndOfTheDaemonUntilItIsInterrupted) {
