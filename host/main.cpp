@@ -8,6 +8,7 @@
 #include "host/commands/PrintableText.h"
 #include "host/commands/StatusCommand.h"
 #include "host/commands/TokenCommand.h"
+#include "host/commands/VetoCommand.h"
 #include "host/commands/WatchCommand.h"
 
 #include <foundation/log/setup.h>
@@ -26,7 +27,8 @@ using namespace zelkor::host;
 
 constexpr char footer[] = "Exit codes: 0 done, or logged in; 1 nobody is logged in at that level (status, "
                           "token); 2 wrong usage or\n"
-                          "configuration; 3 the daemon is absent or did not answer; 4 refused.\n"
+                          "configuration; 3 the daemon is absent or did not answer; 4 refused; veto ends\n"
+                          "with what its program ends with.\n"
                           "The options above are accepted after the command, too.";
 
 std::string checkLogLevel(const std::string& text) {
@@ -133,6 +135,7 @@ int main(int argc, char** argv) {
     commands.push_back(std::make_unique<LogoutCommand>());
     commands.push_back(std::make_unique<NegotiateCommand>());
     commands.push_back(std::make_unique<WatchCommand>());
+    commands.push_back(std::make_unique<VetoCommand>());
 
     CommandLine line;
     CLI::App app("Asks this user's login daemon through the login module.", "zelkorlogin");

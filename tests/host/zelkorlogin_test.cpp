@@ -191,6 +191,21 @@ TEST_F(Zelkorlogin, ALoginWithATimeoutEndsWithItWhateverIsMissing) {
         << "no answer is no refusal";
 }
 
+TEST_F(Zelkorlogin, AVetoHoldsWhileItsProgramRuns) {
+    EXPECT_EQ(zelkorlogin("veto --timeout 1 -- true").code, 3) << "without a daemon nothing runs";
+    daemon.start();
+    const std::string logout = ZELKORLOGIN_PROGRAM " logout";
+    EXPECT_THAT(zelkorlogin("veto --reason 'a backup' -- sh -c '" + logout + "'"),
+                FieldsAre(4, _, HasSubstr("objects: a backup")));
+    EXPECT_EQ(zelkorlogin("veto -- sh -c 'kill -KILL $$'").code, 128 + SIGKILL);
+    EXPECT_THAT(zelkorlogin("veto -- /nowhere"), FieldsAre(127, "", HasSubstr("No such file")));
+    RunningProgram passesOn(here() + ZELKORLOGIN_PROGRAM " veto -- sleep 600");
+    EXPECT_TRUE(eventually([&] { return zelkorlogin("negotiate").code == 4; }));
+    passesOn.signal(SIGTERM);
+    EXPECT_EQ(passesOn.end(), 128 + SIGTERM);
+    EXPECT_EQ(run(logout).code, 0);
+}
+
 TEST_F(Zelkorlogin, TheTimeoutIsForAllAnswersTogether) {
     const auto expectNoAnswer = [&](const std::string& rule, const std::string& reason) {
         startWithRules(rule);
