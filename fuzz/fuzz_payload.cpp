@@ -1,6 +1,9 @@
 // A message body, without frame: what can be read as a payload can be written, and reads the same again.
 
 #include "contract/calls/Errors.h"
+#include "contract/records/AccessToken.h"
+#include "contract/records/LoginInfo.h"
+#include "contract/records/Negotiation.h"
 #include "transport/wire/Frame.h"
 #include "transport/wire/PayloadCodec.h"
 

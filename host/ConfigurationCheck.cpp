@@ -30,14 +30,14 @@ Known knownOf(const AnyMap& manifest) {
     const auto scr = manifest.find("scr");
     if (scr == manifest.end())
         return known;
-    const auto& components = cppmicroservices::any_cast<const AnyMap&>(scr->second).at("components");
-    for (const auto& any : cppmicroservices::any_cast<const std::vector<Any>&>(components)) {
-        const auto& component = cppmicroservices::any_cast<const AnyMap&>(any);
+    const auto& components = cppmicroservices::ref_any_cast<AnyMap>(scr->second).at("components");
+    for (const auto& any : cppmicroservices::ref_any_cast<std::vector<Any>>(components)) {
+        const auto& component = cppmicroservices::ref_any_cast<AnyMap>(any);
         if (const auto pids = component.find("configuration-pid"); pids != component.end())
-            for (const auto& pid : cppmicroservices::any_cast<const std::vector<Any>&>(pids->second))
+            for (const auto& pid : cppmicroservices::ref_any_cast<std::vector<Any>>(pids->second))
                 known.pids.insert(pid.ToStringNoExcept());
         if (const auto own = component.find("properties"); own != component.end())
-            for (const auto& [key, value] : cppmicroservices::any_cast<const AnyMap&>(own->second))
+            for (const auto& [key, value] : cppmicroservices::ref_any_cast<AnyMap>(own->second))
                 known.keys.insert(key);
     }
     return known;
