@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 #include <typeinfo>
+#include <utility>
 
 namespace zelkor::host {
 namespace {

@@ -3,7 +3,6 @@
 #include "host/commands/InteractiveWait.h"
 #include "host/commands/PrintableText.h"
 #include "host/commands/Refusal.h"
-#include "host/commands/SignInAdvice.h"
 
 #include <login/ZelkorLogin.h>
 #include <login/detail/ZelkorLogin.h>
@@ -45,7 +44,11 @@ Result LogoutCommand::run(Session& session, const Output&) {
     auto before =
         session.ask([&] { return login->getLoginInfo(requester, login::LoginInfo::Level::Identified); });
     if (before.userId.empty()) // this session's end is the daemon's, too
-        before = signInAdvice(session, login::LoginInfo::Level::Identified).daemons;
+        before = session.ask([&] {
+            return session.host()
+                .get<login::ZelkorLogin>(among::daemonClients)
+                ->getLoginInfo(requester, login::LoginInfo::Level::Identified);
+        });
     if (!force_) {
         // An unanswered negotiation counts as accepted for the module; a person is told instead.
         const auto result = session.ask([&] { return detail->negotiateLogout({}); });

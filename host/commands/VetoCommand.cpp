@@ -2,6 +2,7 @@
 
 #include "contract/records/Utf.h"
 #include "host/NoAnswer.h"
+#include "host/commands/PrintableText.h"
 
 #include <login/ZelkorLogin.h>
 
@@ -82,9 +83,12 @@ int spawn(const std::vector<std::string>& program, pid_t& pid) {
 }
 
 int exitCodeOf(pid_t program) {
-    int status = 0;
-    while (::waitpid(program, &status, 0) < 0 && errno == EINTR) {
+    siginfo_t ended{};
+    while (::waitid(P_PID, static_cast<id_t>(program), &ended, WEXITED | WNOWAIT) < 0 && errno == EINTR) {
     }
+    running = 0; // before its number can be another process's
+    int status = 0;
+    ::waitpid(program, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
@@ -111,23 +115,22 @@ Result VetoCommand::run(Session& session, const Output& /*output*/) {
     if (id.isEmpty())
         throw NoAnswer("the daemon did not take the veto", "See its log");
     constexpr int notRun = 127;
-    int code = notRun;
-    std::string problem;
+    Result result{.code = static_cast<ExitCode>(notRun), .text = {}, .note = {}, .json = {}};
     {
         const SignalsPassedOn passedOn;
         pid_t program = 0;
         if (const int error = spawn(program_, program); error != 0) {
-            problem = "zelkorlogin: " + name + " cannot be run: " + std::strerror(error) + "\n";
+            const auto problem = name + " cannot be run: " + std::strerror(error);
+            result.note = "zelkorlogin: " + printable(problem) + "\n";
+            result.json["error"] = problem;
         } else {
             running = program;
             passOn(); // one that came before
-            code = exitCodeOf(program);
+            result.code = static_cast<ExitCode>(exitCodeOf(program));
         }
     }
     login->removeLogoutNegotiator(id);
-    if (!problem.empty())
-        ::write(STDERR_FILENO, problem.data(), problem.size());
-    return {.code = static_cast<ExitCode>(code), .text = {}, .note = {}, .json = {}};
+    return result;
 }
 
 } // namespace zelkor::host

@@ -56,31 +56,35 @@ public:
     template <class R, class... Args>
     PendingCall<R> begin(const RemoteMethod<R(Args...)>& method, std::type_identity_t<Args>... args) const {
         auto& invokable = tracker_.invokableFor(method.name, access_);
-        try {
+        return logged(method.name, [&]() -> PendingCall<R> {
             return {tracker_, method.name, invokable, send<R>(invokable, method, std::move(args)...)};
-        } catch (const std::exception& failure) {
-            tracker_.logFailure(method.name, failure.what());
-            throw;
-        }
+        });
     }
     /// Sends a call and waits for its answer.
     template <class R, class... Args>
     R operator()(const RemoteMethod<R(Args...)>& method, const std::type_identity_t<Args>&... args) const {
         if constexpr (std::is_same_v<Access, SharedAccess>) {
             auto& invokable = tracker_.invokableFor(method.name, access_);
-            try {
+            return logged(method.name, [&] {
                 return invokable.template call<R, std::type_identity_t<Args>...>(
                     tracker_.callTimeout(method.timeout), method.name, args...);
-            } catch (const std::exception& failure) {
-                tracker_.logFailure(method.name, failure.what());
-                throw;
-            }
+            });
         } else {
             return begin(method, args...).get(access_);
         }
     }
 
 private:
+    /// Logs what escapes from `work`.
+    template <class Work>
+    auto logged(std::string_view method, const Work& work) const {
+        try {
+            return work();
+        } catch (const std::exception& failure) {
+            tracker_.logFailure(method, failure.what());
+            throw;
+        }
+    }
     template <class R, class Method, class... Args>
     core::StartedCall<R> send(core::Invokable& invokable, const Method& method, Args&&... args) const {
         const auto start = [&] {
