@@ -1,7 +1,7 @@
 #pragma once
 
 #include "hshd/Options.h"
-#include "hshd/identity/Accounts.h"
+#include "hshd/identity/accounts/Accounts.h"
 #include "hshd/services/InteractiveService.h"
 #include "hshd/services/LoginServiceV1.h"
 #include "hshd/services/LoginServiceV2.h"

@@ -1,7 +1,7 @@
 #include "hshd/Daemon.h"
 #include "hshd/Log.h"
 #include "hshd/Options.h"
-#include "hshd/identity/PasswordHash.h"
+#include "hshd/identity/accounts/PasswordHash.h"
 #include "hshd/services/PromptService.h"
 
 #include <foundation/log/setup.h>

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "hshd/Timers.h"
-#include "hshd/identity/Accounts.h"
+#include "hshd/identity/accounts/Accounts.h"
 #include "hshd/services/Registrations.h"
 #include "hshd/signin/SignInFront.h"
-#include "hshd/signin/SignInThrottle.h"
+#include "hshd/identity/accounts/SignInThrottle.h"
 #include "hshd/state/LoginState.h"
 #include "hshd/state/StateThread.h"
 

@@ -1,7 +1,7 @@
 #include "hshd/signin/PromptFront.h"
 
 #include "contract/calls/Errors.h"
-#include "hshd/identity/PasswordHash.h"
+#include "hshd/identity/accounts/PasswordHash.h"
 
 #include <foundation/json.h>
 

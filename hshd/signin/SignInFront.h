@@ -1,6 +1,6 @@
 #pragma once
 
-#include "hshd/identity/Secret.h"
+#include "hshd/secrets/Secret.h"
 #include "hshd/services/Client.h"
 
 #include <functional>

@@ -2,7 +2,7 @@
 
 #include "contract/calls/Errors.h"
 #include "hshd/Log.h"
-#include "hshd/identity/PasswordHash.h"
+#include "hshd/identity/accounts/PasswordHash.h"
 
 #include <utility>
 

@@ -1,6 +1,6 @@
 // Requests of the interactive service, against a front and a client that do what a test tells them to.
 
-#include "hshd/identity/PasswordHash.h"
+#include "hshd/identity/accounts/PasswordHash.h"
 #include "hshd/services/InteractiveService.h"
 #include "hshd/signin/UnattendedFront.h"
 #include "hshd/state/sqlite/Database.h"

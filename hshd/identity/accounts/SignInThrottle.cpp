@@ -1,4 +1,4 @@
-#include "hshd/signin/SignInThrottle.h"
+#include "hshd/identity/accounts/SignInThrottle.h"
 
 #include <algorithm>
 

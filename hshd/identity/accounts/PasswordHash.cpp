@@ -1,4 +1,4 @@
-#include "hshd/identity/PasswordHash.h"
+#include "hshd/identity/accounts/PasswordHash.h"
 
 #include <array>
 #include <sodium.h>

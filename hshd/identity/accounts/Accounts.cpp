@@ -1,8 +1,8 @@
-#include "hshd/identity/Accounts.h"
+#include "hshd/identity/accounts/Accounts.h"
 
 #include "contract/records/Utf.h"
 #include "hshd/JsonObject.h"
-#include "hshd/identity/PasswordHash.h"
+#include "hshd/identity/accounts/PasswordHash.h"
 
 #include <foundation/json.h>
 

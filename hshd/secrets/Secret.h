@@ -1,6 +1,6 @@
 #pragma once
 
-#include "hshd/identity/PasswordHash.h"
+#include "hshd/identity/accounts/PasswordHash.h"
 
 #include <string>
 #include <string_view>
