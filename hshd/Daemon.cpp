@@ -2,6 +2,9 @@
 
 #include "contract/records/Utf.h"
 #include "hshd/Log.h"
+#include "hshd/identity/accounts/AccountsProvider.h"
+#include "hshd/identity/oidc/OidcProvider.h"
+#include "hshd/process/Child.h"
 #include "hshd/script/ScriptedService.h"
 #include "hshd/services/PromptService.h"
 #include "hshd/signin/PromptFront.h"
@@ -80,11 +83,15 @@ std::optional<Script> scriptOf(const Options& options) {
 struct Daemon::Prepared {
     explicit Prepared(const Options& options)
         : accounts(options.accountsFile.empty() ? Accounts() : Accounts::fromFile(options.accountsFile)),
+          provider(options.providerFile.empty()
+                       ? std::nullopt
+                       : std::optional(oidc::Settings::fromFile(options.providerFile))),
           identity(startIdentity(options, accounts)), script(scriptOf(options)),
           prompts(std::make_unique<Registrations>(promptsPerClient)), front(frontOf(options, *prompts)) {}
 
     static constexpr std::size_t promptsPerClient = 8;
     Accounts accounts;
+    std::optional<oidc::Settings> provider;
     std::optional<login::LoginInfo> identity;
     std::optional<Script> script;
     std::unique_ptr<Registrations> prompts;
@@ -94,13 +101,18 @@ struct Daemon::Prepared {
 Daemon::Daemon(const Options& options) : Daemon(options, Prepared(options)) {}
 
 Daemon::Daemon(const Options& options, Prepared prepared)
-    : store_(options.stateDirectory), accounts_(std::move(prepared.accounts)),
+    : store_(options.stateDirectory, options.secrets, options.keyringProgram),
       prompts_(std::move(prepared.prompts)), front_(std::move(prepared.front)),
       notifier_(statusListeners_, options.listenerTimeout),
-      state_(store_, options.endpoint, [this](const StatusChange& change) { notifier_.notify(change); }),
+      state_(store_, options.endpoint,
+             [this](const StatusChange& change) {
+                 notifier_.notify(change);
+                 provider_->sessionChanged();
+             }),
+      provider_(makeProvider(options, std::move(prepared))),
       loginServiceV2_(std::make_shared<LoginServiceV2>(loginParts(options))),
       interactiveService_(std::make_shared<InteractiveService>(InteractiveParts{
-          state_, stateThread_, negotiators_, accounts_, *front_, options.negotiationTimeout})),
+          state_, stateThread_, negotiators_, *provider_, *front_, options.negotiationTimeout})),
       loginServiceV1_(std::make_shared<LoginServiceV1>(loginParts(options), *interactiveService_)),
       server_({options.socketDirectory, {}}, [&] {
           auto services = offered(options.versions, loginServiceV1_, loginServiceV2_, interactiveService_,
@@ -108,11 +120,21 @@ Daemon::Daemon(const Options& options, Prepared prepared)
           return prepared.script ? scripted(*prepared.script, std::move(services)) : services;
       }()) {
     if (prepared.identity)
-        state_.signIn(std::move(*prepared.identity), /*remember=*/true);
+        state_.signIn({std::move(*prepared.identity), LoginState::newToken(), std::nullopt}, /*remember=*/true);
+    provider_->sessionChanged(); // there may be one from the former run
+}
+
+std::unique_ptr<IdentityProvider> Daemon::makeProvider(const Options& options, Prepared&& prepared) {
+    if (!prepared.provider)
+        return std::make_unique<AccountsProvider>(std::move(prepared.accounts), *front_);
+    return std::make_unique<oidc::OidcProvider>(
+        std::move(*prepared.provider),
+        oidc::OidcProvider::Parts{state_, stateThread_, *front_, store_.directory(), store_.vault(),
+                                  options.program, options.signInTimeout});
 }
 
 LoginOperations::Parts Daemon::loginParts(const Options& options) {
-    return {state_, stateThread_, statusListeners_, negotiators_, options.negotiationTimeout};
+    return {state_, stateThread_, statusListeners_, negotiators_, *provider_, options.negotiationTimeout};
 }
 
 Daemon::~Daemon() {
@@ -127,7 +149,7 @@ void Daemon::start() {
 void Daemon::stop() {
     // First nothing new comes in; then what was accepted is saved.
     server_.stop();
-    interactiveService_->stop();
+    provider_->stop();
     stateThread_.drain();
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "hshd/Options.h"
-#include "hshd/identity/accounts/Accounts.h"
+#include "hshd/identity/IdentityProvider.h"
 #include "hshd/services/InteractiveService.h"
 #include "hshd/services/LoginServiceV1.h"
 #include "hshd/services/LoginServiceV2.h"
@@ -39,10 +39,10 @@ private:
     struct Prepared;
     Daemon(const Options& options, Prepared prepared);
     LoginOperations::Parts loginParts(const Options& options);
+    std::unique_ptr<IdentityProvider> makeProvider(const Options& options, Prepared&& prepared);
 
     // In the order of use: each is destroyed before those it uses.
     StateStore store_;
-    const Accounts accounts_;
     const std::unique_ptr<Registrations> prompts_;
     const std::unique_ptr<SignInFront> front_;
     Registrations statusListeners_;
@@ -50,6 +50,7 @@ private:
     StatusNotifier notifier_;
     LoginState state_;
     StateThread stateThread_;
+    std::unique_ptr<IdentityProvider> provider_; // told of changes of the state, once made
     std::shared_ptr<LoginServiceV2> loginServiceV2_;
     std::shared_ptr<InteractiveService> interactiveService_;
     std::shared_ptr<LoginServiceV1> loginServiceV1_;

@@ -1,6 +1,7 @@
 #include "hshd/Options.h"
 
 #include "hshd/Release.h"
+#include "hshd/process/Child.h"
 
 #include <agent/spf/transport/SocketDirectory.h>
 
@@ -63,6 +64,8 @@ Options parseOptions(int argc, const char* const* argv) {
     double negotiationSeconds = 5;
     double listenerSeconds = 10;
     double promptSeconds = 120;
+    double signInSeconds = 600;
+    std::string secrets = "auto";
 
     CLI::App app(
         "hshd, the login daemon. It keeps who is signed in and answers the login clients of this user.\n"
@@ -78,6 +81,19 @@ Options parseOptions(int argc, const char* const* argv) {
     options.stateDirectory.empty() ? stateDir->required() : stateDir->capture_default_str();
     app.add_option("--accounts", options.accountsFile, "JSON file of the accounts that can be signed in")
         ->type_name("FILE");
+    app.add_option("--provider", options.providerFile,
+                   "JSON file of the OpenID Connect provider at which people sign in")
+        ->type_name("FILE")
+        ->excludes("--accounts");
+    app.add_flag("--check-provider", options.checkProvider,
+                 "Ask the provider whether what --provider says fits, and end")
+        ->needs("--provider");
+    app.add_option("--secrets", secrets,
+                   "Where the key of the stored tokens is kept: keyring (the desktop's), file (in the state "
+                   "directory), or auto: where it is, else the keyring when there is one")
+        ->check(CLI::IsMember({"auto", "keyring", "file"}).description(""))
+        ->type_name("PLACE")
+        ->default_str("auto");
     app.add_option(
            "--signed-in", signedIn,
            "Start with this account signed in; without --accounts any name will do. LEVEL is 1 (identified), "
@@ -107,6 +123,11 @@ Options parseOptions(int argc, const char* const* argv) {
         ->check(CLI::Range(0.001, 3600.0).description(""))
         ->type_name("SECONDS")
         ->capture_default_str();
+    app.add_option("--sign-in-timeout", signInSeconds,
+                   "Time for the person to sign in at the provider, in a browser")
+        ->check(CLI::Range(0.001, 36000.0).description(""))
+        ->type_name("SECONDS")
+        ->capture_default_str();
     app.add_option(
            "--unattended", options.unattended,
            "JSON file of the account, the password and the consent that answer in the person's place; "
@@ -114,6 +135,7 @@ Options parseOptions(int argc, const char* const* argv) {
         ->type_name("FILE");
     app.add_flag("--allow-core", options.allowCore,
                  "Let a crash leave a core file, and debuggers attach; both can show secrets");
+    app.add_flag("--exchange", options.exchange)->group(""); // hshd's own
     app.add_flag("--hash-password", options.hashPassword,
                  "Read a password from the standard input and print its hash for the accounts file");
     app.add_flag("--print-vocabulary", options.printVocabulary,
@@ -141,6 +163,10 @@ Options parseOptions(int argc, const char* const* argv) {
     options.negotiationTimeout = milliseconds(negotiationSeconds);
     options.listenerTimeout = milliseconds(listenerSeconds);
     options.promptTimeout = milliseconds(promptSeconds);
+    options.signInTimeout = milliseconds(signInSeconds);
+    options.secrets = keyPlace(secrets);
+    options.program = ownProgram();
+    options.keyringProgram = besideOwnProgram("hshd-keyring");
     options.logLevel = foundation::log::SeverityFilter::parse(logLevel);
     return options;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "contract/records/LoginInfo.h"
+#include "hshd/secrets/KeyStore.h"
 
 #include <foundation/log/severity_filter.h>
 
@@ -17,6 +18,8 @@ struct Options {
     std::filesystem::path socketDirectory;
     std::filesystem::path stateDirectory;
     std::filesystem::path accountsFile; ///< empty: none
+    std::filesystem::path providerFile; ///< empty: none; at most one of the two
+    bool checkProvider = false;         ///< no daemon: try the provider, and say what is wrong
 
     struct SignIn {
         std::string account;
@@ -25,8 +28,13 @@ struct Options {
     std::optional<SignIn> signedIn;
 
     std::chrono::milliseconds promptTimeout{120'000};
+    std::chrono::milliseconds signInTimeout{600'000};
+    KeyPlace secrets = KeyPlace::Automatic;
+    std::filesystem::path keyringProgram; ///< empty: no keyring
+    std::filesystem::path program;        ///< hshd itself, to be started for what must outlive it
     std::filesystem::path unattended; ///< answers in the person's place; empty: the person is asked
 
+    bool exchange = false;        ///< no daemon, but what one starts: @see oidc::Exchange
     bool hashPassword = false;    ///< no daemon: print the hash of a password
     bool allowCore = false;       ///< cores and debuggers may show secrets
     bool printVocabulary = false; ///< no daemon: print what it would answer

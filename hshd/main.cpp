@@ -2,6 +2,9 @@
 #include "hshd/Log.h"
 #include "hshd/Options.h"
 #include "hshd/identity/accounts/PasswordHash.h"
+#include "hshd/identity/oidc/Exchange.h"
+#include "hshd/identity/oidc/OidcProvider.h"
+#include "hshd/secrets/Secret.h"
 #include "hshd/services/PromptService.h"
 
 #include <foundation/log/setup.h>
@@ -69,7 +72,7 @@ int printHash() {
     if (!read || password.empty())
         throw std::runtime_error("a password must not be empty; type one, or pass it on the standard input");
     std::cout << hshd::password::hash(password) << std::endl;
-    hshd::password::wipe(password);
+    hshd::wipe(password);
     return EXIT_SUCCESS;
 }
 
@@ -83,6 +86,10 @@ void printVocabulary() {
 int run(const hshd::Options& options) {
     if (options.hashPassword)
         return printHash();
+    if (options.exchange)
+        return hshd::oidc::runExchange();
+    if (options.checkProvider)
+        return hshd::oidc::checkProvider(options.providerFile);
     if (options.printVocabulary) {
         printVocabulary<hshd::LoginServiceV1>();
         printVocabulary<hshd::LoginServiceV2>();

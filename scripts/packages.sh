@@ -15,6 +15,11 @@ declare -A package_reason=(
     [libcapnp-dev]="encodes wire messages"
     [libsqlite3-dev]="the daemon's state"
     [libsodium-dev]="password hashes of the daemon's accounts"
+    [libcurl4-openssl-dev]="talks to identity providers"
+    [libcjose-dev]="verifies their ID tokens"
+    [libjansson-dev]="needed by libcjose"
+    [libssl-dev]="needed by libcjose"
+    [libsecret-1-dev]="keeps the daemon's key in the desktop's keyring"
     [libcli11-dev]="command lines"
     [libgtest-dev]="tests"
     [libgmock-dev]="tests"
@@ -30,6 +35,7 @@ build_packages=(
     g++ cmake ninja-build ccache pkg-config
     libboost1.81-dev libboost-log1.81-dev libboost-json1.81-dev libboost-thread1.81-dev
     capnproto libcapnp-dev libsqlite3-dev libsodium-dev libcli11-dev
+    libcurl4-openssl-dev libcjose-dev libjansson-dev libssl-dev libsecret-1-dev
     libgtest-dev libgmock-dev libbenchmark-dev libzip-dev libelf-dev
 )
 clang_packages=(clang libclang-rt-14-dev)

@@ -24,13 +24,6 @@ using login::LoginInfo;
 
 constexpr std::chrono::seconds outcomeLimit{10};
 
-foundation::concurrent::threadpool::Executor::Options oneThread() {
-    foundation::concurrent::threadpool::Executor::Options options;
-    options.minThreads = options.maxThreads = 1;
-    options.name = "hshd-hashing";
-    return options;
-}
-
 /// The options as clients send them. Unknown ones are a newer client's, and are passed over.
 json::object optionsOf(const std::string& text) {
     try {
@@ -83,8 +76,7 @@ std::span<const ServedMethod> InteractiveService::methods() {
 }
 
 InteractiveService::InteractiveService(const InteractiveParts& parts)
-    : Dispatch(nameOf<InteractiveService>(), methods(), parts.stateThread, {this}), parts_(parts),
-      hashing_(oneThread()) {}
+    : Dispatch(nameOf<InteractiveService>(), methods(), parts.stateThread, {this}), parts_(parts) {}
 
 void InteractiveService::requestLoginAsync(const Client& client, const std::string& requester,
                                            const ExportedCallback& callback, int level,
@@ -97,7 +89,7 @@ void InteractiveService::requestLoginAsync(const Client& client, const std::stri
     begin(client,
           {number,
            std::make_shared<SignInRequest>(
-               parts_, SignInRequest::Checking{throttle_, timers_, hashing_}, client,
+               parts_, client,
                SignInRequest::Wish{static_cast<LoginState::Level>(level), flag(read, "rememberMe", false),
                                    flag(read, "forcePrompt", false), text(read, "accountHint")},
                [this, client, callback, number](LoginInfo info, std::string error) {
@@ -127,7 +119,7 @@ void InteractiveService::abort(const Client& client) {
 }
 
 bool InteractiveService::supportsWebRedirect() const {
-    return parts_.front.supportsWebRedirect();
+    return parts_.provider.supportsWebRedirect();
 }
 
 void InteractiveService::begin(const Client& client, const Pending& pending) {
@@ -162,10 +154,6 @@ std::shared_ptr<InteractiveRequest> InteractiveService::take(const boost::uuids:
 void InteractiveService::clientGone(const Client& client) {
     if (const auto request = take(client->id()))
         request->cancel("The program that asked is gone.");
-}
-
-void InteractiveService::stop() {
-    hashing_.stop();
 }
 
 } // namespace hshd

@@ -33,10 +33,6 @@ public:
     /// Nobody is signed in for a client that is gone.
     void clientGone(const Client& client) override;
 
-    /// Ends what is under way, and waits for the thread that checks passwords. Before the state thread is
-    /// drained.
-    void stop();
-
     // The methods; version 1 of the login service has them among its own.
     using ExportedCallback = agent::spf::core::ExportedCallback;
     void requestLoginAsync(const Client& client, const std::string& requester,
@@ -58,13 +54,10 @@ private:
     std::shared_ptr<InteractiveRequest> take(const boost::uuids::uuid& client);
 
     const InteractiveParts parts_;
-    SignInThrottle throttle_;
     std::uint64_t lastNumber_ = 0; // the I/O thread's
     foundation::Mutex mutex_;      // a leaf
     std::unordered_map<boost::uuids::uuid, Pending, boost::hash<boost::uuids::uuid>>
         pending_ GUARDED_BY(mutex_);
-    Timers timers_;
-    foundation::concurrent::threadpool::Executor hashing_; // last: ends first
 };
 
 } // namespace hshd

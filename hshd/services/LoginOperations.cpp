@@ -35,17 +35,34 @@ bool LoginOperations::isLoggedIn(const std::string& /*requester*/, int level) co
     return parts_.state.isLoggedIn(static_cast<Level>(level));
 }
 
-RequestAccessTokenResponse LoginOperations::accessTokenFor(const std::string& requester, int level) const {
-    auto answer = parts_.state.accessToken(static_cast<Level>(level));
-    if (logger().enabled(Severity::debug))
-        logger().log(Severity::debug, "Access token for `" + requester.substr(0, 256) + "` at level " +
-                                          std::to_string(level) + ": status " +
-                                          std::to_string(answer.status));
-    return answer;
+void LoginOperations::withToken(Level level, std::chrono::steady_clock::time_point deadline,
+                                std::function<void(RequestAccessTokenResponse)> answer) const {
+    auto present = parts_.state.accessToken(level);
+    if (present.status != static_cast<std::int32_t>(TokenStatus::Ended)) {
+        answer(std::move(present));
+        return;
+    }
+    const auto now = std::chrono::steady_clock::now();
+    parts_.provider.renewToken(now + (deadline - now) * 9 / 10,
+                               [&state = parts_.state, level, answer = std::move(answer)] {
+                                   answer(state.accessToken(level));
+                               });
 }
 
-RequestAccessTokenResponse LoginOperations::accessToken() const {
-    return parts_.state.accessToken(Level::None);
+void LoginOperations::accessTokenFor(const std::string& requester, int level, TokenAnswer answer) const {
+    withToken(static_cast<Level>(level), answer.deadline(),
+              [requester, level, answer](RequestAccessTokenResponse response) {
+                  if (logger().enabled(Severity::debug))
+                      logger().log(Severity::debug, "Access token for `" + requester.substr(0, 256) +
+                                                        "` at level " + std::to_string(level) + ": status " +
+                                                        std::to_string(response.status));
+                  answer(std::move(response));
+              });
+}
+
+void LoginOperations::accessToken(TokenAnswer answer) const {
+    const auto deadline = answer.deadline();
+    withToken(Level::None, deadline, std::move(answer));
 }
 std::string LoginOperations::getEndpoint() const {
     return parts_.state.endpoint();

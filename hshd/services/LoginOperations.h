@@ -1,12 +1,14 @@
 #pragma once
 
 #include "contract/calls/ExportedCallback.h"
+#include "hshd/identity/IdentityProvider.h"
 #include "hshd/services/Registrations.h"
 #include "hshd/services/ServedMethod.h"
 #include "hshd/state/LoginState.h"
 #include "hshd/state/StateThread.h"
 
 #include <chrono>
+#include <functional>
 #include <string>
 
 namespace hshd {
@@ -23,6 +25,7 @@ public:
         StateThread& stateThread;
         Registrations& statusListeners;
         Registrations& negotiators;
+        IdentityProvider& provider;
         std::chrono::milliseconds negotiationTimeout;
     };
 
@@ -37,8 +40,12 @@ protected:
     login::LoginInfo getLoginInfoAndLogTELX(const std::string& requester, int level,
                                             const std::string& telemetry) const;
     bool isLoggedIn(const std::string& requester, int level) const;
-    login::RequestAccessTokenResponse accessTokenFor(const std::string& requester, int level) const;
-    login::RequestAccessTokenResponse accessToken() const;
+    using TokenAnswer = LaterAnswer<login::RequestAccessTokenResponse>;
+    void accessTokenFor(const std::string& requester, int level, TokenAnswer answer) const;
+    void accessToken(TokenAnswer answer) const;
+    /// From memory while the token lasts, else when the provider was asked for another, before the deadline.
+    void withToken(Level level, std::chrono::steady_clock::time_point deadline,
+                   std::function<void(login::RequestAccessTokenResponse)> answer) const;
     std::string getEndpoint() const;
     std::string getRelease() const;
     std::string getSourceId() const;

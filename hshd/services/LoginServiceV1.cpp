@@ -67,11 +67,14 @@ LoginInfo LoginServiceV1::getLoginInfoId(const std::string& requester, int level
                                          const std::string& /*id*/) const {
     return getLoginInfo(requester, level);
 }
-std::string LoginServiceV1::requestAccessToken(const std::string& requester, int level) const {
-    return accessTokenFor(requester, level).token.getTokenString();
+void LoginServiceV1::requestAccessToken(const std::string& /*requester*/, int level,
+                                        LaterAnswer<std::string> answer) const {
+    const auto deadline = answer.deadline();
+    withToken(static_cast<Level>(level), deadline,
+              [answer = std::move(answer)](const auto& response) { answer(response.token.getTokenString()); });
 }
-std::string LoginServiceV1::getAccessToken() const {
-    return accessToken().token.getTokenString();
+void LoginServiceV1::getAccessToken(LaterAnswer<std::string> answer) const {
+    requestAccessToken({}, 0, std::move(answer));
 }
 
 uuid LoginServiceV1::addOldStatusListener(const Client& client, const ExportedCallback& callback) {

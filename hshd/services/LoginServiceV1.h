@@ -23,8 +23,8 @@ public:
 
 private:
     login::LoginInfo getLoginInfoId(const std::string& requester, int level, const std::string& id) const;
-    std::string requestAccessToken(const std::string& requester, int level) const;
-    std::string getAccessToken() const;
+    void requestAccessToken(const std::string& requester, int level, LaterAnswer<std::string> answer) const;
+    void getAccessToken(LaterAnswer<std::string> answer) const;
 
     boost::uuids::uuid addOldStatusListener(const Client& client, const ExportedCallback& callback);
     boost::uuids::uuid addLogoutVetoer(const Client& client, const ExportedCallback& callback);

@@ -1,10 +1,8 @@
 #pragma once
 
-#include "hshd/Timers.h"
-#include "hshd/identity/accounts/Accounts.h"
+#include "hshd/identity/IdentityProvider.h"
 #include "hshd/services/Registrations.h"
 #include "hshd/signin/SignInFront.h"
-#include "hshd/identity/accounts/SignInThrottle.h"
 #include "hshd/state/LoginState.h"
 #include "hshd/state/StateThread.h"
 
@@ -18,7 +16,7 @@ struct InteractiveParts {
     LoginState& state;
     StateThread& stateThread;
     Registrations& negotiators;
-    const Accounts& accounts;
+    IdentityProvider& provider;
     SignInFront& front;
     std::chrono::milliseconds negotiationTimeout;
 };

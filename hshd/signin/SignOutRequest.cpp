@@ -50,16 +50,27 @@ void SignOutRequest::signOut() {
     const bool posted = parts_.stateThread.post([self = shared_from_this()] {
         if (self->ended_.exchange(true))
             return; // aborted: nothing is changed
+        const auto former = self->parts_.state.signedIn();
         try {
             self->parts_.state.signOut(self->options_.forgetAccount);
         } catch (const agent::spf::core::InvocationError& error) {
             self->done_(error.what());
             return;
         }
+        if (former && former->grant)
+            self->endAtProvider(*former->grant);
         self->done_({});
     });
     if (!posted)
         finish("The daemon is shutting down.");
+}
+
+void SignOutRequest::endAtProvider(const Grant& grant) {
+    const auto address = parts_.provider.endOfSession(grant);
+    if (!address.empty())
+        parts_.front.openAddress(client_, address, [](bool, const std::string&) {
+            // The person is signed out here whatever became of the page.
+        });
 }
 
 void SignOutRequest::finish(const std::string& error) {

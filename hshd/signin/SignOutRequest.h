@@ -29,6 +29,7 @@ private:
     void negotiated(const login::detail::NegotiationsResult& result);
     void consented(const PersonsAnswer& answer);
     void signOut();
+    void endAtProvider(const Grant& grant);
     void finish(const std::string& error);
 
     const InteractiveParts parts_;

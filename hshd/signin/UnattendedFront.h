@@ -18,6 +18,10 @@ public:
         answered(answer_);
     }
     void askConsent(const Client&, const std::string&, Answered answered) override { answered(answer_); }
+    void openAddress(const Client&, const std::string&, Shown shown) override { shown(false, {}); }
+    void showCode(const Client&, const DeviceCode&, Shown shown) override {
+        shown(false, "Nobody attends who could type a code.");
+    }
 
 private:
     explicit UnattendedFront(PersonsAnswer answer) : answer_(std::move(answer)) {}

@@ -17,6 +17,7 @@ enum class TokenStatus : std::int32_t {
     Granted = 200,
     NotSignedIn = 401,
     LevelTooLow = 403,
+    Ended = 503, ///< the token has ended, and its provider gives no other at present
 };
 
 struct StatusChange {
@@ -36,8 +37,8 @@ struct StatusChange {
 class LoginState {
 public:
     using Level = login::LoginInfo::Level;
-    /// Called by the command that changed the identity, its token or its session, after the change shows in
-    /// the queries, with no lock held. Must not throw.
+    /// Called by the command that changed the identity or its session, after the change shows in the queries,
+    /// with no lock held. A renewed token is no change. Must not throw.
     using Observer = std::function<void(const StatusChange&)>;
 
     /// @param endpoint what endpoint() answers until an identity with an endpoint of its own is persisted.
@@ -50,6 +51,8 @@ public:
     login::RequestAccessTokenResponse accessToken(Level asked) const;
     /// Empty while nobody is signed in.
     std::string sessionId() const;
+    std::optional<SignedIn> signedIn() const;
+    std::vector<Revocation> revocations() const;
     std::string endpoint() const;
     std::string sourceId() const;
     login::detail::LoginData persistedLoginData() const;
@@ -58,9 +61,19 @@ public:
     /// Signs in `info`, vouched for by `token`, with a new session. Refused while sign-in is vetoed, for
     /// level None and for an empty token.
     void impersonate(login::AccessToken token, login::LoginInfo info);
-    /// As impersonate(), with a new random token. @param remember so that sessions start signed in.
-    void signIn(login::LoginInfo info, bool remember);
-    /// Signs out and forgets the persisted login data. The veto stays.
+    /// As impersonate(), with what the provider gave. @param remember so that sessions start signed in.
+    void signIn(Identity identity, bool remember);
+    /// What a provider gave in vain is to be revoked.
+    void abandon(const Identity& identity);
+    /// The session's token and grant are these from now on. @return false, with the new ones to be revoked,
+    /// when it is another session by now.
+    bool renew(const std::string& sessionId, login::AccessToken token, Grant grant);
+    /// Signs out, unless it is another session by now. Its provider has ended it: nothing is to be revoked.
+    void endSession(const std::string& sessionId);
+    /// Forgets what has been revoked.
+    void revoked(const Revocation& done);
+    /// Signs out and forgets the persisted login data. The veto stays. What a provider gave for the session is
+    /// to be revoked, here as with everything that ends it.
     /// @param forgetSettings the endpoint that came with the data as well, as clearSettings().
     void signOut(bool forgetSettings);
     void completeLogout() { signOut(false); }
@@ -74,13 +87,19 @@ public:
     /// A veto keeps everybody from signing in until it is lifted; who is signed in stays so.
     void vetoSignIn(bool vetoed);
 
+    /// Stands in for the token that an account service would issue: 244 random bits.
+    static login::AccessToken newToken();
+
 private:
     using Snapshot = std::shared_ptr<const PersistentState>;
+
+    /// A grant that ends with the change.
+    enum class Former { ToBeRevoked, EndedByProvider };
 
     Snapshot snapshot() const;
     /// The only way to another state: edits a copy, saves it, shows it to the queries, tells the observer.
     /// Nothing has happened when `edit` or the saving throws.
-    void change(const std::function<void(PersistentState& next)>& edit);
+    void change(const std::function<void(PersistentState& next)>& edit, Former former = Former::ToBeRevoked);
 
     StateStore& store_;
     const std::string endpoint_;

@@ -23,7 +23,7 @@ using sqlite::Statement;
 using sqlite::Transaction;
 
 constexpr std::int64_t applicationId = 0x68736864; // "hshd", in the file's header
-constexpr std::int64_t schemaVersion = 1;
+constexpr std::int64_t schemaVersion = 2;
 
 // Strings are blobs, UTF-16 ones in the machine's byte order, so that every code unit comes back.
 constexpr const char* schema = R"(
@@ -38,15 +38,49 @@ constexpr const char* schema = R"(
         level INTEGER NOT NULL, account_type INTEGER NOT NULL) STRICT;
     CREATE TABLE sign_in(
         role TEXT PRIMARY KEY CHECK(role = 'signed in') REFERENCES identity(role),
-        session_id BLOB NOT NULL, token BLOB NOT NULL) STRICT;
+        session_id BLOB NOT NULL, token BLOB NOT NULL,
+        provider BLOB NOT NULL DEFAULT x'', refresh_token BLOB NOT NULL DEFAULT x'',
+        id_token BLOB NOT NULL DEFAULT x'', begins INTEGER NOT NULL DEFAULT 0,
+        ends INTEGER NOT NULL DEFAULT 0) STRICT;
     CREATE TABLE login_data(
         role TEXT PRIMARY KEY CHECK(role = 'remembered') REFERENCES identity(role),
         refresh_token BLOB NOT NULL, device_id BLOB NOT NULL, account_hint BLOB NOT NULL,
         endpoint BLOB NOT NULL, source_id BLOB NOT NULL, remember_me INTEGER NOT NULL) STRICT;
+    CREATE TABLE revocation(
+        provider BLOB NOT NULL, token BLOB NOT NULL, refresh_token INTEGER NOT NULL) STRICT;
     PRAGMA application_id = 1752393828;
-    PRAGMA user_version = 1;
+    PRAGMA user_version = 2;
 )";
-static_assert(applicationId == 1752393828 && schemaVersion == 1);
+static_assert(applicationId == 1752393828 && schemaVersion == 2);
+
+/// What version 1, which kept tokens as they are, had not.
+constexpr const char* fromVersion1 = R"(
+    ALTER TABLE sign_in ADD COLUMN provider BLOB NOT NULL DEFAULT x'';
+    ALTER TABLE sign_in ADD COLUMN refresh_token BLOB NOT NULL DEFAULT x'';
+    ALTER TABLE sign_in ADD COLUMN id_token BLOB NOT NULL DEFAULT x'';
+    ALTER TABLE sign_in ADD COLUMN begins INTEGER NOT NULL DEFAULT 0;
+    ALTER TABLE sign_in ADD COLUMN ends INTEGER NOT NULL DEFAULT 0;
+    CREATE TABLE revocation(
+        provider BLOB NOT NULL, token BLOB NOT NULL, refresh_token INTEGER NOT NULL) STRICT;
+    PRAGMA user_version = 2;
+)";
+
+/// A time on the disk is the wall clock's, in milliseconds: it outlives a restart of the machine.
+std::int64_t wallTime(BootClock::time_point time) {
+    const auto now = std::chrono::time_point_cast<std::chrono::milliseconds>(std::chrono::system_clock::now());
+    return (now.time_since_epoch() + (time - BootClock::now())).count();
+}
+BootClock::time_point bootTime(std::int64_t time) {
+    return BootClock::now() + (std::chrono::milliseconds(time) - (std::chrono::milliseconds(wallTime(BootClock::now()))));
+}
+
+/// Opens what is sealed; version 1 sealed nothing.
+struct Opener {
+    const Vault* vault;
+    std::string operator()(const std::string& stored, std::string_view purpose) const {
+        return vault ? std::string(vault->open(stored, purpose).view()) : stored;
+    }
+};
 
 std::int64_t pragma(Database& database, std::string_view sql) {
     Statement statement(database, sql);
@@ -91,15 +125,33 @@ login::LoginInfo readIdentity(const Statement& row, int column) {
 
 #define IDENTITY_COLUMNS "user_id, display_name, given_name, family_name, locale, email, level, account_type"
 
-std::optional<SignedIn> loadSignedIn(Database& database) {
-    Statement row(database,
-                  "SELECT session_id, token, " IDENTITY_COLUMNS " FROM sign_in JOIN identity USING(role)");
+std::optional<SignedIn> loadSignedIn(Database& database, const Opener& open) {
+    Statement row(database, "SELECT session_id, token, provider, refresh_token, id_token, begins, "
+                            "ends, " IDENTITY_COLUMNS " FROM sign_in JOIN identity USING(role)");
     if (!row.step())
         return std::nullopt;
-    return SignedIn{readIdentity(row, 2), login::AccessToken(row.text(1)), row.text(0)};
+    SignedIn signedIn{readIdentity(row, 7), login::AccessToken(open(row.text(1), "access token")), row.text(0),
+                      std::nullopt};
+    if (auto provider = row.text(2); !provider.empty()) {
+        const auto begins = row.integer(5);
+        const auto ends = row.integer(6);
+        // A wall clock that was set back must not make it last longer than it was made for.
+        signedIn.grant = Grant{std::move(provider), Secret(open(row.text(3), "refresh token")),
+                               Secret(open(row.text(4), "id token")), bootTime(begins),
+                               std::min(bootTime(ends), BootClock::now() + std::chrono::milliseconds(ends - begins))};
+    }
+    return signedIn;
 }
 
-std::optional<login::detail::LoginData> loadRemembered(Database& database) {
+std::vector<Revocation> loadRevocations(Database& database, const Opener& open) {
+    std::vector<Revocation> revocations;
+    Statement row(database, "SELECT provider, token, refresh_token FROM revocation ORDER BY rowid");
+    while (row.step())
+        revocations.push_back({row.text(0), Secret(open(row.text(1), "revocation")), row.integer(2) != 0});
+    return revocations;
+}
+
+std::optional<login::detail::LoginData> loadRemembered(Database& database, const Opener& open) {
     Statement row(
         database,
         "SELECT refresh_token, device_id, account_hint, endpoint, source_id, remember_me, " IDENTITY_COLUMNS
@@ -107,7 +159,7 @@ std::optional<login::detail::LoginData> loadRemembered(Database& database) {
     if (!row.step())
         return std::nullopt;
     login::detail::LoginData data;
-    data.refreshToken = row.text(0);
+    data.refreshToken = open(row.text(0), "remembered");
     data.deviceId = row.text(1);
     data.accountHint = row.text(2);
     data.endpoint = row.text(3);
@@ -128,23 +180,53 @@ std::string loadSetting(Database& database, std::string_view name) {
     return row.bind(name).step() ? row.text(0) : std::string();
 }
 
-void writeState(Database& database, const PersistentState& state) {
-    database.execute(
-        "DELETE FROM sign_in; DELETE FROM login_data; DELETE FROM identity; DELETE FROM setting");
+PersistentState loadState(Database& database, const Opener& open) {
+    PersistentState state;
+    state.sourceId = loadSetting(database, "source id");
+    if (state.sourceId.empty())
+        throw sqlite::Error("the source id is missing", SQLITE_CORRUPT);
+    state.endpoint = loadSetting(database, "endpoint");
+    state.signInVetoed = loadSetting(database, "sign-in vetoed") == "yes";
+    state.signedIn = loadSignedIn(database, open);
+    state.remembered = loadRemembered(database, open);
+    state.revocations = loadRevocations(database, open);
+    return state;
+}
+
+void saveSignedIn(Database& database, const SignedIn& signedIn, const Vault& vault) {
+    saveIdentity(database, "signed in", signedIn.info);
+    const Grant grant = signedIn.grant.value_or(Grant{});
+    Statement(database, "INSERT INTO sign_in VALUES('signed in',?,?,?,?,?,?,?)")
+        .bind(signedIn.sessionId)
+        .bind(vault.seal(signedIn.token.getTokenString(), "access token"))
+        .bind(grant.provider)
+        .bind(vault.seal(grant.refreshToken.view(), "refresh token"))
+        .bind(vault.seal(grant.idToken.view(), "id token"))
+        .bind(signedIn.grant ? wallTime(grant.begins) : 0)
+        .bind(signedIn.grant ? wallTime(grant.ends) : 0)
+        .run();
+}
+
+void writeState(Database& database, const PersistentState& state, const Vault& vault, KeyPlace place) {
+    database.execute("DELETE FROM sign_in; DELETE FROM login_data; DELETE FROM identity; DELETE FROM setting;"
+                     "DELETE FROM revocation");
+    saveSetting(database, "key", vault.keyId());
+    saveSetting(database, "key's place", toText(place));
     saveSetting(database, "source id", state.sourceId);
     saveSetting(database, "endpoint", state.endpoint);
     saveSetting(database, "sign-in vetoed", state.signInVetoed ? "yes" : "no");
-    if (state.signedIn) {
-        saveIdentity(database, "signed in", state.signedIn->info);
-        Statement(database, "INSERT INTO sign_in VALUES('signed in',?,?)")
-            .bind(state.signedIn->sessionId)
-            .bind(state.signedIn->token.getTokenString())
+    if (state.signedIn)
+        saveSignedIn(database, *state.signedIn, vault);
+    for (const auto& revocation : state.revocations)
+        Statement(database, "INSERT INTO revocation VALUES(?,?,?)")
+            .bind(revocation.provider)
+            .bind(vault.seal(revocation.token.view(), "revocation"))
+            .bind(revocation.refreshToken)
             .run();
-    }
     if (const auto& data = state.remembered) {
         saveIdentity(database, "remembered", data->info);
         Statement(database, "INSERT INTO login_data VALUES('remembered',?,?,?,?,?,?)")
-            .bind(data->refreshToken)
+            .bind(vault.seal(data->refreshToken, "remembered"))
             .bind(data->deviceId)
             .bind(data->accountHint)
             .bind(data->endpoint)
@@ -152,15 +234,6 @@ void writeState(Database& database, const PersistentState& state) {
             .bind(data->rememberMe)
             .run();
     }
-}
-
-void createSchema(Database& database) {
-    Transaction transaction(database);
-    database.execute(schema);
-    PersistentState fresh;
-    fresh.sourceId = login::detail::uuidText(login::detail::createUuid());
-    writeState(database, fresh);
-    transaction.commit();
 }
 
 /// Whether the file is this program's and of a version that it reads; a new file is neither.
@@ -172,7 +245,11 @@ bool recognise(Database& database, const fs::path& file) {
     if (application != applicationId)
         throw std::runtime_error("'" + file.string() +
                                  "' is a database of another program; choose another --state-dir");
-    if (version != schemaVersion)
+    if (version == 1) {
+        Transaction transaction(database);
+        database.execute(fromVersion1);
+        transaction.commit();
+    } else if (version != schemaVersion)
         throw std::runtime_error("'" + file.string() + "' has schema version " + std::to_string(version) +
                                  ", this hshd knows version " + std::to_string(schemaVersion) +
                                  "; run the hshd that wrote it or choose another --state-dir");
@@ -189,19 +266,19 @@ std::string timeStamp() {
 
 } // namespace
 
-StateStore::StateStore(const fs::path& directory)
+StateStore::StateStore(const fs::path& directory, KeyPlace place, const fs::path& keyring)
     : directory_(directory), file_(directory_.path() / fileName) {
     try {
-        open();
+        open(place, keyring);
     } catch (const sqlite::Error& error) {
         if (!error.damaged())
             throw std::runtime_error("cannot use the state file '" + file_.string() + "': " + error.what());
         keepAside(error.what());
-        open();
+        open(place, keyring);
     }
 }
 
-void StateStore::open() {
+void StateStore::open(KeyPlace place, const fs::path& keyring) {
     database_ = std::make_unique<Database>(directory_.privateFile(fileName));
     // A reader, say a person with the sqlite3 tool, may hold up a save for this long before it fails.
     sqlite3_busy_timeout(database_->handle(), 2000);
@@ -209,9 +286,57 @@ void StateStore::open() {
                        "PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA");
     const bool exists = recognise(*database_, file_);
     checkIntegrity(*database_);
+
+    const KeyStore keys(directory_, keyring);
+    const auto formerPlace = exists ? keyPlace(loadSetting(*database_, "key's place")) : KeyPlace::Automatic;
+    if (place == KeyPlace::Automatic)
+        place = formerPlace == KeyPlace::Automatic ? keys.best() : formerPlace;
+    keyPlace_ = place;
+    vault_.emplace(keys.findOrMake(place));
     if (!exists)
-        createSchema(*database_);
-    load(); // finds what the integrity check does not: a value of the wrong shape
+        create();
+    else if (loadSetting(*database_, "key") == vault_->keyId())
+        load(); // finds what the integrity check does not: a value of the wrong shape
+    else
+        sealAnew(keys, formerPlace);
+}
+
+void StateStore::create() {
+    Transaction transaction(*database_);
+    database_->execute(schema);
+    PersistentState fresh;
+    fresh.sourceId = login::detail::uuidText(login::detail::createUuid());
+    writeState(*database_, fresh, *vault_, keyPlace_);
+    transaction.commit();
+}
+
+void StateStore::sealAnew(const KeyStore& keys, KeyPlace formerPlace) {
+    const auto id = loadSetting(*database_, "key");
+    if (id.empty()) { // version 1's
+        save(loadState(*database_, {nullptr}));
+        return;
+    }
+    try {
+        if (auto key = keys.find(formerPlace)) {
+            const Vault former(std::move(*key));
+            if (former.keyId() == id) {
+                save(loadState(*database_, {&former}));
+                return;
+            }
+        }
+    } catch (const sqlite::Error&) {
+        throw;
+    } catch (const std::runtime_error&) {
+        // Not there, not to be reached, or damaged: the key is lost.
+    }
+    forgetSecrets();
+}
+
+void StateStore::forgetSecrets() const {
+    database_->execute("DELETE FROM sign_in; DELETE FROM login_data; DELETE FROM identity; DELETE FROM revocation");
+    logger().log(Severity::severe, "The key that the tokens in '" + file_.string() +
+                                       "' were sealed with is lost, or they were changed. They are deleted; "
+                                       "the daemon starts signed out.");
 }
 
 void StateStore::keepAside(const char* reason) {
@@ -229,20 +354,17 @@ void StateStore::keepAside(const char* reason) {
 }
 
 PersistentState StateStore::load() const {
-    PersistentState state;
-    state.sourceId = loadSetting(*database_, "source id");
-    if (state.sourceId.empty())
-        throw sqlite::Error("the source id is missing", SQLITE_CORRUPT);
-    state.endpoint = loadSetting(*database_, "endpoint");
-    state.signInVetoed = loadSetting(*database_, "sign-in vetoed") == "yes";
-    state.signedIn = loadSignedIn(*database_);
-    state.remembered = loadRemembered(*database_);
-    return state;
+    try {
+        return loadState(*database_, {&*vault_});
+    } catch (const Vault::Unsealable&) {
+        forgetSecrets();
+        return loadState(*database_, {&*vault_});
+    }
 }
 
 void StateStore::save(const PersistentState& state) {
     Transaction transaction(*database_);
-    writeState(*database_, state);
+    writeState(*database_, state, *vault_, keyPlace_);
     transaction.commit();
 }
 

@@ -25,7 +25,7 @@ std::string hash(const std::string& password) {
     return text.data();
 }
 
-bool matches(const std::string& hash, const std::string& password) noexcept {
+bool matches(const std::string& hash, std::string_view password) noexcept {
     try {
         prepare();
         return isHash(hash) && crypto_pwhash_str_verify(hash.c_str(), password.data(), password.size()) == 0;
@@ -48,16 +48,6 @@ const std::string& unmatchable() {
         return hash(random);
     }();
     return text;
-}
-
-void wipe(std::span<char> secret) noexcept {
-    sodium_memzero(secret.data(), secret.size());
-}
-
-void wipe(std::string& secret) noexcept {
-    secret.resize(secret.capacity()); // with what a longer text may have left behind
-    wipe(std::span<char>(secret));
-    secret.clear();
 }
 
 } // namespace hshd::password
