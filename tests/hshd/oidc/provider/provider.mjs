@@ -26,16 +26,23 @@ import { activeRefreshTokens, forgetGrants, Memory } from './memory.mjs';
 
 const day = 24 * 3600;
 const acrValues = ['urn:example:password', 'urn:example:second-factor'];
-const options = {
+const defaults = {
   accessTokenSeconds: 3600,
   refreshTokenSeconds: 14 * day,
   deviceCodeSeconds: 600,
   rotate: true,
+  deviceIntervalSeconds: undefined,
   claimsInIdToken: false,
-  ...JSON.parse(process.argv[2] ?? '{}'),
 };
+const options = { ...defaults, ...onlyKnown(JSON.parse(process.argv[2] ?? '{}'), Object.keys(defaults)) };
 const counts = { token: 0, refresh: 0, reuseDetected: 0, revocation: 0 };
 let failure = { times: 0 };
+
+function onlyKnown(given, known) {
+  const unknown = Object.keys(given).filter((key) => !known.includes(key));
+  if (unknown.length) throw new Error(`unknown: ${unknown.join(', ')}; known are ${known.join(', ')}`);
+  return given;
+}
 
 function account(name) {
   const given = name[0].toUpperCase() + name.slice(1);
@@ -54,7 +61,6 @@ function account(name) {
 
 function configuration() {
   const { privateKey } = generateKeyPairSync('rsa', { modulusLength: 2048 });
-  const redirects = ['http://127.0.0.1/callback', 'http://[::1]/callback'];
   return {
     adapter: Memory,
     jwks: { keys: [{ ...privateKey.export({ format: 'jwk' }), kid: randomUUID(), use: 'sig', alg: 'RS256' }] },
@@ -64,8 +70,7 @@ function configuration() {
         client_id: 'desktop',
         token_endpoint_auth_method: 'none',
         application_type: 'native',
-        redirect_uris: redirects,
-        post_logout_redirect_uris: redirects,
+        redirect_uris: ['http://127.0.0.1/callback', 'http://[::1]/callback'],
         grant_types: ['authorization_code', 'refresh_token', 'urn:ietf:params:oauth:grant-type:device_code'],
         response_types: ['code'],
         scope: 'openid profile email offline_access',
@@ -180,7 +185,7 @@ async function control(request, response) {
   if (request.method === 'GET' && request.url === '/control/counts') {
     return response.end(JSON.stringify({ ...counts, 'active refresh tokens': activeRefreshTokens() }));
   }
-  const { fail, rotateKeys, revokeGrants } = await json(request);
+  const { fail, rotateKeys, revokeGrants } = onlyKnown(await json(request), ['fail', 'rotateKeys', 'revokeGrants']);
   if (fail) failure = { status: 503, times: 1, ...fail };
   if (rotateKeys) provide = newProvider(issuer);
   if (revokeGrants) forgetGrants();
@@ -190,7 +195,7 @@ async function control(request, response) {
 console.info = console.error; // the library's notices; stdout is for the one line
 const server = createServer((request, response) => {
   if (!request.url.startsWith('/control')) return provide(request, response);
-  control(request, response).catch((error) => response.writeHead(400).end(`${error}\n`));
+  control(request, response).catch((error) => response.writeHead(400).end(`${error.message}\n`));
 });
 server.listen(0, '127.0.0.1');
 await once(server, 'listening');
