@@ -42,6 +42,8 @@ Child::Child(const std::filesystem::path& program, std::vector<std::string> argu
     posix_spawn_file_actions_adddup2(&actions, childsOutput.get(), STDOUT_FILENO);
     if (keep >= 0)
         posix_spawn_file_actions_adddup2(&actions, keep, 3);
+    // Not everything that libraries open is closed by itself in a new program.
+    posix_spawn_file_actions_addclosefrom_np(&actions, keep >= 0 ? 4 : 3);
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);

@@ -124,6 +124,24 @@ ExportedCallback exported() {
     return {login::detail::createUuid(), std::string(core::SignatureDescriptor::of<Signature>().unnamed())};
 }
 
+/// Nobody can sign in, and nothing can be renewed.
+struct NoProvider final : IdentityProvider {
+    bool supportsWebRedirect() const override { return false; }
+    std::weak_ptr<SignInAttempt> signIn(const Client&, const Wish&, Done done) override {
+        done({}, "nobody can sign in");
+        return {};
+    }
+    void renewToken(std::chrono::steady_clock::time_point, std::function<void()> tried) override { tried(); }
+    void sessionChanged() override {}
+    std::string endOfSession(const Grant&) const override { return {}; }
+    void stop() override {}
+};
+
+/// What a sign-in by a password gives.
+inline Identity identityOf(LoginInfo info) {
+    return {std::move(info), LoginState::newToken(), std::nullopt};
+}
+
 /// The daemon's parts behind the transport, with a state directory of their own.
 struct Parts {
     TempDirectory directory;
@@ -134,7 +152,8 @@ struct Parts {
     LoginState state{store, "https://configured.example",
                      [this](const StatusChange& c) { notifier.notify(c); }};
     StateThread stateThread;
-    LoginServiceV2 service{{state, stateThread, listeners, negotiators, generous}};
+    NoProvider provider;
+    LoginServiceV2 service{{state, stateThread, listeners, negotiators, provider, generous}};
 
     ~Parts() { stateThread.drain(); }
 };

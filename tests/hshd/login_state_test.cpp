@@ -79,10 +79,10 @@ TEST_F(LoginStateTest, RefusedCommandsChangeNothing) {
     reopen();
     state().completeLogout();
     state().clearSettings();
-    EXPECT_EQ(refusal([&] { state().signIn(person(u"eve"), false); }), vetoed)
+    EXPECT_EQ(refusal([&] { state().signIn(identityOf(person(u"eve")), false); }), vetoed)
         << "only vetoSignIn lifts a veto";
     state().vetoSignIn(false);
-    state().signIn(person(u"eve"), true);
+    state().signIn(identityOf(person(u"eve")), true);
     EXPECT_THAT(changes, ElementsAre(u">ada", u"ada>", u">eve"));
 }
 
@@ -120,11 +120,11 @@ TEST_F(LoginStateTest, AFailedSaveChangesNothingAndSaysSo) {
     EXPECT_EQ(state().loginInfo(Level::SignedIn), person(u"ada"));
     saboteur.execute("DROP TRIGGER no");
     saboteur.execute("CREATE TRIGGER no BEFORE INSERT ON login_data BEGIN SELECT raise(FAIL, 'full'); END");
-    EXPECT_THAT(refusal([&] { state().signIn(person(u"eve"), true); }), HasSubstr("nothing was changed"))
+    EXPECT_THAT(refusal([&] { state().signIn(identityOf(person(u"eve")), true); }), HasSubstr("nothing was changed"))
         << "signing in and remembering are one change";
     EXPECT_EQ(state().loginInfo(Level::SignedIn), person(u"ada"));
     saboteur.execute("DROP TRIGGER no");
-    state().signIn(person(u"eve"), true);
+    state().signIn(identityOf(person(u"eve")), true);
     EXPECT_THAT(changes, ElementsAre(u">ada", u"ada>eve"));
 }
 

@@ -1,5 +1,6 @@
 // Requests of the interactive service, against a front and a client that do what a test tells them to.
 
+#include "hshd/identity/accounts/AccountsProvider.h"
 #include "hshd/identity/accounts/PasswordHash.h"
 #include "hshd/services/InteractiveService.h"
 #include "hshd/signin/UnattendedFront.h"
@@ -24,6 +25,8 @@ public:
     void askConsent(const hshd::Client&, const std::string& message, Answered answered) override {
         asked_.add({"|consent: " + message, std::move(answered)});
     }
+    void openAddress(const hshd::Client&, const std::string&, Shown shown) override { shown(false, {}); }
+    void showCode(const hshd::Client&, const hshd::DeviceCode&, Shown shown) override { shown(false, {}); }
     /// Waits for the question with that number, from 0.
     std::string question(std::size_t number) const { return asked_.at(number).first; }
     void answer(std::size_t number, PersonsAnswer answer) const {
@@ -40,12 +43,13 @@ private:
 struct SignIn : Test {
     Parts parts;
     FakeFront front;
-    hshd::Accounts accounts =
+    hshd::AccountsProvider provider{
         hshd::Accounts::parse(R"({"accounts": [{"name": "ada", "passwordHash": ")" +
                                   hshd::password::hash("right") + R"("}, {"name": "nopass"}]})",
-                              "accounts");
+                              "accounts"),
+        front};
     InteractiveService service{
-        {parts.state, parts.stateThread, parts.negotiators, accounts, front, generous}};
+        {parts.state, parts.stateThread, parts.negotiators, provider, front, generous}};
     Peer peer{service};
     RecordingLog log;
 
@@ -55,7 +59,7 @@ struct SignIn : Test {
         peer.client->onAsked = [this](FakeClient::Asked& asked) { outcomes.add(std::move(asked.arguments)); };
     }
     ~SignIn() override {
-        service.stop();
+        provider.stop();
         parts.stateThread.drain();
     }
 
@@ -115,13 +119,13 @@ TEST_F(SignIn, WhateverEndsItEndsItOnce) {
     EXPECT_THAT(told(3), HasSubstr("vetoed"));
     EXPECT_EQ(peer.requestLogin(2, "[]").error, ErrorKind::Malformed);
     EXPECT_EQ(peer.requestLogin(2, R"({"rememberMe": 1})").error, ErrorKind::Malformed);
-    service.stop();
+    provider.stop();
     EXPECT_EQ(outcomes.all().size(), 4u);
     EXPECT_EQ(parts.state.loginInfo(Level::SignedIn), LoginInfo());
 }
 
 TEST_F(SignIn, ASignOutIsNegotiatedAndThenThePersonsToDecide) {
-    parts.state.signIn(person(u"eve"), true);
+    parts.state.signIn(identityOf(person(u"eve")), true);
     Peer other(parts, "other");
     other.negotiate("editor");
     const auto object = [&](std::size_t number) {
@@ -175,7 +179,7 @@ TEST_F(SignIn, ANameThatIsTooLongIsNoneAndGuessersStandInOneQueue) {
         front.type(1 + i, "ada", "guess");
     }
     EXPECT_GE(refused, 11); // of 20; the others wait their turns, the last one for half a minute
-    service.stop();
+    provider.stop();
 }
 
 TEST(UnattendedFront, TakesItsAnswersFromAPrivateFileOnly) {

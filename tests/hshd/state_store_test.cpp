@@ -24,7 +24,7 @@ PersistentState longState() {
     const std::string filler(6000, 'x');
     state.sourceId = "id";
     state.signInVetoed = true;
-    state.signedIn = hshd::SignedIn{person(u"ada"), AccessToken("token-" + filler), "session"};
+    state.signedIn = hshd::SignedIn{person(u"ada"), AccessToken("token-" + filler), "session", std::nullopt};
     state.signedIn->info.accountType = 7;
     state.remembered = dataOf(person(u"ada"));
     state.remembered->refreshToken = "refresh-" + filler;

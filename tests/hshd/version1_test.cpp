@@ -1,5 +1,6 @@
 // What version 1 has of its own.
 
+#include "hshd/identity/accounts/AccountsProvider.h"
 #include "hshd/services/LoginServiceV1.h"
 #include "hshd/signin/PromptFront.h"
 #include "tests/hshd/Fakes.h"
@@ -12,17 +13,18 @@ namespace {
 
 struct Version1 : Test {
     Parts parts;
-    hshd::Accounts accounts = hshd::Accounts::parse(R"({"accounts": [{"name": "ada"}]})", "accounts");
     hshd::Registrations prompts;
     hshd::PromptFront front{prompts, generous};
+    hshd::AccountsProvider provider{
+        hshd::Accounts::parse(R"({"accounts": [{"name": "ada"}]})", "accounts"), front};
     hshd::InteractiveService interactive{
-        {parts.state, parts.stateThread, parts.negotiators, accounts, front, generous}};
+        {parts.state, parts.stateThread, parts.negotiators, provider, front, generous}};
     hshd::LoginServiceV1 service{
-        {parts.state, parts.stateThread, parts.listeners, parts.negotiators, generous}, interactive};
+        {parts.state, parts.stateThread, parts.listeners, parts.negotiators, provider, generous}, interactive};
     Peer peer{service, "old"};
 
     ~Version1() override {
-        interactive.stop();
+        provider.stop();
         parts.stateThread.drain();
     }
 };

@@ -39,6 +39,13 @@ std::string joined(const std::vector<std::string>& texts) {
     return all;
 }
 
+/// Tokens for when the person is away take their consent: many providers give none without having asked.
+std::string_view promptOf(const Settings& settings, bool again) {
+    if (!settings.consent || (" " + settings.scopes + " ").find(" offline_access ") == std::string::npos)
+        return again ? "login" : "";
+    return again ? "login consent" : "consent";
+}
+
 std::string at(const std::map<std::string, std::string>& answer, const char* key) {
     const auto found = answer.find(key);
     return found == answer.end() ? std::string() : found->second;
@@ -68,7 +75,7 @@ std::string authorizationAddress(const Settings& settings, const Metadata& metad
                             {"code_challenge_method", "S256"},
                             {"acr_values", acr},
                             {"max_age", maxAge},
-                            {"prompt", again ? "login" : ""},
+                            {"prompt", promptOf(settings, again)},
                             {"login_hint", account},
                             {"audience", settings.audience},
                             {"resource", settings.resource}});

@@ -93,7 +93,7 @@ Settings Settings::parse(std::string_view text, const std::string& file) {
     const auto document = parseJsonObject(text, place, shape);
     const JsonObject reader(document, place + ": ");
     reader.onlyKnownKeys({"issuer", "clientId", "clientSecret", "scopes", "audience", "resource", "levels",
-                          "claims", "caFile", "redirectPath", "endSession"});
+                          "claims", "caFile", "redirectPath", "consent", "endSession"});
     Settings settings;
     settings.issuer = reader.text("issuer");
     const auto issuer = net::Url::parse(settings.issuer);
@@ -123,6 +123,7 @@ Settings Settings::parse(std::string_view text, const std::string& file) {
     if (!settings.redirectPath.starts_with('/') ||
         settings.redirectPath.find_first_of("?#% \"<>\\") != std::string::npos)
         reader.fail("redirectPath", "must be a path such as \"/callback\"");
+    settings.consent = reader.flag("consent", true);
     settings.endSession = reader.flag("endSession", false);
     return settings;
 }

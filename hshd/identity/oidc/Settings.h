@@ -19,7 +19,7 @@ namespace hshd::oidc {
 ///
 /// and if need be "clientSecret" (the file must then be closed to others), "scopes" (["openid", "profile",
 /// "email", "offline_access"]), "audience", "resource", "levels", "claims", "caFile", "redirectPath"
-/// ("/callback"), "endSession" (false). docs/sign-in.md tells what they mean. Other keys are an error.
+/// ("/callback"), "consent" (true), "endSession" (false). docs/sign-in.md tells what they mean. Other keys are an error.
 struct Settings {
     /// What a sign-in at a level must show.
     struct Level {
@@ -37,6 +37,7 @@ struct Settings {
     std::map<std::string, std::string> claims;       ///< of a record's field, which claim it takes
     std::filesystem::path caFile;
     std::string redirectPath;
+    bool consent = true;     ///< the person is asked for it with each sign-in that gives a refresh token
     bool endSession = false; ///< a sign-out ends the session at the provider as well
 
     /// @throws std::runtime_error naming the file, the place in it and what is wrong.

@@ -135,16 +135,6 @@ function reachedAcr({ acr_values: voluntary = '', claims = '{}' }) {
   return wanted.find((acr) => acrValues.includes(acr)) ?? acrValues[0];
 }
 
-// Native applications are asked for consent at every sign-in, yet the provider withholds offline
-// access unless the request says so too.
-async function consentForOfflineAccess(ctx, next) {
-  const { prompt = '', scope = '' } = ctx.query;
-  if (ctx.path === '/auth' && scope.includes('offline_access') && !/none|consent/.test(prompt)) {
-    ctx.query = { ...ctx.query, prompt: `${prompt} consent`.trim() };
-  }
-  await next();
-}
-
 async function watchTokenEndpoint(ctx, next) {
   let grantType;
   if (failure.times > 0) {
@@ -172,7 +162,6 @@ async function watch(ctx, next) {
 
 function newProvider(issuer) {
   const provider = new ObligingProvider(issuer, configuration());
-  provider.use(consentForOfflineAccess);
   provider.use(watch);
   provider.on('grant.error', (ctx) => {
     if (ctx.oidc.entities.RefreshToken?.consumed) counts.reuseDetected += 1;
