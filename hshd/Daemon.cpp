@@ -103,12 +103,11 @@ Daemon::Daemon(const Options& options) : Daemon(options, Prepared(options)) {}
 Daemon::Daemon(const Options& options, Prepared prepared)
     : store_(options.stateDirectory, options.secrets, options.keyringProgram),
       prompts_(std::move(prepared.prompts)), front_(std::move(prepared.front)),
-      notifier_(statusListeners_, options.listenerTimeout),
-      state_(store_, options.endpoint,
-             [this](const StatusChange& change) {
-                 notifier_.notify(change);
-                 provider_->sessionChanged();
-             }),
+      notifier_(statusListeners_, options.listenerTimeout), state_(store_, options.endpoint,
+                                                                   [this](const StatusChange& change) {
+                                                                       notifier_.notify(change);
+                                                                       provider_->sessionChanged();
+                                                                   }),
       provider_(makeProvider(options, std::move(prepared))),
       loginServiceV2_(std::make_shared<LoginServiceV2>(loginParts(options))),
       interactiveService_(std::make_shared<InteractiveService>(InteractiveParts{
@@ -120,7 +119,8 @@ Daemon::Daemon(const Options& options, Prepared prepared)
           return prepared.script ? scripted(*prepared.script, std::move(services)) : services;
       }()) {
     if (prepared.identity)
-        state_.signIn({std::move(*prepared.identity), LoginState::newToken(), std::nullopt}, /*remember=*/true);
+        state_.signIn({std::move(*prepared.identity), LoginState::newToken(), std::nullopt},
+                      /*remember=*/true);
     provider_->sessionChanged(); // there may be one from the former run
 }
 

@@ -32,7 +32,7 @@ struct Options {
     KeyPlace secrets = KeyPlace::Automatic;
     std::filesystem::path keyringProgram; ///< empty: no keyring
     std::filesystem::path program;        ///< hshd itself, to be started for what must outlive it
-    std::filesystem::path unattended; ///< answers in the person's place; empty: the person is asked
+    std::filesystem::path unattended;     ///< answers in the person's place; empty: the person is asked
 
     bool exchange = false;        ///< no daemon, but what one starts: @see oidc::Exchange
     bool hashPassword = false;    ///< no daemon: print the hash of a password

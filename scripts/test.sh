@@ -42,6 +42,7 @@ test_command() {
     for preset in "${chosen[@]}"; do check_preset "$preset"; done
     [[ $repeat =~ ^(0|[1-9][0-9]{0,5})$ ]] || fail "--repeat-concurrency takes a whole number, not '$repeat'."
 
+    ensure_provider
     for preset in "${chosen[@]}"; do
         build "$preset"
         if [[ $preset == clang-tsa ]]; then

@@ -19,8 +19,8 @@ public:
     virtual void cancel() = 0;
 };
 
-/// Who vouches for persons: a file of accounts, say, or a service on the web. Knows how they sign in there, and
-/// how a session's access token is had anew. Thread-safe; blocks no thread of the caller's.
+/// Who vouches for persons: a file of accounts, say, or a service on the web. Knows how they sign in there,
+/// and how a session's access token is had anew. Thread-safe; blocks no thread of the caller's.
 class IdentityProvider {
 public:
     struct Wish {
@@ -34,8 +34,8 @@ public:
     virtual ~IdentityProvider() = default;
 
     virtual bool supportsWebRedirect() const = 0;
-    /// @param client where the person is. @param done called once, on any thread, perhaps before this returns;
-    /// not any more after the attempt's cancel().
+    /// @param client where the person is. @param done called once, on any thread, perhaps before this
+    /// returns; not any more after the attempt's cancel().
     virtual std::weak_ptr<SignInAttempt> signIn(const Client& client, const Wish& wish, Done done) = 0;
 
     /// Has the access token of the session renewed, which has ended.

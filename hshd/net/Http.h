@@ -13,8 +13,8 @@ namespace hshd::net {
 /// A request over https; over http as well on this machine. Redirects are not followed.
 struct HttpRequest {
     std::string url;
-    Secret form;          ///< the body of a POST, application/x-www-form-urlencoded; empty: a GET
-    Secret authorization; ///< the header's value; empty: none
+    Secret form;                  ///< the body of a POST, application/x-www-form-urlencoded; empty: a GET
+    Secret authorization;         ///< the header's value; empty: none
     std::filesystem::path caFile; ///< further certificates than the system's; empty: none
     std::chrono::milliseconds connectLimit{10'000};
     std::chrono::milliseconds limit{30'000}; ///< for all of it

@@ -3,10 +3,9 @@
 #include "hshd/Log.h"
 #include "hshd/net/Url.h"
 
-#include <curl/curl.h>
-
 #include <array>
 #include <cerrno>
+#include <curl/curl.h>
 #include <fcntl.h>
 #include <stdexcept>
 #include <sys/timerfd.h>
@@ -144,8 +143,8 @@ private:
         const char* target = nullptr;
         curl_easy_getinfo(easy_, CURLINFO_REDIRECT_URL, &target);
         const auto url = target ? Url::parse(target) : std::nullopt;
-        fail(Failure::Redirected, "sends the request elsewhere" + (url ? " (" + url->host + ")" : "") +
-                                      ", which is not followed");
+        fail(Failure::Redirected,
+             "sends the request elsewhere" + (url ? " (" + url->host + ")" : "") + ", which is not followed");
     }
 
     const HttpRequest request_;

@@ -1,9 +1,8 @@
 #include "hshd/net/Url.h"
 
-#include <curl/curl.h>
-
 #include <array>
 #include <cctype>
+#include <curl/curl.h>
 #include <memory>
 
 namespace hshd::net {

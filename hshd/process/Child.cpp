@@ -47,8 +47,7 @@ Child::Child(const std::filesystem::path& program, std::vector<std::string> argu
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
-    const int error =
-        ::posix_spawn(&pid_, program.c_str(), &actions, &attributes, argv.data(), environ);
+    const int error = ::posix_spawn(&pid_, program.c_str(), &actions, &attributes, argv.data(), environ);
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     if (error != 0)
@@ -88,7 +87,8 @@ std::filesystem::path ownProgram() {
 std::filesystem::path besideOwnProgram(const char* name) {
     std::error_code none;
     const auto directory = std::filesystem::read_symlink(ownProgram(), none).parent_path();
-    for (const auto& place : {directory / name, directory / "process" / name, directory / "../libexec/hshd" / name})
+    for (const auto& place :
+         {directory / name, directory / "process" / name, directory / "../libexec/hshd" / name})
         if (std::filesystem::exists(place, none))
             return place;
     return {};

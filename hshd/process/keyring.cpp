@@ -1,5 +1,5 @@
-// The program hshd-keyring: keeps one text for a state directory in the desktop's Secret Service. A program of
-// its own, so that the daemon, which runs for months, needs neither the bus nor its threads.
+// The program hshd-keyring: keeps one text for a state directory in the desktop's Secret Service. A program
+// of its own, so that the daemon, which runs for months, needs neither the bus nor its threads.
 //
 //   hshd-keyring lookup DIRECTORY   prints the text
 //   hshd-keyring store DIRECTORY    keeps its standard input
@@ -7,10 +7,9 @@
 // Exit code 0: done. 1: nothing is kept. 2: there is no Secret Service, or it is locked; nobody is asked to
 // unlock it.
 
-#include <libsecret/secret.h>
-
 #include <iostream>
 #include <iterator>
+#include <libsecret/secret.h>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -20,10 +19,18 @@ namespace {
 
 enum Exit { done = 0, nothing = 1, unreachable = 2 };
 
-const SecretSchema schema = {"org.hshd.SealingKey",
-                             SECRET_SCHEMA_NONE,
-                             {{"state-directory", SECRET_SCHEMA_ATTRIBUTE_STRING}, {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING}},
-                             0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
+const SecretSchema schema = {
+    "org.hshd.SealingKey",
+    SECRET_SCHEMA_NONE,
+    {{"state-directory", SECRET_SCHEMA_ATTRIBUTE_STRING}, {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING}},
+    0,
+    nullptr,
+    nullptr,
+    nullptr,
+    nullptr,
+    nullptr,
+    nullptr,
+    nullptr};
 
 int problem(GError* error) {
     std::cerr << "hshd-keyring: " << (error ? error->message : "the keyring is locked") << '\n';
@@ -37,8 +44,8 @@ bool isOpen(GError** error) {
     SecretService* service = secret_service_get_sync(SECRET_SERVICE_OPEN_SESSION, nullptr, error);
     if (!service)
         return false;
-    SecretCollection* collection = secret_collection_for_alias_sync(
-        service, SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, nullptr, error);
+    SecretCollection* collection = secret_collection_for_alias_sync(service, SECRET_COLLECTION_DEFAULT,
+                                                                    SECRET_COLLECTION_NONE, nullptr, error);
     const bool open = collection && !secret_collection_get_locked(collection);
     g_clear_object(&collection);
     g_object_unref(service);
@@ -49,7 +56,8 @@ int lookup(const char* directory) {
     GError* error = nullptr;
     if (!isOpen(&error))
         return problem(error);
-    gchar* text = secret_password_lookup_sync(&schema, nullptr, &error, "state-directory", directory, nullptr);
+    gchar* text =
+        secret_password_lookup_sync(&schema, nullptr, &error, "state-directory", directory, nullptr);
     if (error)
         return problem(error);
     if (!text)
@@ -63,8 +71,8 @@ int store(const char* directory) {
     const std::string text(std::istreambuf_iterator<char>(std::cin), {});
     GError* error = nullptr;
     if (!isOpen(&error) ||
-        !secret_password_store_sync(&schema, SECRET_COLLECTION_DEFAULT, "Key of the login daemon", text.c_str(),
-                                    nullptr, &error, "state-directory", directory, nullptr))
+        !secret_password_store_sync(&schema, SECRET_COLLECTION_DEFAULT, "Key of the login daemon",
+                                    text.c_str(), nullptr, &error, "state-directory", directory, nullptr))
         return problem(error);
     return done;
 }

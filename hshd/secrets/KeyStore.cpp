@@ -3,16 +3,15 @@
 #include "hshd/process/Child.h"
 #include "hshd/secrets/Vault.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <unistd.h>
-
 #include <array>
 #include <chrono>
 #include <cstdlib>
+#include <fcntl.h>
 #include <fstream>
 #include <iterator>
+#include <poll.h>
 #include <stdexcept>
+#include <unistd.h>
 #include <utility>
 
 namespace hshd {
@@ -32,8 +31,9 @@ std::optional<Secret> readKey(const fs::path& file) {
         return std::nullopt;
     const Secret key = fromHex(*text);
     if (key.view().size() != Vault::keyBytes)
-        throw std::runtime_error("'" + file.string() + "' holds no key; move it away, and hshd makes a new "
-                                                       "one and starts signed out");
+        throw std::runtime_error("'" + file.string() +
+                                 "' holds no key; move it away, and hshd makes a new "
+                                 "one and starts signed out");
     return key;
 }
 
@@ -139,7 +139,8 @@ std::optional<std::string> KeyStore::runKeyring(const char* command, std::string
     std::string text;
     const auto end = std::chrono::steady_clock::now() + keyringLimit;
     for (;;) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
         pollfd ready{output.get(), POLLIN, 0};
         if (left.count() <= 0 || ::poll(&ready, 1, static_cast<int>(left.count())) == 0) {
             program.kill();

@@ -8,7 +8,8 @@
 
 namespace hshd {
 
-/// Seals secrets for the disk: encrypted, and of no use when changed, exchanged or put elsewhere. Thread-safe.
+/// Seals secrets for the disk: encrypted, and of no use when changed, exchanged or put elsewhere.
+/// Thread-safe.
 class Vault {
 public:
     static constexpr std::size_t keyBytes = 32;

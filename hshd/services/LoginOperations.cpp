@@ -43,10 +43,9 @@ void LoginOperations::withToken(Level level, std::chrono::steady_clock::time_poi
         return;
     }
     const auto now = std::chrono::steady_clock::now();
-    parts_.provider.renewToken(now + (deadline - now) * 9 / 10,
-                               [&state = parts_.state, level, answer = std::move(answer)] {
-                                   answer(state.accessToken(level));
-                               });
+    parts_.provider.renewToken(
+        now + (deadline - now) * 9 / 10,
+        [&state = parts_.state, level, answer = std::move(answer)] { answer(state.accessToken(level)); });
 }
 
 void LoginOperations::accessTokenFor(const std::string& requester, int level, TokenAnswer answer) const {

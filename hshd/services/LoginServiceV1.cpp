@@ -70,8 +70,9 @@ LoginInfo LoginServiceV1::getLoginInfoId(const std::string& requester, int level
 void LoginServiceV1::requestAccessToken(const std::string& /*requester*/, int level,
                                         LaterAnswer<std::string> answer) const {
     const auto deadline = answer.deadline();
-    withToken(static_cast<Level>(level), deadline,
-              [answer = std::move(answer)](const auto& response) { answer(response.token.getTokenString()); });
+    withToken(static_cast<Level>(level), deadline, [answer = std::move(answer)](const auto& response) {
+        answer(response.token.getTokenString());
+    });
 }
 void LoginServiceV1::getAccessToken(LaterAnswer<std::string> answer) const {
     requestAccessToken({}, 0, std::move(answer));

@@ -114,7 +114,8 @@ void PromptFront::ask(const Client& client, std::string question,
     const auto all = prompts_.all();
     const auto prompt = std::ranges::find(all, client->id(), &Registrations::Entry::owner);
     if (prompt == all.end()) {
-        answered({}, "The program that asked offers no way to ask the person. Use one that does: zelkorlogin.");
+        answered({},
+                 "The program that asked offers no way to ask the person. Use one that does: zelkorlogin.");
         return;
     }
     // One of the two is called.

@@ -32,8 +32,8 @@ struct DeviceCode {
 };
 
 /// How the person at a client is asked: in a terminal, say, in a browser or in a dialog. Thread-safe; never
-/// blocks. What is given to be called is called once, on any thread, at the latest when the front's time limit
-/// is over.
+/// blocks. What is given to be called is called once, on any thread, at the latest when the front's time
+/// limit is over.
 class SignInFront {
 public:
     using Answered = std::function<void(PersonsAnswer)>;

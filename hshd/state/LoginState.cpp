@@ -157,7 +157,8 @@ void LoginState::signIn(Identity identity, bool remember) {
         if (remember) {
             auto& data = next.remembered.emplace();
             data.info = identity.info;
-            data.refreshToken = newUuidText(); // the provider's stays here: whoever used it would end the session
+            data.refreshToken =
+                newUuidText(); // the provider's stays here: whoever used it would end the session
             data.rememberMe = true;
         }
         signInAs(next, std::move(identity.token), std::move(identity.info), std::move(identity.grant));
@@ -184,12 +185,14 @@ bool LoginState::renew(const std::string& sessionId, login::AccessToken token, G
 }
 
 void LoginState::endSession(const std::string& sessionId) {
-    change([&](PersistentState& next) {
-        if (!next.signedIn || next.signedIn->sessionId != sessionId)
-            return;
-        next.signedIn.reset();
-        next.remembered.reset();
-    }, Former::EndedByProvider);
+    change(
+        [&](PersistentState& next) {
+            if (!next.signedIn || next.signedIn->sessionId != sessionId)
+                return;
+            next.signedIn.reset();
+            next.remembered.reset();
+        },
+        Former::EndedByProvider);
 }
 
 void LoginState::revoked(const Revocation& done) {
@@ -248,8 +251,7 @@ void LoginState::change(const std::function<void(PersistentState& next)>& edit, 
         throw RemoteError(std::string("the daemon could not save its state, so nothing was changed: ") +
                           error.what());
     }
-    const bool changed =
-        identity(next) != identity(*previous) || sessionOf(next) != sessionOf(*previous);
+    const bool changed = identity(next) != identity(*previous) || sessionOf(next) != sessionOf(*previous);
     const StatusChange told{identity(next), identity(*previous)};
     auto saved = std::make_shared<const PersistentState>(std::move(next));
     {

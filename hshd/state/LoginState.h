@@ -72,8 +72,8 @@ public:
     void endSession(const std::string& sessionId);
     /// Forgets what has been revoked.
     void revoked(const Revocation& done);
-    /// Signs out and forgets the persisted login data. The veto stays. What a provider gave for the session is
-    /// to be revoked, here as with everything that ends it.
+    /// Signs out and forgets the persisted login data. The veto stays. What a provider gave for the session
+    /// is to be revoked, here as with everything that ends it.
     /// @param forgetSettings the endpoint that came with the data as well, as clearSettings().
     void signOut(bool forgetSettings);
     void completeLogout() { signOut(false); }

@@ -67,11 +67,13 @@ constexpr const char* fromVersion1 = R"(
 
 /// A time on the disk is the wall clock's, in milliseconds: it outlives a restart of the machine.
 std::int64_t wallTime(BootClock::time_point time) {
-    const auto now = std::chrono::time_point_cast<std::chrono::milliseconds>(std::chrono::system_clock::now());
+    const auto now =
+        std::chrono::time_point_cast<std::chrono::milliseconds>(std::chrono::system_clock::now());
     return (now.time_since_epoch() + (time - BootClock::now())).count();
 }
 BootClock::time_point bootTime(std::int64_t time) {
-    return BootClock::now() + (std::chrono::milliseconds(time) - (std::chrono::milliseconds(wallTime(BootClock::now()))));
+    return BootClock::now() +
+           (std::chrono::milliseconds(time) - (std::chrono::milliseconds(wallTime(BootClock::now()))));
 }
 
 /// Opens what is sealed; version 1 sealed nothing.
@@ -130,15 +132,16 @@ std::optional<SignedIn> loadSignedIn(Database& database, const Opener& open) {
                             "ends, " IDENTITY_COLUMNS " FROM sign_in JOIN identity USING(role)");
     if (!row.step())
         return std::nullopt;
-    SignedIn signedIn{readIdentity(row, 7), login::AccessToken(open(row.text(1), "access token")), row.text(0),
-                      std::nullopt};
+    SignedIn signedIn{readIdentity(row, 7), login::AccessToken(open(row.text(1), "access token")),
+                      row.text(0), std::nullopt};
     if (auto provider = row.text(2); !provider.empty()) {
         const auto begins = row.integer(5);
         const auto ends = row.integer(6);
         // A wall clock that was set back must not make it last longer than it was made for.
-        signedIn.grant = Grant{std::move(provider), Secret(open(row.text(3), "refresh token")),
-                               Secret(open(row.text(4), "id token")), bootTime(begins),
-                               std::min(bootTime(ends), BootClock::now() + std::chrono::milliseconds(ends - begins))};
+        signedIn.grant =
+            Grant{std::move(provider), Secret(open(row.text(3), "refresh token")),
+                  Secret(open(row.text(4), "id token")), bootTime(begins),
+                  std::min(bootTime(ends), BootClock::now() + std::chrono::milliseconds(ends - begins))};
     }
     return signedIn;
 }
@@ -333,7 +336,8 @@ void StateStore::sealAnew(const KeyStore& keys, KeyPlace formerPlace) {
 }
 
 void StateStore::forgetSecrets() const {
-    database_->execute("DELETE FROM sign_in; DELETE FROM login_data; DELETE FROM identity; DELETE FROM revocation");
+    database_->execute(
+        "DELETE FROM sign_in; DELETE FROM login_data; DELETE FROM identity; DELETE FROM revocation");
     logger().log(Severity::severe, "The key that the tokens in '" + file_.string() +
                                        "' were sealed with is lost, or they were changed. They are deleted; "
                                        "the daemon starts signed out.");

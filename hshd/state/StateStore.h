@@ -19,8 +19,8 @@ namespace hshd {
 /// and the rollback journal is deleted with each save: a token that was signed out cannot be read back from
 /// the directory.
 ///
-/// Tokens are in it sealed only, with a key that is kept elsewhere: @see KeyStore. Without that key the daemon
-/// starts signed out, with one line at level 512.
+/// Tokens are in it sealed only, with a key that is kept elsewhere: @see KeyStore. Without that key the
+/// daemon starts signed out, with one line at level 512.
 ///
 /// One thread at a time.
 class StateStore {

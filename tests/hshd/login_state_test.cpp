@@ -120,7 +120,8 @@ TEST_F(LoginStateTest, AFailedSaveChangesNothingAndSaysSo) {
     EXPECT_EQ(state().loginInfo(Level::SignedIn), person(u"ada"));
     saboteur.execute("DROP TRIGGER no");
     saboteur.execute("CREATE TRIGGER no BEFORE INSERT ON login_data BEGIN SELECT raise(FAIL, 'full'); END");
-    EXPECT_THAT(refusal([&] { state().signIn(identityOf(person(u"eve")), true); }), HasSubstr("nothing was changed"))
+    EXPECT_THAT(refusal([&] { state().signIn(identityOf(person(u"eve")), true); }),
+                HasSubstr("nothing was changed"))
         << "signing in and remembering are one change";
     EXPECT_EQ(state().loginInfo(Level::SignedIn), person(u"ada"));
     saboteur.execute("DROP TRIGGER no");

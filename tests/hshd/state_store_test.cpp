@@ -81,7 +81,7 @@ TEST_F(StateStore, RefusesWhatItMustNotTouch) {
     EXPECT_THAT(refusal(directory.path()), HasSubstr("has schema version 7"));
     { hshd::sqlite::Database(file).execute("PRAGMA application_id = 5"); }
     EXPECT_THAT(refusal(directory.path()), HasSubstr("another program"));
-    { hshd::sqlite::Database(file).execute("PRAGMA application_id = 1752393828; PRAGMA user_version = 1"); }
+    { hshd::sqlite::Database(file).execute("PRAGMA application_id = 1752393828; PRAGMA user_version = 2"); }
     EXPECT_EQ(refusal(directory.path()), "opened");
 
     fs::permissions(file, fs::perms::group_read, fs::perm_options::add);
@@ -105,11 +105,68 @@ TEST_F(StateStore, WhatWasForgottenCannotBeReadFromTheDirectory) {
     Store store(directory.path());
     auto state = longState();
     store.save(state);
-    ASSERT_THAT(contentOf(store.file()), AllOf(HasSubstr("token-x"), HasSubstr("refresh-x")));
+    const auto written = contentOf(store.file());
+    ASSERT_NE(written.find("endpoint-x"), std::string::npos);
+    EXPECT_EQ(written.find("token-x"), std::string::npos) << "secrets are sealed";
+    EXPECT_EQ(written.find("refresh-x"), std::string::npos);
     state.signedIn.reset();
     state.remembered.reset();
     state.endpoint.clear();
     store.save(state);
     for (const auto& entry : fs::directory_iterator(directory.path()))
-        EXPECT_THAT(contentOf(entry.path()), Not(HasSubstr("xxxx"))) << entry.path();
+        EXPECT_EQ(contentOf(entry.path()).find("xxxx"), std::string::npos) << entry.path();
+}
+
+TEST_F(StateStore, SecretsOpenWithTheirKeyAlone) {
+    auto state = longState();
+    const auto now = hshd::BootClock::now();
+    state.signedIn->grant = hshd::Grant{"provider", hshd::Secret("refresh"), hshd::Secret("id"), now,
+                                        now + std::chrono::hours(1)};
+    state.revocations.push_back({"provider", hshd::Secret("old"), true});
+    Store(directory.path()).save(state);
+    {
+        auto loaded = Store(directory.path()).load();
+        const auto ends = loaded.signedIn->grant->ends; // by the wall clock: to a millisecond or two
+        EXPECT_LT(std::chrono::abs(ends - state.signedIn->grant->ends), milliseconds(1000));
+        loaded.signedIn->grant = state.signedIn->grant;
+        EXPECT_TRUE(loaded == state);
+    }
+    const auto sealed = contentOf(file);
+    const auto key = contentOf(directory / "hshd.key");
+    const auto loses = [&] {
+        RecordingLog log;
+        const auto loaded = Store(directory.path()).load();
+        EXPECT_EQ(log.linesAt(512).size(), 1U);
+        EXPECT_EQ(loaded.endpoint, state.endpoint) << "what is no secret stays";
+        return !loaded.signedIn && !loaded.remembered && loaded.revocations.empty();
+    };
+    fs::remove(directory / "hshd.key");
+    EXPECT_TRUE(loses());
+    writeBytes(file, sealed);
+    writeBytes(directory / "hshd.key", key);
+    hshd::sqlite::Database(file).execute("UPDATE sign_in SET token = refresh_token");
+    EXPECT_TRUE(loses()) << "each is of use in its own place only";
+    writeBytes(directory / "hshd.key", "no key");
+    EXPECT_THAT(refusal(directory.path()), HasSubstr("holds no key"));
+}
+
+TEST_F(StateStore, AFileOfTheFirstVersionIsTakenOverAndSealed) {
+    Store(directory.path()).save(longState());
+    {
+        hshd::sqlite::Database database(file);
+        database.execute(
+            "UPDATE sign_in SET token = CAST('clear' AS BLOB);"
+            "UPDATE login_data SET refresh_token = CAST('plain' AS BLOB);"
+            "DELETE FROM setting WHERE name LIKE 'key%'; DROP TABLE revocation;"
+            "ALTER TABLE sign_in DROP COLUMN provider; ALTER TABLE sign_in DROP COLUMN refresh_token;"
+            "ALTER TABLE sign_in DROP COLUMN id_token; ALTER TABLE sign_in DROP COLUMN begins;"
+            "ALTER TABLE sign_in DROP COLUMN ends; PRAGMA user_version = 1");
+    }
+    for (int start = 0; start < 2; ++start) {
+        const auto state = Store(directory.path()).load();
+        ASSERT_TRUE(state.signedIn && state.remembered);
+        EXPECT_EQ(state.signedIn->token, AccessToken("clear"));
+        EXPECT_EQ(state.remembered->refreshToken, "plain");
+        EXPECT_EQ(contentOf(file).find("clear"), std::string::npos);
+    }
 }

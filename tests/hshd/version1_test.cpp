@@ -15,12 +15,13 @@ struct Version1 : Test {
     Parts parts;
     hshd::Registrations prompts;
     hshd::PromptFront front{prompts, generous};
-    hshd::AccountsProvider provider{
-        hshd::Accounts::parse(R"({"accounts": [{"name": "ada"}]})", "accounts"), front};
+    hshd::AccountsProvider provider{hshd::Accounts::parse(R"({"accounts": [{"name": "ada"}]})", "accounts"),
+                                    front};
     hshd::InteractiveService interactive{
         {parts.state, parts.stateThread, parts.negotiators, provider, front, generous}};
     hshd::LoginServiceV1 service{
-        {parts.state, parts.stateThread, parts.listeners, parts.negotiators, provider, generous}, interactive};
+        {parts.state, parts.stateThread, parts.listeners, parts.negotiators, provider, generous},
+        interactive};
     Peer peer{service, "old"};
 
     ~Version1() override {

@@ -58,32 +58,30 @@ private:
         else if (turn->delay().count() == 0)
             check(std::move(answer), std::move(turn));
         else
-            provider_.timers_.after(turn->delay(), [self = shared_from_this(), answer = std::move(answer), turn] {
-                self->check(answer, turn);
-            });
+            provider_.timers_.after(turn->delay(), [self = shared_from_this(), answer = std::move(answer),
+                                                    turn] { self->check(answer, turn); });
     }
 
     void check(PersonsAnswer answer, Try turn) {
         if (ended_)
             return;
-        const bool posted = provider_.hashing_.post(
-            [self = shared_from_this(), answer = std::move(answer), turn = std::move(turn)]() mutable {
-                const Account* account = self->provider_.accounts_.find(answer.account);
-                bool right = false;
-                try {
-                    // An unknown name takes as long as a known one.
-                    right = password::matches(account && !account->passwordHash.empty()
-                                                  ? account->passwordHash
-                                                  : password::unmatchable(),
-                                              answer.password.view());
-                } catch (const std::exception& error) {
-                    self->fail(std::string("The password could not be checked: ") + error.what() + ".");
-                    return;
-                }
-                right ? turn->succeeded() : turn->failed();
-                turn.reset(); // before the next one is asked for
-                self->checked(right ? account : nullptr);
-            });
+        const bool posted = provider_.hashing_.post([self = shared_from_this(), answer = std::move(answer),
+                                                     turn = std::move(turn)]() mutable {
+            const Account* account = self->provider_.accounts_.find(answer.account);
+            bool right = false;
+            try {
+                // An unknown name takes as long as a known one.
+                right = password::matches(account && !account->passwordHash.empty() ? account->passwordHash
+                                                                                    : password::unmatchable(),
+                                          answer.password.view());
+            } catch (const std::exception& error) {
+                self->fail(std::string("The password could not be checked: ") + error.what() + ".");
+                return;
+            }
+            right ? turn->succeeded() : turn->failed();
+            turn.reset(); // before the next one is asked for
+            self->checked(right ? account : nullptr);
+        });
         if (!posted)
             fail("The daemon is shutting down.");
     }

@@ -32,7 +32,8 @@ private:
     SignInFront& front_;
     SignInThrottle throttle_;
     Timers timers_;
-    foundation::concurrent::threadpool::Executor hashing_; ///< of one thread: a check takes memory. Ends first
+    foundation::concurrent::threadpool::Executor
+        hashing_; ///< of one thread: a check takes memory. Ends first
 };
 
 } // namespace hshd

@@ -81,7 +81,8 @@ std::string authorizationAddress(const Settings& settings, const Metadata& metad
                             {"resource", settings.resource}});
 }
 
-Secret codeOf(const std::map<std::string, std::string>& answer, const Settings& settings, const Metadata& metadata) {
+Secret codeOf(const std::map<std::string, std::string>& answer, const Settings& settings,
+              const Metadata& metadata) {
     // Which provider answers, before anything that it says is believed.
     const auto issuer = at(answer, "iss");
     if (issuer.empty() ? metadata.namesIssuer : issuer != settings.issuer)

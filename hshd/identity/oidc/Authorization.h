@@ -26,6 +26,7 @@ std::string authorizationAddress(const Settings& settings, const Metadata& metad
 
 /// The code of an answer whose state is right.
 /// @throws std::runtime_error for people, when it is a refusal or another provider's.
-Secret codeOf(const std::map<std::string, std::string>& answer, const Settings& settings, const Metadata& metadata);
+Secret codeOf(const std::map<std::string, std::string>& answer, const Settings& settings,
+              const Metadata& metadata);
 
 } // namespace hshd::oidc

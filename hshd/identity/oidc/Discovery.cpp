@@ -64,12 +64,17 @@ Outcome<std::shared_ptr<const T>> read(const net::HttpAnswer& answer, const char
         return std::move(*problem);
     if (answer.status != 200)
         return Problem{Problem::Kind::Wrong,
-                       std::string("the provider has no ") + what + ": status " + std::to_string(answer.status), {}, {}};
+                       std::string("the provider has no ") + what + ": status " +
+                           std::to_string(answer.status),
+                       {},
+                       {}};
     try {
         return std::make_shared<const T>(parse(answer.body));
     } catch (const std::exception& error) {
-        return Problem{Problem::Kind::Wrong, std::string("the provider's ") + what + " cannot be used: " + error.what(),
-                       {}, {}};
+        return Problem{Problem::Kind::Wrong,
+                       std::string("the provider's ") + what + " cannot be used: " + error.what(),
+                       {},
+                       {}};
     }
 }
 
@@ -110,18 +115,20 @@ void Discovery::metadata(const MetadataDone& done) {
     auto address = settings_.issuer;
     while (address.ends_with('/'))
         address.pop_back();
-    fetch(address + "/.well-known/openid-configuration", [this, done, present](const net::HttpAnswer& answer) {
-        auto outcome = read<Metadata>(answer, "description of itself",
-                                      [this](const std::string& text) { return Metadata::parse(text, settings_); });
-        if (const auto* fetched = std::get_if<0>(&outcome)) {
-            const foundation::MutexLock lock(mutex_);
-            metadata_ = *fetched;
-            metadataFetched_ = BootClock::now();
-        } else if (present && std::get<1>(outcome).kind == Problem::Kind::Later) {
-            outcome = present; // what was right an hour ago
-        }
-        done(std::move(outcome));
-    });
+    fetch(address + "/.well-known/openid-configuration",
+          [this, done, present](const net::HttpAnswer& answer) {
+              auto outcome = read<Metadata>(answer, "description of itself", [this](const std::string& text) {
+                  return Metadata::parse(text, settings_);
+              });
+              if (const auto* fetched = std::get_if<0>(&outcome)) {
+                  const foundation::MutexLock lock(mutex_);
+                  metadata_ = *fetched;
+                  metadataFetched_ = BootClock::now();
+              } else if (present && std::get<1>(outcome).kind == Problem::Kind::Later) {
+                  outcome = present; // what was right an hour ago
+              }
+              done(std::move(outcome));
+          });
 }
 
 void Discovery::keys(bool anew, const KeysDone& done) {

@@ -37,7 +37,8 @@ using Keys = std::vector<foundation::json::object>;
 /// is asked for that is not among them. On the network thread, but for known().
 class Discovery {
 public:
-    Discovery(net::NetworkThread& network, const Settings& settings) : network_(network), settings_(settings) {}
+    Discovery(net::NetworkThread& network, const Settings& settings)
+        : network_(network), settings_(settings) {}
 
     using MetadataDone = std::function<void(Outcome<std::shared_ptr<const Metadata>>)>;
     void metadata(const MetadataDone& done);

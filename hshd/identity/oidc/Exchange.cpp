@@ -6,8 +6,6 @@
 #include <foundation/json.h>
 #include <foundation/unique_fd.h>
 
-#include <sodium.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -18,6 +16,7 @@
 #include <future>
 #include <iterator>
 #include <memory>
+#include <sodium.h>
 #include <stdexcept>
 #include <sys/file.h>
 #include <sys/prctl.h>
@@ -43,8 +42,8 @@ std::string textAt(const json::object& object, std::string_view key) {
 std::string hashOf(const Secret& token) {
     std::array<unsigned char, crypto_generichash_BYTES> hash{};
     const auto text = token.view();
-    crypto_generichash(hash.data(), hash.size(), reinterpret_cast<const unsigned char*>(text.data()), text.size(),
-                       nullptr, 0);
+    crypto_generichash(hash.data(), hash.size(), reinterpret_cast<const unsigned char*>(text.data()),
+                       text.size(), nullptr, 0);
     return toHex({reinterpret_cast<const char*>(hash.data()), hash.size()});
 }
 
@@ -56,10 +55,12 @@ std::string readFile(const fs::path& path) {
 /// Whole and on the disk, or not at all.
 bool writeFile(const fs::path& path, std::string_view text) {
     const fs::path unfinished = path.string() + ".new";
-    const foundation::UniqueFd file(::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
+    const foundation::UniqueFd file(
+        ::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
     const foundation::UniqueFd folder(::open(path.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return file && ::write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
-           ::fsync(file.get()) == 0 && ::rename(unfinished.c_str(), path.c_str()) == 0 && ::fsync(folder.get()) == 0;
+           ::fsync(file.get()) == 0 && ::rename(unfinished.c_str(), path.c_str()) == 0 &&
+           ::fsync(folder.get()) == 0;
 }
 
 std::int64_t wallMilliseconds() {
@@ -107,11 +108,13 @@ void Exchange::run(const net::HttpRequest& request, const Secret& refreshToken, 
     const foundation::UniqueFd lock(
         ::open((parts_.directory / lockName).c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!lock) {
-        done(brokenAnswer("the state directory cannot be used: " + std::string(std::strerror(errno))), BootClock::now());
+        done(brokenAnswer("the state directory cannot be used: " + std::string(std::strerror(errno))),
+             BootClock::now());
         return;
     }
     if (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) { // a former daemon's is still at it
-        parts_.network.after(betweenTries, [this, request, refreshToken, done] { run(request, refreshToken, done); });
+        parts_.network.after(betweenTries,
+                             [this, request, refreshToken, done] { run(request, refreshToken, done); });
         return;
     }
     const auto about = hashOf(refreshToken);
@@ -132,7 +135,8 @@ bool Exchange::findKept(const std::string& about, const Done& done) const {
             return true;
         }
     } catch (const std::exception& error) {
-        logger().log(Severity::warning, std::string("The answer of a former exchange cannot be read: ") + error.what());
+        logger().log(Severity::warning,
+                     std::string("The answer of a former exchange cannot be read: ") + error.what());
     }
     forget(); // of a session that is gone
     return false;

@@ -2,13 +2,12 @@
 
 #include "hshd/identity/oidc/Problem.h"
 
-#include <cjose/cjose.h>
-#include <sodium.h>
-
 #include <algorithm>
 #include <array>
+#include <cjose/cjose.h>
 #include <memory>
 #include <optional>
+#include <sodium.h>
 #include <vector>
 
 namespace hshd::oidc {
@@ -25,8 +24,8 @@ std::string base64url(std::string_view text) {
     std::string raw(text.size(), '\0');
     std::size_t size = 0;
     const char* end = nullptr;
-    if (sodium_base642bin(reinterpret_cast<unsigned char*>(raw.data()), raw.size(), text.data(), text.size(), nullptr,
-                          &size, &end, sodium_base64_VARIANT_URLSAFE_NO_PADDING) != 0 ||
+    if (sodium_base642bin(reinterpret_cast<unsigned char*>(raw.data()), raw.size(), text.data(), text.size(),
+                          nullptr, &size, &end, sodium_base64_VARIANT_URLSAFE_NO_PADDING) != 0 ||
         end != text.data() + text.size())
         throw std::runtime_error("a part of it is no base64url");
     raw.resize(size);
@@ -45,7 +44,8 @@ std::string textAt(const json::object& object, std::string_view key) {
     return value && value->is_string() ? std::string(std::string_view(value->get_string())) : std::string();
 }
 
-std::optional<std::chrono::system_clock::time_point> timeAt(const json::object& claims, std::string_view key) {
+std::optional<std::chrono::system_clock::time_point> timeAt(const json::object& claims,
+                                                            std::string_view key) {
     const auto* value = claims.if_contains(key);
     if (!value || !value->is_number())
         return std::nullopt;
@@ -69,7 +69,8 @@ Parts split(std::string_view token) {
             token.substr(0, last)};
 }
 
-/// The kind of key that an algorithm takes. Whoever signs without one, or with a text that both know, is nobody.
+/// The kind of key that an algorithm takes. Whoever signs without one, or with a text that both know, is
+/// nobody.
 std::string keyType(const std::string& algorithm) {
     if (algorithm == "RS256" || algorithm == "PS256")
         return "RSA";
@@ -81,7 +82,8 @@ std::string keyType(const std::string& algorithm) {
                              "`; RS256, PS256, ES256 and EdDSA are accepted");
 }
 
-bool fits(const json::object& key, const std::string& type, const std::string& algorithm, const std::string& id) {
+bool fits(const json::object& key, const std::string& type, const std::string& algorithm,
+          const std::string& id) {
     const auto use = textAt(key, "use");
     const auto keysAlgorithm = textAt(key, "alg");
     return textAt(key, "kty") == type && (use.empty() || use == "sig") &&

@@ -29,9 +29,10 @@ struct ExpectedToken {
 
 /// Its claims, when its signature (RS256, PS256, ES256 or EdDSA) and everything that is expected are right;
 /// clocks may differ by a minute.
-/// @throws UnknownKey; std::runtime_error saying what is wrong. Neither has a part of the token in its text but
-/// for claims that are not secret.
-foundation::json::object verifiedClaims(std::string_view token, const Keys& keys, const ExpectedToken& expected);
+/// @throws UnknownKey; std::runtime_error saying what is wrong. Neither has a part of the token in its text
+/// but for claims that are not secret.
+foundation::json::object verifiedClaims(std::string_view token, const Keys& keys,
+                                        const ExpectedToken& expected);
 
 /// A claim of a token whose signature was verified before, as it was kept. Empty when there is none.
 std::string claimOf(std::string_view keptToken, std::string_view claim);

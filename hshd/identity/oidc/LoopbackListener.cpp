@@ -42,7 +42,8 @@ public:
         boost::system::error_code error;
         listen(four_, {asio::ip::address_v4::loopback(), 0}, error);
         if (error)
-            throw std::runtime_error("no port of this machine's loopback address can be had: " + error.message());
+            throw std::runtime_error("no port of this machine's loopback address can be had: " +
+                                     error.message());
         const auto port = four_.local_endpoint().port();
         // The same port of the other one, for a browser that takes "localhost" for it; or none.
         listen(six_, {asio::ip::address_v6::loopback(), port}, error);
@@ -70,7 +71,7 @@ public:
         asio::post(io_, [this, signedIn, text = std::move(text), sent = std::move(sent)] {
             if (waiting_)
                 waiting_->send(signedIn ? http::status::ok : http::status::bad_request,
-                                     resultPage(signedIn, text), sent);
+                               resultPage(signedIn, text), sent);
             else
                 sent();
         });
@@ -101,7 +102,8 @@ private:
         const http::request<http::empty_body>& request() const { return parser_.get(); }
 
         void refuse(http::status status, const char* text) {
-            send(status, std::string(text) + "\n", [] {}, "text/plain; charset=utf-8");
+            send(
+                status, std::string(text) + "\n", [] {}, "text/plain; charset=utf-8");
         }
 
         void send(http::status status, std::string body, std::function<void()> sent,
@@ -116,12 +118,13 @@ private:
             answer_->body() = std::move(body);
             answer_->prepare_payload();
             stream_.expires_after(requestLimit);
-            http::async_write(stream_, *answer_,
-                              [self = shared_from_this(), sent = std::move(sent)](beast::error_code, std::size_t) {
-                                  beast::error_code none;
-                                  self->stream_.socket().shutdown(tcp::socket::shutdown_send, none);
-                                  sent();
-                              });
+            http::async_write(
+                stream_, *answer_,
+                [self = shared_from_this(), sent = std::move(sent)](beast::error_code, std::size_t) {
+                    beast::error_code none;
+                    self->stream_.socket().shutdown(tcp::socket::shutdown_send, none);
+                    sent();
+                });
         }
         /// Until it is answered.
         void wait() { stream_.expires_after(answerLimit); }
@@ -134,7 +137,8 @@ private:
         Server& server_;
     };
 
-    static void listen(tcp::acceptor& acceptor, const tcp::endpoint& endpoint, boost::system::error_code& error) {
+    static void listen(tcp::acceptor& acceptor, const tcp::endpoint& endpoint,
+                       boost::system::error_code& error) {
         acceptor.open(endpoint.protocol(), error);
         if (!error && endpoint.address().is_v6())
             acceptor.set_option(asio::ip::v6_only(true), error);
@@ -170,7 +174,8 @@ private:
         if (!byNavigation(request))
             return connection.refuse(http::status::forbidden, "Only a person's own navigation is answered.");
         auto parameters =
-            net::decodeForm(question == std::string::npos ? std::string_view() : std::string_view(target).substr(question + 1));
+            net::decodeForm(question == std::string::npos ? std::string_view()
+                                                          : std::string_view(target).substr(question + 1));
         if (!parameters || !parameters->contains("state") || Secret(parameters->at("state")) != state_)
             return connection.refuse(http::status::bad_request, "This answers no sign-in that is under way.");
         waiting_ = connection.shared_from_this();

@@ -31,7 +31,8 @@ public:
 
     /// Where the browser is to be sent.
     const std::string& redirectUri() const noexcept { return redirectUri_; }
-    /// The page that the browser gets. @param sent called on the listener's thread when it has it, or will not.
+    /// The page that the browser gets. @param sent called on the listener's thread when it has it, or will
+    /// not.
     void answer(bool signedIn, std::string text, std::function<void()> sent);
 
 private:

@@ -20,9 +20,9 @@ OidcProvider::~OidcProvider() {
 }
 
 std::weak_ptr<SignInAttempt> OidcProvider::signIn(const Client& client, const Wish& wish, Done done) {
-    const auto attempt =
-        std::make_shared<SignIn>(SignIn::Parts{network_, settings_, discovery_, parts_.front, parts_.signInLimit},
-                                 client, wish, std::move(done));
+    const auto attempt = std::make_shared<SignIn>(
+        SignIn::Parts{network_, settings_, discovery_, parts_.front, parts_.signInLimit}, client, wish,
+        std::move(done));
     attempt->start();
     return attempt;
 }
@@ -62,19 +62,23 @@ int checkProvider(const std::filesystem::path& file) {
         network.stop();
         return EXIT_FAILURE;
     }
-    network.post([&] { discovery.keys(false, [&](auto outcome) { published.set_value(std::move(outcome)); }); });
+    network.post(
+        [&] { discovery.keys(false, [&](auto outcome) { published.set_value(std::move(outcome)); }); });
     const auto keys = published.get_future().get();
     network.stop();
     const auto& offers = *std::get<0>(metadata);
     const auto say = [](bool offered, const char* what, const char* otherwise) {
-        std::cout << (offered ? "It offers " : "It does not offer ") << what << (offered ? "" : otherwise) << '\n';
+        std::cout << (offered ? "It offers " : "It does not offer ") << what << (offered ? "" : otherwise)
+                  << '\n';
     };
     std::cout << "The provider describes itself as this daemon needs it\n";
     say(!offers.deviceEndpoint.empty(), "sign-ins by a code on another device",
         ": without a browser nobody can sign in");
-    say(!offers.revocationEndpoint.empty(), "revocation", ": after a sign-out tokens live on until their end");
+    say(!offers.revocationEndpoint.empty(), "revocation",
+        ": after a sign-out tokens live on until their end");
     if (settings.endSession)
-        say(!offers.endSessionEndpoint.empty(), "to end its session as well", ", though \"endSession\" asks for it");
+        say(!offers.endSessionEndpoint.empty(), "to end its session as well",
+            ", though \"endSession\" asks for it");
     if (const auto* problem = std::get_if<Problem>(&keys)) {
         std::cout << "NOT GOOD: " << problem->text << '\n';
         return EXIT_FAILURE;

@@ -63,7 +63,8 @@ void Renewal::renew(std::chrono::steady_clock::time_point deadline, Tried tried)
 }
 
 bool Renewal::ended() const {
-    return parts_.state.accessToken(LoginState::Level::None).status == static_cast<std::int32_t>(TokenStatus::Ended);
+    return parts_.state.accessToken(LoginState::Level::None).status ==
+           static_cast<std::int32_t>(TokenStatus::Ended);
 }
 
 void Renewal::schedule(BootClock::duration delay) {
@@ -79,7 +80,8 @@ void Renewal::scheduleAhead() {
         return;
     const auto& grant = *session->grant;
     // Without a refresh token there is nothing to be done before the end.
-    const auto ahead = grant.refreshToken ? std::min(earliest, (grant.ends - grant.begins) / 5) : milliseconds(0);
+    const auto ahead =
+        grant.refreshToken ? std::min(earliest, (grant.ends - grant.begins) / 5) : milliseconds(0);
     schedule(std::max(milliseconds(0), grant.ends - ahead - BootClock::now()));
 }
 
@@ -140,8 +142,8 @@ void Renewal::answered(const SignedIn& session, const net::HttpAnswer& answer, B
         return;
     }
     save({session.sessionId, login::AccessToken(std::string(tokens.access.view())),
-          Grant{former.provider, tokens.refresh ? tokens.refresh : former.refreshToken, former.idToken, tokens.begins,
-                tokens.ends}});
+          Grant{former.provider, tokens.refresh ? tokens.refresh : former.refreshToken, former.idToken,
+                tokens.begins, tokens.ends}});
 }
 
 void Renewal::save(Renewed renewed) {
@@ -174,8 +176,8 @@ void Renewal::saved(bool done) {
 }
 
 void Renewal::endSession(const SignedIn& session, const std::string& reason) {
-    logger().log(Severity::warning, "The session of `" + login::toUtf8(session.info.displayName) + "` has ended: " + reason +
-                                        ". The person has to sign in again.");
+    logger().log(Severity::warning, "The session of `" + login::toUtf8(session.info.displayName) +
+                                        "` has ended: " + reason + ". The person has to sign in again.");
     parts_.stateThread.post([this, id = session.sessionId] {
         try {
             parts_.state.endSession(id);

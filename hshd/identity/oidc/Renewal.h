@@ -17,8 +17,9 @@
 
 namespace hshd::oidc {
 
-/// Keeps the session's access token good: has it renewed ahead of its end, and when somebody asks after it. One
-/// renewal at a time, whoever asks. A new token is given to nobody before its refresh token is on the disk.
+/// Keeps the session's access token good: has it renewed ahead of its end, and when somebody asks after it.
+/// One renewal at a time, whoever asks. A new token is given to nobody before its refresh token is on the
+/// disk.
 ///
 /// What the network does to it ends no session: the old token serves while it lasts, and the next try comes
 /// when the provider said, or after 1, 2, 4 seconds and so on up to a minute. A session ends when the

@@ -60,7 +60,8 @@ std::string resultPage(bool signedIn, std::string_view text) {
 std::string resultPagePolicy() {
     std::array<unsigned char, crypto_hash_sha256_BYTES> hash{};
     crypto_hash_sha256(hash.data(), reinterpret_cast<const unsigned char*>(style.data()), style.size());
-    std::array<char, sodium_base64_ENCODED_LEN(crypto_hash_sha256_BYTES, sodium_base64_VARIANT_ORIGINAL)> text{};
+    std::array<char, sodium_base64_ENCODED_LEN(crypto_hash_sha256_BYTES, sodium_base64_VARIANT_ORIGINAL)>
+        text{};
     sodium_bin2base64(text.data(), text.size(), hash.data(), hash.size(), sodium_base64_VARIANT_ORIGINAL);
     return "default-src 'none'; style-src 'sha256-" + std::string(text.data()) +
            "'; img-src data:; base-uri 'none'; form-action 'none'; frame-ancestors 'none'";

@@ -23,23 +23,25 @@ void Revoking::wake() {
 
 void Revoking::tell(const Metadata& metadata, const Revocation& revocation) {
     if (metadata.revocationEndpoint.empty()) {
-        logger().log(Severity::info, "The provider takes no revocations: the session's tokens end by themselves");
+        logger().log(Severity::info,
+                     "The provider takes no revocations: the session's tokens end by themselves");
         done(revocation);
         return;
     }
-    parts_.network.send(clientRequest(parts_.settings, metadata.revocationEndpoint,
-                                      {{"token", revocation.token.view()},
-                                       {"token_type_hint", revocation.refreshToken ? "refresh_token" : "access_token"}}),
-                        [this, revocation](const net::HttpAnswer& answer) {
-                            if (const auto problem = problemOf(answer)) {
-                                later(*problem);
-                                return;
-                            }
-                            if (answer.status != 200)
-                                logger().log(Severity::warning, "The provider refused a revocation with status " +
-                                                                    std::to_string(answer.status));
-                            done(revocation);
-                        });
+    parts_.network.send(
+        clientRequest(parts_.settings, metadata.revocationEndpoint,
+                      {{"token", revocation.token.view()},
+                       {"token_type_hint", revocation.refreshToken ? "refresh_token" : "access_token"}}),
+        [this, revocation](const net::HttpAnswer& answer) {
+            if (const auto problem = problemOf(answer)) {
+                later(*problem);
+                return;
+            }
+            if (answer.status != 200)
+                logger().log(Severity::warning, "The provider refused a revocation with status " +
+                                                    std::to_string(answer.status));
+            done(revocation);
+        });
 }
 
 void Revoking::done(const Revocation& revocation) {

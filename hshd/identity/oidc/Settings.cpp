@@ -102,8 +102,9 @@ Settings Settings::parse(std::string_view text, const std::string& file) {
                               "documents write it");
     settings.clientId = reader.text("clientId");
     if (settings.clientId.empty())
-        reader.fail("clientId", "is missing or empty; write the one that the provider has registered for this "
-                                "application");
+        reader.fail("clientId",
+                    "is missing or empty; write the one that the provider has registered for this "
+                    "application");
     settings.clientSecret = Secret(reader.text("clientSecret"));
     auto scopes = texts(document, reader, "scopes");
     if (!reader.has("scopes"))

@@ -19,7 +19,8 @@ namespace hshd::oidc {
 ///
 /// and if need be "clientSecret" (the file must then be closed to others), "scopes" (["openid", "profile",
 /// "email", "offline_access"]), "audience", "resource", "levels", "claims", "caFile", "redirectPath"
-/// ("/callback"), "consent" (true), "endSession" (false). docs/sign-in.md tells what they mean. Other keys are an error.
+/// ("/callback"), "consent" (true), "endSession" (false). docs/sign-in.md tells what they mean. Other keys
+/// are an error.
 struct Settings {
     /// What a sign-in at a level must show.
     struct Level {

@@ -106,7 +106,9 @@ void SignIn::begin(std::shared_ptr<const Metadata> metadata) {
     try {
         listener_ = std::make_shared<LoopbackListener>(
             parts_.settings.redirectPath, ties_.state,
-            hop([](SignIn& self, const LoopbackListener::Parameters& parameters) { self.redirected(parameters); }));
+            hop([](SignIn& self, const LoopbackListener::Parameters& parameters) {
+                self.redirected(parameters);
+            }));
     } catch (const std::runtime_error& error) {
         logger().log(Severity::warning, std::string("No browser can be used for a sign-in: ") + error.what());
         askForCode();
@@ -116,8 +118,9 @@ void SignIn::begin(std::shared_ptr<const Metadata> metadata) {
 }
 
 void SignIn::openBrowser() {
-    const auto address = authorizationAddress(parts_.settings, *metadata_, ties_, listener_->redirectUri(), level_,
-                                              wish_.again || wish_.level > Level::SignedIn, wish_.account);
+    const auto address =
+        authorizationAddress(parts_.settings, *metadata_, ties_, listener_->redirectUri(), level_,
+                             wish_.again || wish_.level > Level::SignedIn, wish_.account);
     parts_.front.openAddress(client_, address, hop([](SignIn& self, bool shown, const std::string& problem) {
                                  if (!problem.empty()) {
                                      self.fail(problem);
@@ -182,7 +185,8 @@ void SignIn::showCode(const json::object& answer, BootClock::time_point asked) {
     code.address = textAt(answer, "verification_uri");
     code.completeAddress = textAt(answer, "verification_uri_complete");
     code.lasts = seconds(std::clamp<std::int64_t>(numberAt(answer, "expires_in", 600), 1, 24 * 3600));
-    interval_ = seconds(std::clamp<std::int64_t>(numberAt(answer, "interval", 5), 1, longestInterval.count()));
+    interval_ =
+        seconds(std::clamp<std::int64_t>(numberAt(answer, "interval", 5), 1, longestInterval.count()));
     codeEnds_ = asked + code.lasts;
     const auto url = net::Url::parse(code.address);
     if (!deviceCode_ || code.code.empty() || !url || !url->isSafe()) {
@@ -221,7 +225,8 @@ void SignIn::polled(const net::HttpAnswer& answer, BootClock::time_point asked) 
     if (problem->error == "slow_down")
         interval_ += seconds(5);
     else if (problem->kind == Problem::Kind::Later)
-        interval_ = std::max(std::min(interval_ * 2, longestInterval), problem->retryAfter.value_or(seconds(0)));
+        interval_ =
+            std::max(std::min(interval_ * 2, longestInterval), problem->retryAfter.value_or(seconds(0)));
     else if (problem->error != "authorization_pending") {
         fail(problem->error == "expired_token" ? "The code has ended; try again."
                                                : "The provider gave no tokens: " + problem->text + ".");
@@ -272,8 +277,9 @@ void SignIn::verify(const std::shared_ptr<const Keys>& keys, bool anew) {
 }
 
 void SignIn::askUserinfo() {
-    const bool complete = std::ranges::all_of(
-        parts_.settings.claims, [this](const auto& claim) { return claim.second.empty() || claims_.contains(claim.second); });
+    const bool complete = std::ranges::all_of(parts_.settings.claims, [this](const auto& claim) {
+        return claim.second.empty() || claims_.contains(claim.second);
+    });
     if (complete || metadata_->userinfoEndpoint.empty()) {
         finish();
         return;
@@ -283,27 +289,29 @@ void SignIn::askUserinfo() {
     request.caFile = parts_.settings.caFile;
     Wiped header("Bearer " + std::string(tokens_.access.view()));
     request.authorization = Secret(*header);
-    parts_.network.send(std::move(request), step([](SignIn& self, const net::HttpAnswer& answer) {
-                            const auto outcome = readObject(answer);
-                            if (const auto* problem = std::get_if<Problem>(&outcome)) {
-                                logger().log(Severity::warning, "The provider told nothing more of the person: " +
-                                                                    problem->text);
-                            } else {
-                                const auto& more = std::get<0>(outcome);
-                                if (textAt(more, "sub") != textAt(self.claims_, "sub")) {
-                                    self.fail("The provider told of another person than the one who signed in.");
-                                    return;
-                                }
-                                for (const auto& member : more) // what is signed counts more
-                                    self.claims_.emplace(member.key(), member.value());
-                            }
-                            self.finish();
-                        }));
+    parts_.network.send(
+        std::move(request), step([](SignIn& self, const net::HttpAnswer& answer) {
+            const auto outcome = readObject(answer);
+            if (const auto* problem = std::get_if<Problem>(&outcome)) {
+                logger().log(Severity::warning,
+                             "The provider told nothing more of the person: " + problem->text);
+            } else {
+                const auto& more = std::get<0>(outcome);
+                if (textAt(more, "sub") != textAt(self.claims_, "sub")) {
+                    self.fail("The provider told of another person than the one who signed in.");
+                    return;
+                }
+                for (const auto& member : more) // what is signed counts more
+                    self.claims_.emplace(member.key(), member.value());
+            }
+            self.finish();
+        }));
 }
 
 void SignIn::finish() {
-    Identity identity{infoOf(claims_, parts_.settings), login::AccessToken(std::string(tokens_.access.view())),
-                      Grant{parts_.settings.name(), tokens_.refresh, tokens_.id, tokens_.begins, tokens_.ends}};
+    Identity identity{
+        infoOf(claims_, parts_.settings), login::AccessToken(std::string(tokens_.access.view())),
+        Grant{parts_.settings.name(), tokens_.refresh, tokens_.id, tokens_.begins, tokens_.ends}};
     if (identity.info.userId.empty()) {
         fail("The provider tells no `" + parts_.settings.claims.at("userId") + "` of the person.");
         return;
@@ -315,8 +323,9 @@ void SignIn::finish() {
     }
     ended_ = true;
     if (listener_)
-        listener_->answer(true, "Signed in as " + login::toUtf8(identity.info.displayName) + ".",
-                          [self = shared_from_this()] { self->parts_.network.post([self] { self->listener_.reset(); }); });
+        listener_->answer(
+            true, "Signed in as " + login::toUtf8(identity.info.displayName) + ".",
+            [self = shared_from_this()] { self->parts_.network.post([self] { self->listener_.reset(); }); });
     done_(std::move(identity), {});
 }
 
@@ -325,8 +334,9 @@ void SignIn::fail(const std::string& problem) {
     logger().log(Severity::warning, "A sign-in of client " + client_->clientId() + " (process " +
                                         std::to_string(client_->pid()) + ") failed: " + problem);
     if (listener_)
-        listener_->answer(false, problem,
-                          [self = shared_from_this()] { self->parts_.network.post([self] { self->listener_.reset(); }); });
+        listener_->answer(false, problem, [self = shared_from_this()] {
+            self->parts_.network.post([self] { self->listener_.reset(); });
+        });
     done_({}, problem);
 }
 

@@ -1,10 +1,9 @@
 #include "hshd/identity/oidc/Tokens.h"
 
-#include <sodium.h>
-
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <sodium.h>
 
 namespace hshd::oidc {
 namespace {
@@ -35,8 +34,8 @@ std::chrono::seconds lifetime(const json::object& object) {
 }
 
 Problem refused(const net::HttpAnswer& answer) {
-    Problem problem{Problem::Kind::Wrong,
-                    "the provider refused with status " + std::to_string(answer.status), {}, {}};
+    Problem problem{
+        Problem::Kind::Wrong, "the provider refused with status " + std::to_string(answer.status), {}, {}};
     try {
         const auto document = json::parse(answer.body);
         const auto& object = document.as_object();
@@ -71,9 +70,11 @@ net::HttpRequest clientRequest(const Settings& settings, const std::string& url,
     if (settings.clientSecret) {
         Wiped pair(net::encodeForm({{"", settings.clientId}}).substr(1) + ":" +
                    net::encodeForm({{"", settings.clientSecret.view()}}).substr(1));
-        Wiped encoded(std::string(sodium_base64_encoded_len(pair->size(), sodium_base64_VARIANT_ORIGINAL), '\0'));
-        sodium_bin2base64(encoded->data(), encoded->size(), reinterpret_cast<const unsigned char*>(pair->data()),
-                          pair->size(), sodium_base64_VARIANT_ORIGINAL);
+        Wiped encoded(
+            std::string(sodium_base64_encoded_len(pair->size(), sodium_base64_VARIANT_ORIGINAL), '\0'));
+        sodium_bin2base64(encoded->data(), encoded->size(),
+                          reinterpret_cast<const unsigned char*>(pair->data()), pair->size(),
+                          sodium_base64_VARIANT_ORIGINAL);
         encoded->pop_back(); // the terminating zero
         Wiped header("Basic " + *encoded);
         request.authorization = Secret(*header);
@@ -107,10 +108,11 @@ Outcome<Tokens> readTokens(const net::HttpAnswer& answer, BootClock::time_point 
         return std::tolower(static_cast<unsigned char>(a)) == b;
     });
     const Secret access(textAt(object, "access_token"));
-    Outcome<Tokens> result = Problem{Problem::Kind::Wrong, "the provider gave no access token of a known type", {}, {}};
+    Outcome<Tokens> result =
+        Problem{Problem::Kind::Wrong, "the provider gave no access token of a known type", {}, {}};
     if (bearer && access)
-        result = Tokens{access, Secret(textAt(object, "refresh_token")), Secret(textAt(object, "id_token")), asked,
-                        asked + lifetime(object)};
+        result = Tokens{access, Secret(textAt(object, "refresh_token")), Secret(textAt(object, "id_token")),
+                        asked, asked + lifetime(object)};
     wipeTexts(object);
     return result;
 }

@@ -14,8 +14,8 @@ namespace hshd::oidc {
 
 struct Tokens {
     Secret access;
-    Secret refresh; ///< empty: none was given
-    Secret id;      ///< not verified; empty: none was given
+    Secret refresh;               ///< empty: none was given
+    Secret id;                    ///< not verified; empty: none was given
     BootClock::time_point begins; ///< of the access token
     BootClock::time_point ends;
 };

@@ -22,7 +22,8 @@ namespace json = foundation::json;
 /// A script of the provider's folder as a process; it ends with this.
 class Script {
 public:
-    explicit Script(std::vector<std::string> arguments) : child_("/usr/bin/env", withNode(std::move(arguments))) {
+    explicit Script(std::vector<std::string> arguments)
+        : child_("/usr/bin/env", withNode(std::move(arguments))) {
         output_ = child_.takeOutput();
     }
     ~Script() {
@@ -73,7 +74,9 @@ public:
     void askCredentials(const Client&, const CredentialQuestion&, Answered answered) override {
         answered({"No password is asked for.", "", Secret(), false});
     }
-    void askConsent(const Client&, const std::string&, Answered answered) override { answered({"", "", Secret(), true}); }
+    void askConsent(const Client&, const std::string&, Answered answered) override {
+        answered({"", "", Secret(), true});
+    }
     void openAddress(const Client&, const std::string& address, Shown shown) override {
         opened.add(address);
         if (hasBrowser)
@@ -104,7 +107,8 @@ public:
     std::vector<std::future<std::string>> visits; ///< the last page of each
 };
 
-/// The daemon's parts with a provider in a process of its own. Tests that need another one start it themselves.
+/// The daemon's parts with a provider in a process of its own. Tests that need another one start it
+/// themselves.
 struct ProviderFixture : Test {
     explicit ProviderFixture(std::string options = "{}") : providerOptions(std::move(options)) {}
 
@@ -138,9 +142,10 @@ struct ProviderFixture : Test {
                 oidc->sessionChanged();
         });
         oidc = std::make_unique<oidc::OidcProvider>(
-            oidc::Settings::parse(R"({"issuer": ")" + issuer + R"(", "clientId": "desktop")" + moreSettings + "}", "test"),
-            oidc::OidcProvider::Parts{*state, stateThread, person, store->directory(), store->vault(), HSHD_PROGRAM,
-                                      signInLimit});
+            oidc::Settings::parse(
+                R"({"issuer": ")" + issuer + R"(", "clientId": "desktop")" + moreSettings + "}", "test"),
+            oidc::OidcProvider::Parts{*state, stateThread, person, store->directory(), store->vault(),
+                                      HSHD_PROGRAM, signInLimit});
         oidc->sessionChanged();
     }
 
@@ -152,9 +157,10 @@ struct ProviderFixture : Test {
     };
     std::future<SignedInAs> beginSignIn(SignInRequest::Wish wish) {
         const auto outcome = std::make_shared<std::promise<SignedInAs>>();
-        request = std::make_shared<SignInRequest>(
-            parts(), client, std::move(wish),
-            [outcome](LoginInfo info, const std::string& problem) { outcome->set_value({std::move(info), problem}); });
+        request = std::make_shared<SignInRequest>(parts(), client, std::move(wish),
+                                                  [outcome](LoginInfo info, const std::string& problem) {
+                                                      outcome->set_value({std::move(info), problem});
+                                                  });
         request->start();
         return outcome->get_future();
     }
@@ -180,7 +186,8 @@ struct ProviderFixture : Test {
     }
 
     /// A request of the test's own; its body, or a problem.
-    std::string ask(const std::string& path, const std::string& form = "", const std::string& authorization = "") {
+    std::string ask(const std::string& path, const std::string& form = "",
+                    const std::string& authorization = "") {
         net::NetworkThread network;
         net::HttpRequest asked;
         asked.url = issuer + path;
@@ -188,12 +195,17 @@ struct ProviderFixture : Test {
         asked.authorization = Secret(authorization);
         std::promise<std::string> body;
         network.send(asked, [&](const net::HttpAnswer& answer) {
-            body.set_value(answer.failure ? answer.problem : std::to_string(answer.status) + " " + answer.body);
+            body.set_value(answer.failure ? answer.problem
+                                          : std::to_string(answer.status) + " " + answer.body);
         });
         return body.get_future().get();
     }
-    void control(const std::string& order) { EXPECT_THAT(ask("/control", order), StartsWith("204")) << order; }
-    std::int64_t count(const char* what) { return json::parse(ask("/control/counts").substr(4)).at(what).as_int64(); }
+    void control(const std::string& order) {
+        EXPECT_THAT(ask("/control", order), StartsWith("204")) << order;
+    }
+    std::int64_t count(const char* what) {
+        return json::parse(ask("/control/counts").substr(4)).at(what).as_int64();
+    }
     /// Whether the provider takes the access token.
     bool takes(const AccessToken& token) {
         return ask("/me", "", "Bearer " + token.getTokenString()).starts_with("200");

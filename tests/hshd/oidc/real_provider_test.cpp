@@ -6,7 +6,9 @@ using namespace hshd::test;
 
 namespace {
 
-struct SignInAtProvider : ProviderFixture {};
+struct SignInAtProvider : ProviderFixture {
+    SignInAtProvider() : ProviderFixture(R"({"deviceIntervalSeconds": 1})") {}
+};
 
 /// Tokens that end before anybody has looked twice.
 struct ShortTokens : ProviderFixture {
@@ -96,7 +98,8 @@ TEST_F(SignInAtProvider, ASignOutRevokesBothTokensAlsoWhenTheDaemonIsAnotherOne)
     const auto access = token().token.getTokenString();
     const auto refresh = std::string(state->signedIn()->grant->refreshToken.view());
     const auto active = [&](const std::string& given) {
-        return ask("/token/introspection", "token=" + given, "Basic aW50cm9zcGVjdG9yOmludHJvc3BlY3Rvci1zZWNyZXQ=");
+        return ask("/token/introspection", "token=" + given,
+                   "Basic aW50cm9zcGVjdG9yOmludHJvc3BlY3Rvci1zZWNyZXQ=");
     };
     EXPECT_THAT(active(refresh), HasSubstr(R"("active":true)"));
     oidc->stop(); // it ends before it has told the provider
