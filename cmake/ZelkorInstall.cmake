@@ -13,15 +13,16 @@ install(TARGETS zelkor_host zelkor_runtime_bundles
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
   INCLUDES DESTINATION "${include_dir}")
 # For who asks for find_package(zelkor COMPONENTS static).
-install(TARGETS zelkor_host_static zelkor_connector zelkor_login zelkor_transport_client zelkor_wire zelkor_calls
+install(TARGETS zelkor_host_static zelkor_connector zelkor_login zelkor_prompt zelkor_transport_client zelkor_wire zelkor_calls
                 zelkor_cppmicroservices zelkor_records halvorin_foundation
   EXPORT zelkor_static
   ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
   INCLUDES DESTINATION "${include_dir}")
 install(TARGETS zelkorloginclient LIBRARY DESTINATION "${ZELKOR_MODULE_DIR}")
 install(TARGETS hshd zelkorlogin RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+install(TARGETS hshd-keyring RUNTIME DESTINATION "${CMAKE_INSTALL_LIBEXECDIR}/hshd")
 
-foreach(dir IN ITEMS ground/foundation ground/cppmicroservices ground/connector contract/login transport)
+foreach(dir IN ITEMS ground/foundation ground/cppmicroservices ground/connector contract/login contract/prompt transport)
   if(NOT (dir STREQUAL "ground/cppmicroservices" AND ZELKOR_FRAMEWORK STREQUAL "system"))
     install(DIRECTORY "${PROJECT_SOURCE_DIR}/${dir}/include/" DESTINATION "${include_dir}"
       PATTERN json.h EXCLUDE # our own use of a library that hosts need not have

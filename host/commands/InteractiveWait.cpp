@@ -2,6 +2,7 @@
 
 #include "contract/calls/Errors.h"
 #include "host/NoAnswer.h"
+#include "host/prompt/TerminalPrompt.h"
 
 #include <algorithm>
 #include <chrono>
@@ -22,11 +23,11 @@ std::chrono::seconds timeLeft(const Session& session) {
                     std::chrono::ceil<std::chrono::seconds>(*session.deadline() - steady_clock::now()));
 }
 
-PromptOffer offerPrompt(Session& session) {
+login::prompt::PromptOffer offerPrompt(Session& session, bool browser) {
     if (session.deadline())
         session.host().configureAll("timeouts::call", static_cast<int>(timeLeft(session).count()));
     try {
-        return PromptOffer(session.host().context(), timeLeft(session));
+        return {session.host().context(), std::make_shared<TerminalPrompt>(browser), timeLeft(session)};
     } catch (const std::exception& error) {
         throw NoAnswer(error.what());
     }
@@ -34,8 +35,8 @@ PromptOffer offerPrompt(Session& session) {
 
 } // namespace
 
-InteractiveWait::InteractiveWait(Session& session, login::interactive::ZelkorLogin& login)
-    : session_(session), login_(login), prompt_(offerPrompt(session)) {}
+InteractiveWait::InteractiveWait(Session& session, login::interactive::ZelkorLogin& login, bool browser)
+    : session_(session), login_(login), prompt_(offerPrompt(session, browser)) {}
 
 bool InteractiveWait::late() const {
     return session_.deadline() && steady_clock::now() >= *session_.deadline();
@@ -60,6 +61,7 @@ std::string InteractiveWait::outcomeOf(const std::function<void(Done)>& request)
         aborted = Interruption::came() || late();
         aborted ? abort() : Interruption::wait(session_.deadline());
     }
+    prompt_.cancel(); // what is shown is over
     try {
         ended.get(); // it may have come while it was being aborted
         return {};

@@ -2,9 +2,9 @@
 
 #include "host/Interruption.h"
 #include "host/Session.h"
-#include "host/prompt/PromptOffer.h"
 
 #include <login/interactive/ZelkorLogin.h>
+#include <login/prompt/PromptOffer.h>
 
 #include <exception>
 #include <functional>
@@ -18,8 +18,9 @@ class InteractiveWait {
 public:
     using Done = std::function<void(const std::exception_ptr&)>;
 
+    /// @param browser whether one may be opened for the person
     /// @throws NoAnswer when the daemon offers no sign-in.
-    InteractiveWait(Session& session, login::interactive::ZelkorLogin& login);
+    InteractiveWait(Session& session, login::interactive::ZelkorLogin& login, bool browser = true);
 
     /// Makes the request, whose handler calls what it is given once, and waits for that.
     /// @return empty for success, else why not.
@@ -33,7 +34,7 @@ private:
     Session& session_;
     login::interactive::ZelkorLogin& login_;
     Interruption interruption_{ExitCode::NoAnswer};
-    PromptOffer prompt_;
+    login::prompt::PromptOffer prompt_;
 };
 
 } // namespace zelkor::host

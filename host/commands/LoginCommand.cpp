@@ -15,12 +15,13 @@ void LoginCommand::addOptions(CLI::App& app) {
     app.add_option("--account", account_, "The account's name, which is then not asked for")
         ->type_name("NAME");
     app.add_flag("--remember", remember_, "Later sessions start signed in");
+    app.add_flag("--device", device_, "By a code that is typed on another device, without a browser here");
     app.add_flag("--again", again_, "Ask even if somebody is signed in at that level");
 }
 
 Result LoginCommand::run(Session& session, const Output&) {
     const auto login = session.service<login::interactive::ZelkorLogin>();
-    InteractiveWait wait(session, *login.service);
+    InteractiveWait wait(session, *login.service, !device_);
     login::LoginInfo info;
     const auto outcome = wait.outcomeOf([&](auto done) {
         login->requestLoginAsync(

@@ -18,6 +18,7 @@ private:
     LevelOption level_;
     std::string account_;
     bool remember_ = false;
+    bool device_ = false;
     bool again_ = false;
 };
 
