@@ -2,6 +2,7 @@
 
 #include "host/CommandLine.h"
 #include "host/Patience.h"
+#include "host/ProviderCheck.h"
 #include "host/commands/LoginCommand.h"
 #include "host/commands/LogoutCommand.h"
 #include "host/commands/NegotiateCommand.h"
@@ -150,11 +151,19 @@ int main(int argc, char** argv) {
         command->addOptions(*subcommand);
         subcommand->callback([&chosen, &command] { chosen = command.get(); });
     }
+    std::string providerFile;
+    auto* provider = app.add_subcommand("provider", "Look at the identity provider that hshd is to use");
+    provider->require_subcommand(1);
+    provider->add_subcommand("check", "Ask the provider whether what its file says fits, without the daemon")
+        ->add_option("FILE", providerFile, "The file for hshd --provider")
+        ->required();
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::Configuration);
     }
+    if (!chosen)
+        return checkProvider(providerFile);
     const Output output{STDOUT_FILENO, line.json};
     const auto result = run(line, *chosen, output);
     // One that went on has said all it has to say.
