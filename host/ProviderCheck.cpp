@@ -16,7 +16,8 @@ int checkProvider(const std::string& file) {
         if (std::filesystem::is_regular_file(program, none))
             ::execl(program.c_str(), "hshd", "--check-provider", "--provider", file.c_str(), nullptr);
     ::execlp("hshd", "hshd", "--check-provider", "--provider", file.c_str(), nullptr);
-    std::cerr << "zelkorlogin: the daemon's program, hshd, is neither beside this one nor in PATH; install it\n";
+    std::cerr
+        << "zelkorlogin: the daemon's program, hshd, is neither beside this one nor in PATH; install it\n";
     return static_cast<int>(ExitCode::Configuration);
 }
 

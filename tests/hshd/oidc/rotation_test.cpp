@@ -13,7 +13,8 @@ struct Rotation : ProviderFixture {
     Rotation() : ProviderFixture(R"({"accessTokenSeconds": 1})") {}
 
     hshd::DaemonProcess daemonWithTheState() {
-        std::ofstream(place / "provider.json") << R"({"issuer": ")" << issuer << R"(", "clientId": "desktop"})";
+        std::ofstream(place / "provider.json")
+            << R"({"issuer": ")" << issuer << R"(", "clientId": "desktop"})";
         return hshd::DaemonProcess({.program = HSHD_PROGRAM,
                                     .socketDirectory = place / "run",
                                     .stateDirectory = directory.path(),
