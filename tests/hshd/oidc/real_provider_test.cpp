@@ -48,6 +48,21 @@ TEST_F(SignInAtProvider, InTheBrowserGivesARecordAndATokenThatTheProviderTakes) 
     EXPECT_TRUE(takes(token().token)) << "the session outlives the daemon";
 }
 
+TEST_F(SignInAtProvider, InARealBrowserWithoutAWarning) {
+    const char* chosen = std::getenv("CHROMIUM");
+    const fs::path browser = chosen ? chosen : "/usr/bin/chromium";
+    if (!fs::exists(browser))
+        GTEST_SKIP() << browser << " is not installed: ./zelkor test installs it";
+    person.script = "";
+    auto outcome = beginSignIn({Level::SignedIn, true, false, ""});
+    std::string said;
+    const auto picture = directory / "page.png";
+    EXPECT_EQ(Script({"chromium.mjs", person.opened.at(0), "ada", picture}).wait(said), 0) << said;
+    ASSERT_TRUE(comes(outcome));
+    EXPECT_EQ(outcome.get().problem, "");
+    EXPECT_THAT(contentOf(picture), StartsWith("\x89PNG"));
+}
+
 TEST_F(SignInAtProvider, ByACodeOnAnotherDeviceWithoutABrowser) {
     person.hasBrowser = false;
     const auto [info, problem] = signIn();
