@@ -1,6 +1,7 @@
 // Walks the main job with real processes: this one is the host, hshd is started as a process of its own.
 
 #include "demo/Chapters.h"
+#include "demo/ProviderChapter.h"
 #include "host/ModuleFile.h"
 
 #include <foundation/log/setup.h>
@@ -52,7 +53,8 @@ void writeAccount(const std::filesystem::path& place, const std::filesystem::pat
     permissions(place / "answers.json", perms::owner_read | perms::owner_write);
 }
 
-int run(const std::filesystem::path& program, const std::filesystem::path& zelkorlogin) {
+int run(const std::filesystem::path& program, const std::filesystem::path& zelkorlogin,
+        const std::filesystem::path& provider) {
     demo::Narrator narrator;
     const Workplace workplace;
     writeAccount(workplace.path(), program);
@@ -90,6 +92,8 @@ int run(const std::filesystem::path& program, const std::filesystem::path& zelko
         hshd::DaemonProcess oldDaemon(daemonWith("1"));
         demo::speakVersion1(narrator, host, shell, oldDaemon);
         narrator.expect("SIGTERM to the daemon: exit code", std::to_string(oldDaemon.stop()), "0");
+        if (!provider.empty())
+            demo::ProviderChapter(narrator, {workplace.path(), provider, program, zelkorlogin}).tell(shell);
     }
     if (narrator.failures() == 0)
         std::cout << "\nEverything is as it should be." << std::endl;
@@ -102,12 +106,15 @@ int run(const std::filesystem::path& program, const std::filesystem::path& zelko
 
 int main(int argc, char** argv) {
     CLI::App app("Shows the login module at work against a daemon of its own.");
-    std::filesystem::path hshd, zelkorlogin;
+    std::filesystem::path hshd, zelkorlogin, provider;
     std::string level = "off";
     app.add_option("--hshd", hshd, "The daemon's program")->required()->check(CLI::ExistingFile);
     app.add_option("--zelkorlogin", zelkorlogin, "The program zelkorlogin, with the module beside it")
         ->required()
         ->check(CLI::ExistingFile);
+    app.add_option("--provider", provider,
+                   "The directory of an identity provider's scripts, for a chapter with it")
+        ->check(CLI::ExistingDirectory);
     app.add_option("--log-level", level, "What of the module's log goes to the error stream")
         ->capture_default_str();
     CLI11_PARSE(app, argc, argv);
@@ -115,7 +122,7 @@ int main(int argc, char** argv) {
         foundation::log::Options log;
         log.console = foundation::log::SeverityFilter::parse(level);
         foundation::log::setup(log);
-        return run(hshd, zelkorlogin);
+        return run(hshd, zelkorlogin, provider);
     } catch (const std::exception& error) {
         std::cerr << "zelkor-demo: " << error.what() << std::endl;
         return EXIT_FAILURE;
