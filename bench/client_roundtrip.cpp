@@ -110,12 +110,12 @@ double allocationsPerCall(const std::function<void()>& call) {
 }
 
 struct Subjects {
-    Series raw, client, transport, clients;
-    std::vector<Series*> all() { return {&raw, &client, &transport, &clients}; }
+    Series raw, client, transport, clients, token;
+    std::vector<Series*> all() { return {&raw, &client, &transport, &clients, &token}; }
 };
 
 void printResults(const Subjects& subjects) {
-    const auto& [raw, client, transport, clients] = subjects;
+    const auto& [raw, client, transport, clients, token] = subjects;
     constexpr auto elapsed = &Cost::elapsed;
     constexpr auto processor = &Cost::processor;
     const auto value = [](const Series& series, const Series& reference, bool inverse) {
@@ -131,6 +131,8 @@ void printResults(const Subjects& subjects) {
                   value(clients, raw, true), ">= 1");
     report::ratio("the same call on the transport's `Invokable`, one caller: round trip / raw ping-pong",
                   value(transport, raw, false));
+    report::ratio("`requestAccessToken`, one caller / `getLoginInfo`, one caller",
+                  value(token, client, false), "<= 1");
     report::ratio("`getLoginInfo`, one caller: allocations by the calling thread, transport included",
                   fixed(allocationsPerCall(client.call), 1), "<= 5");
     report::absolute("raw ping-pong", fixed(raw.typical(elapsed), 2) + " us");
@@ -160,7 +162,12 @@ void run(const Settings& settings) {
     const auto askTransport = [&] {
         invokable->call<LoginInfo>(std::chrono::seconds(10), "getLoginInfo", requester, 2);
     };
-    Subjects subjects{{1, [&] { pair.roundTrip(); }}, {1, ask}, {1, askTransport}, {manyCallers, ask}};
+    const auto askToken = [&] {
+        if (!client->requestAccessToken(requester, LoginInfo::Level::SignedIn))
+            throw std::runtime_error("a call failed");
+    };
+    Subjects subjects{
+        {1, [&] { pair.roundTrip(); }}, {1, ask}, {1, askTransport}, {manyCallers, ask}, {1, askToken}};
     const ProcessorTime processor({pair.otherProcess(), daemon.pid()});
     for (int round = -1; round < settings.rounds; ++round) {
         for (auto* series : subjects.all()) {
