@@ -67,6 +67,17 @@ auto SignIn::step(Function function) {
 }
 
 template <class Function>
+auto SignIn::weakHop(Function function) {
+    return
+        [&network = parts_.network, weak = weak_from_this(), function = std::move(function)](auto... args) {
+            network.post([weak, function, args...] {
+                if (const auto self = weak.lock())
+                    function(*self, args...);
+            });
+        };
+}
+
+template <class Function>
 auto SignIn::hop(Function function) {
     return [self = shared_from_this(), function = std::move(function)](auto... args) {
         self->parts_.network.post(self->step([function, args...](SignIn& here) { function(here, args...); }));
@@ -82,6 +93,7 @@ void SignIn::start() {
             return;
         }
         self.level_ = found->second;
+        // Which also keeps it so long: nothing of the browser's does.
         self.parts_.network.after(self.parts_.limit,
                                   self.step([](SignIn& late) { late.fail("Nobody signed in in time."); }));
         self.parts_.discovery.metadata(self.step([](SignIn& here, auto outcome) {
@@ -106,8 +118,9 @@ void SignIn::begin(std::shared_ptr<const Metadata> metadata) {
     try {
         listener_ = std::make_shared<LoopbackListener>(
             parts_.settings.redirectPath, ties_.state,
-            hop([](SignIn& self, const LoopbackListener::Parameters& parameters) {
-                self.redirected(parameters);
+            weakHop([](SignIn& self, const LoopbackListener::Parameters& parameters) {
+                if (!self.ended_)
+                    self.redirected(parameters);
             }));
     } catch (const std::runtime_error& error) {
         logger().log(Severity::warning, std::string("No browser can be used for a sign-in: ") + error.what());
@@ -322,21 +335,20 @@ void SignIn::finish() {
         return;
     }
     ended_ = true;
+    tokens_ = {};
     if (listener_)
-        listener_->answer(
-            true, "Signed in as " + login::toUtf8(identity.info.displayName) + ".",
-            [self = shared_from_this()] { self->parts_.network.post([self] { self->listener_.reset(); }); });
+        listener_->answer(true, "Signed in as " + login::toUtf8(identity.info.displayName) + ".",
+                          weakHop([](SignIn& self) { self.listener_.reset(); }));
     done_(std::move(identity), {});
 }
 
 void SignIn::fail(const std::string& problem) {
     ended_ = true;
+    tokens_ = {};
     logger().log(Severity::warning, "A sign-in of client " + client_->clientId() + " (process " +
                                         std::to_string(client_->pid()) + ") failed: " + problem);
     if (listener_)
-        listener_->answer(false, problem, [self = shared_from_this()] {
-            self->parts_.network.post([self] { self->listener_.reset(); });
-        });
+        listener_->answer(false, problem, weakHop([](SignIn& self) { self.listener_.reset(); }));
     done_({}, problem);
 }
 

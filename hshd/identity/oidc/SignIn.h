@@ -57,6 +57,10 @@ private:
     /// The same, from other threads.
     template <class Function>
     auto hop(Function function);
+    /// From the listener's thread, also when the sign-in is over. That thread must not be who ends this, and
+    /// with it the listener.
+    template <class Function>
+    auto weakHop(Function function);
 
     const Parts parts_;
     const Client client_;
