@@ -144,14 +144,17 @@ TEST_F(ShortTokens, AnEndThatManyAskAcrossCostsOneRenewal) {
     ASSERT_TRUE(eventually([&] { return ended(); })) << "nothing renewed it in time";
     EXPECT_TRUE(state->isLoggedIn(Level::SignedIn)) << "what the network does signs nobody out";
     EXPECT_EQ(token().status, 503) << "the provider said when to come again";
-    restart(); // and this one has not been told
     const auto before = count("refresh");
+    restart(); // and this one has not been told
     std::vector<std::future<RequestAccessTokenResponse>> asked;
     for (int i = 0; i < 32; ++i)
         asked.push_back(std::async(std::launch::async, [this] { return token(); }));
     for (auto& one : asked)
         EXPECT_TRUE(one.get().token);
     EXPECT_EQ(count("refresh") - before, 1);
+    EXPECT_TRUE(eventually([&] { return count("refresh") - before >= 2; })) << "the next one's turn";
+    EXPECT_EQ(count("reuseDetected"), 0) << "and nobody asked with the old one meanwhile";
+    EXPECT_TRUE(state->isLoggedIn(Level::SignedIn));
 }
 
 TEST_F(ShortTokens, ASessionEndsWhenTheProviderSaysSo) {
