@@ -35,22 +35,10 @@ bool LoginOperations::isLoggedIn(const std::string& /*requester*/, int level) co
     return parts_.state.isLoggedIn(static_cast<Level>(level));
 }
 
-void LoginOperations::withToken(Level level, std::chrono::steady_clock::time_point deadline,
-                                std::function<void(RequestAccessTokenResponse)> answer) const {
-    auto present = parts_.state.accessToken(level);
-    if (present.status != static_cast<std::int32_t>(TokenStatus::Ended)) {
-        answer(std::move(present));
-        return;
-    }
-    const auto now = std::chrono::steady_clock::now();
-    parts_.provider.renewToken(
-        now + (deadline - now) * 9 / 10,
-        [&state = parts_.state, level, answer = std::move(answer)] { answer(state.accessToken(level)); });
-}
-
 void LoginOperations::accessTokenFor(const std::string& requester, int level, TokenAnswer answer) const {
-    withToken(static_cast<Level>(level), answer.deadline(),
-              [requester, level, answer](RequestAccessTokenResponse response) {
+    const auto deadline = answer.deadline();
+    withToken(static_cast<Level>(level), deadline,
+              [requester, level, answer = std::move(answer)](RequestAccessTokenResponse response) {
                   if (logger().enabled(Severity::debug))
                       logger().log(Severity::debug, "Access token for `" + requester.substr(0, 256) +
                                                         "` at level " + std::to_string(level) + ": status " +

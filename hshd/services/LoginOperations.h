@@ -8,8 +8,8 @@
 #include "hshd/state/StateThread.h"
 
 #include <chrono>
-#include <functional>
 #include <string>
+#include <utility>
 
 namespace hshd {
 
@@ -44,8 +44,19 @@ protected:
     void accessTokenFor(const std::string& requester, int level, TokenAnswer answer) const;
     void accessToken(TokenAnswer answer) const;
     /// From memory while the token lasts, else when the provider was asked for another, before the deadline.
-    void withToken(Level level, std::chrono::steady_clock::time_point deadline,
-                   std::function<void(login::RequestAccessTokenResponse)> answer) const;
+    /// @param answer takes the response; a plain value
+    template <class Answer>
+    void withToken(Level level, std::chrono::steady_clock::time_point deadline, Answer answer) const {
+        auto present = parts_.state.accessToken(level);
+        if (present.status != static_cast<std::int32_t>(TokenStatus::Ended)) {
+            answer(std::move(present));
+            return;
+        }
+        const auto now = std::chrono::steady_clock::now();
+        parts_.provider.renewToken(
+            now + (deadline - now) * 9 / 10,
+            [&state = parts_.state, level, answer = std::move(answer)] { answer(state.accessToken(level)); });
+    }
     std::string getEndpoint() const;
     std::string getRelease() const;
     std::string getSourceId() const;
